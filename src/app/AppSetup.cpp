@@ -1,0 +1,40 @@
+#include "AppSetup.h"
+
+#include "SystemLayout.h"
+
+#include <QCoreApplication>
+#include <QFileInfo>
+#include <QGuiApplication>
+#include <QQmlEngine>
+#include <QQuickStyle>
+#include <cstdio>
+
+namespace AppSetup {
+
+void configureApplication()
+{
+    QCoreApplication::setOrganizationName(QStringLiteral("Velmora"));
+    QCoreApplication::setApplicationName(QStringLiteral("Velmora"));
+    QGuiApplication::setApplicationDisplayName(QStringLiteral("Velmora"));
+    QQuickStyle::setStyle(QStringLiteral("Basic"));
+}
+
+void configureEngine(QQmlEngine &engine)
+{
+    engine.addImportPath(QStringLiteral("qrc:/"));
+}
+
+void warnAboutLayout()
+{
+    if (qEnvironmentVariableIsEmpty("HOME"))
+        std::fprintf(stderr, "velmora: HOME is not set; using the account's home folder %s\n",
+                     qPrintable(SystemLayout::homeFolder()));
+    const QString home = SystemLayout::homeFolder();
+    if (!QFileInfo(home).isDir())
+        std::fprintf(stderr, "velmora: the home folder %s does not exist\n", qPrintable(home));
+    const QString root = SystemLayout::systemRoot();
+    if (!QFileInfo(root).isDir())
+        std::fprintf(stderr, "velmora: VELMORA_ROOT %s is not a folder\n", qPrintable(root));
+}
+
+} // namespace AppSetup

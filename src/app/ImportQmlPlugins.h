@@ -1,0 +1,8 @@
+#pragma once
+
+// Pulls the statically linked QML modules into an executable. Include it in
+// exactly one source file of each program that loads Velmora's screens.
+#include <QtQml/QQmlExtensionPlugin>
+
+Q_IMPORT_QML_PLUGIN(VelmoraPlugin)
+Q_IMPORT_QML_PLUGIN(Velmora_CorePlugin)

@@ -1,0 +1,29 @@
+#include "VelmoraWindowDelegate.h"
+
+#include <QGuiApplication>
+#include <QScreen>
+#include <QTimer>
+#include <QWindow>
+
+void VelmoraWindowDelegate::applicationDidFinishLaunching()
+{
+    QTimer::singleShot(kDelayMs, this, &VelmoraWindowDelegate::placeFirstWindow);
+}
+
+void VelmoraWindowDelegate::placeFirstWindow()
+{
+    const QWindowList windows = QGuiApplication::topLevelWindows();
+    if (windows.isEmpty())
+        return;
+    QWindow *window = windows.first();
+    window->resize(kWidth, kHeight);
+    window->setMinimumSize(QSize(kMinimumWidth, kMinimumHeight));
+    if (QScreen *screen = window->screen()) {
+        const QRect area = screen->availableGeometry();
+        window->setPosition(area.x() + (area.width() - kWidth) / 2,
+                            area.y() + (area.height() - kHeight) / 2);
+    }
+    window->show();
+    window->raise();
+    window->requestActivate();
+}

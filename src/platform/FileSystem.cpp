@@ -1,0 +1,114 @@
+#include "FileSystem.h"
+
+#include "FileLocation.h"
+#include "PosixEntries.h"
+
+#include <QDir>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+#include <vector>
+
+namespace FileSystem {
+
+std::optional<QList<EntryInfo>> listDirectory(const QString &folder, bool skipHidden)
+{
+    const QString folderPath = FileLocation::standardizedPath(folder);
+    const int fd =
+        open(FileLocation::encode(folderPath).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd < 0)
+        return std::nullopt;
+    std::vector<QByteArray> names;
+    if (!PosixEntries::readNames(fd, &names)) {
+        close(fd);
+        return std::nullopt;
+    }
+    QList<EntryInfo> entries;
+    entries.reserve(static_cast<qsizetype>(names.size()));
+    for (const QByteArray &raw : names) {
+        EntryInfo info;
+        if (!FileLocation::decodeExactly(raw, &info.name))
+            continue;
+        if (skipHidden && raw.startsWith('.'))
+            continue;
+        struct stat st;
+        if (fstatat(fd, raw.constData(), &st, AT_SYMLINK_NOFOLLOW) != 0)
+            continue;
+        info.path = FileLocation::appendingPathComponent(folderPath, info.name);
+        info.level = 1;
+        PosixEntries::fill(&info, st);
+        entries.append(std::move(info));
+    }
+    close(fd);
+    return entries;
+}
+
+std::optional<EntryInfo> resourceValues(const QString &path)
+{
+    EntryInfo info;
+    info.path = FileLocation::standardizedPath(path);
+    info.name = FileLocation::lastPathComponent(info.path);
+    struct stat st;
+    if (lstat(FileLocation::encode(info.path).constData(), &st) != 0)
+        return std::nullopt;
+    PosixEntries::fill(&info, st);
+    return info;
+}
+
+namespace {
+
+int renameNoReplace(const QByteArray &from, const QByteArray &to)
+{
+#ifdef SYS_renameat2
+    const long rc = syscall(SYS_renameat2, AT_FDCWD, from.constData(), AT_FDCWD, to.constData(),
+                            1 /* RENAME_NOREPLACE */);
+    if (rc == 0 || (errno != EINVAL && errno != ENOSYS))
+        return rc == 0 ? 0 : -1;
+#endif
+    // File systems without the flag: check first, then rename.
+    struct stat st;
+    if (lstat(to.constData(), &st) == 0) {
+        errno = EEXIST;
+        return -1;
+    }
+    return rename(from.constData(), to.constData());
+}
+
+} // namespace
+
+bool moveItem(const QString &from, const QString &to, QString *error)
+{
+    const QByteArray source = FileLocation::encode(FileLocation::standardizedPath(from));
+    const QByteArray target = FileLocation::encode(FileLocation::standardizedPath(to));
+    if (renameNoReplace(source, target) == 0)
+        return true;
+    if (error)
+        *error = QString::fromLocal8Bit(strerror(errno));
+    return false;
+}
+
+bool createFolder(const QString &path)
+{
+    return QDir().mkpath(path);
+}
+
+bool fileExists(const QString &path)
+{
+    struct stat st;
+    return lstat(FileLocation::encode(path).constData(), &st) == 0;
+}
+
+bool isExecutableFile(const QString &path)
+{
+    struct stat st;
+    const QByteArray bytes = FileLocation::encode(path);
+    if (stat(bytes.constData(), &st) != 0 || !S_ISREG(st.st_mode))
+        return false;
+    return access(bytes.constData(), X_OK) == 0;
+}
+
+} // namespace FileSystem

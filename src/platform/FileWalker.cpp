@@ -1,0 +1,136 @@
+#include "FileWalker.h"
+
+#include "FileLocation.h"
+#include "PosixEntries.h"
+
+#include <QSet>
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <vector>
+
+namespace FileSystemNames {
+
+bool isPackageName(const QString &name)
+{
+    static const QSet<QString> extensions = {
+        QStringLiteral("app"),
+        QStringLiteral("appex"),
+        QStringLiteral("bundle"),
+        QStringLiteral("component"),
+        QStringLiteral("driver"),
+        QStringLiteral("framework"),
+        QStringLiteral("kext"),
+        QStringLiteral("mdimporter"),
+        QStringLiteral("plugin"),
+        QStringLiteral("prefpane"),
+        QStringLiteral("qlgenerator"),
+        QStringLiteral("saver"),
+        QStringLiteral("systemextension"),
+        QStringLiteral("wdgt"),
+        QStringLiteral("xpc"),
+        QStringLiteral("rtfd"),
+        QStringLiteral("photoslibrary"),
+        QStringLiteral("pkg"),
+        QStringLiteral("mpkg"),
+    };
+    const QString ext = FileLocation::pathExtension(name).toLower();
+    return !ext.isEmpty() && extensions.contains(ext);
+}
+
+} // namespace FileSystemNames
+
+namespace {
+
+// Deep trees keep one descriptor per level; past this depth a folder is opened by
+// its full path instead, so a pathological tree cannot exhaust descriptors.
+constexpr int kMaxHeldDescriptors = 200;
+
+struct WalkContext
+{
+    int options = 0;
+    const FileWalker::Visitor &visitor;
+    const FileWalker::ErrorHandler &onError;
+    bool stopped = false;
+
+    void reportError(const QString &path, int errorNumber) const
+    {
+        if (onError)
+            onError(path, errorNumber);
+    }
+};
+
+void walkFolder(WalkContext &ctx, int fd, const QString &folderPath, int level,
+                const std::vector<QByteArray> &names)
+{
+    const bool holdFd = level < kMaxHeldDescriptors;
+    for (const QByteArray &raw : names) {
+        if (ctx.stopped)
+            return;
+        EntryInfo info;
+        if (!FileLocation::decodeExactly(raw, &info.name)) {
+            // Not addressable through a string path without risk of naming another file.
+            ctx.reportError(
+                FileLocation::appendingPathComponent(folderPath, QString::fromUtf8(raw)), EILSEQ);
+            continue;
+        }
+        const bool hidden = raw.startsWith('.');
+        if (hidden && (ctx.options & SkipHiddenFiles))
+            continue;
+        info.path = FileLocation::appendingPathComponent(folderPath, info.name);
+        info.level = level;
+        struct stat st;
+        if (fstatat(fd, raw.constData(), &st, AT_SYMLINK_NOFOLLOW) != 0) {
+            ctx.reportError(info.path, errno); // vanished or unreadable: left out
+            continue;
+        }
+        PosixEntries::fill(&info, st);
+        const FileWalker::Action action = ctx.visitor(info);
+        if (action == FileWalker::Action::Stop) {
+            ctx.stopped = true;
+            return;
+        }
+        if (!info.isDirectory || action == FileWalker::Action::SkipDescendants)
+            continue;
+        if (info.isPackage && (ctx.options & SkipPackageContents))
+            continue;
+        const int flags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+        const int childFd = holdFd ? openat(fd, raw.constData(), flags)
+                                   : open(FileLocation::encode(info.path).constData(), flags);
+        if (childFd < 0) {
+            ctx.reportError(info.path, errno);
+            continue;
+        }
+        std::vector<QByteArray> childNames;
+        if (PosixEntries::readNames(childFd, &childNames))
+            walkFolder(ctx, childFd, info.path, level + 1, childNames);
+        else
+            ctx.reportError(info.path, errno);
+        close(childFd);
+    }
+}
+
+} // namespace
+
+bool FileWalker::walk(const QString &root, int options, const Visitor &visitor,
+                      const ErrorHandler &onError)
+{
+    const QString rootPath = FileLocation::standardizedPath(root);
+    if (rootPath.isEmpty())
+        return false;
+    const int fd =
+        open(FileLocation::encode(rootPath).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd < 0)
+        return false;
+    // A root that opens but cannot be listed is as unusable as a missing one.
+    std::vector<QByteArray> names;
+    if (!PosixEntries::readNames(fd, &names)) {
+        close(fd);
+        return false;
+    }
+    WalkContext ctx{options, visitor, onError};
+    walkFolder(ctx, fd, rootPath, 1, names);
+    close(fd);
+    return true;
+}

@@ -1,0 +1,35 @@
+#include "ScannerBase.h"
+
+ScannerBase::ScannerBase(const QString &initialStatus, QObject *parent)
+    : QObject(parent), m_statusText(initialStatus)
+{}
+
+void ScannerBase::setErrorMessage(const QString &message)
+{
+    if (message == m_errorMessage)
+        return;
+    m_errorMessage = message;
+    Q_EMIT errorMessageChanged();
+}
+
+void ScannerBase::setScanning(bool scanning)
+{
+    if (scanning == m_isScanning)
+        return;
+    m_isScanning = scanning;
+    Q_EMIT isScanningChanged();
+}
+
+void ScannerBase::setStatusText(const QString &text)
+{
+    if (text == m_statusText)
+        return;
+    m_statusText = text;
+    Q_EMIT statusTextChanged();
+}
+
+void ScannerBase::countCompletedScan()
+{
+    ++m_completedScanCount;
+    Q_EMIT completedScanCountChanged();
+}

@@ -1,0 +1,95 @@
+#pragma once
+
+#include <QFuture>
+#include <QObject>
+#include <QSet>
+#include <QString>
+#include <QtConcurrent/QtConcurrentRun>
+#include <optional>
+
+// What a background walk hands back: a value, or the error text for the user.
+template <typename T> struct WalkOutcome
+{
+    std::optional<T> value;
+    QString error;
+
+    static WalkOutcome success(T v) { return {std::move(v), {}}; }
+    static WalkOutcome failure(QString text) { return {std::nullopt, std::move(text)}; }
+};
+
+// The state every scanner publishes and the way every scanner runs a walk: the
+// walk is a function of plain inputs on a pool thread; its outcome comes back to
+// the main thread and is dropped if the scanner is gone by then.
+class ScannerBase : public QObject
+{
+    Q_OBJECT
+    Q_PROPERTY(bool isScanning READ isScanning NOTIFY isScanningChanged)
+    Q_PROPERTY(QString statusText READ statusText NOTIFY statusTextChanged)
+    Q_PROPERTY(
+        QString errorMessage READ errorMessage WRITE setErrorMessage NOTIFY errorMessageChanged)
+    Q_PROPERTY(int completedScanCount READ completedScanCount NOTIFY completedScanCountChanged)
+
+public:
+    explicit ScannerBase(const QString &initialStatus, QObject *parent = nullptr);
+
+    bool isScanning() const { return m_isScanning; }
+    QString statusText() const { return m_statusText; }
+    QString errorMessage() const { return m_errorMessage; } // empty means none
+    int completedScanCount() const { return m_completedScanCount; }
+
+    void setErrorMessage(const QString &message);
+    Q_INVOKABLE void clearError() { setErrorMessage(QString()); }
+
+Q_SIGNALS:
+    void isScanningChanged();
+    void statusTextChanged();
+    void errorMessageChanged();
+    void completedScanCountChanged();
+
+protected:
+    void setScanning(bool scanning);
+    void setStatusText(const QString &text);
+    void countCompletedScan();
+
+    // Runs walk() on a pool thread; then, on the main thread, either
+    // onResult(value) or onFailure(error).
+    template <typename T, typename Walk, typename OnResult, typename OnFailure>
+    void runWalk(Walk walk, OnResult onResult, OnFailure onFailure)
+    {
+        QtConcurrent::run(std::move(walk)).then(this, [onResult, onFailure](WalkOutcome<T> out) {
+            if (out.value)
+                onResult(std::move(*out.value));
+            else
+                onFailure(out.error);
+        });
+    }
+
+private:
+    bool m_isScanning = false;
+    QString m_statusText;
+    QString m_errorMessage;
+    int m_completedScanCount = 0;
+};
+
+// Selections are sets of item identifiers.
+namespace Selection {
+
+// Adds the identifier when absent, removes it when present.
+inline void toggle(QSet<QString> &selection, const QString &id)
+{
+    if (!selection.remove(id))
+        selection.insert(id);
+}
+
+// The selected items, in the order of the list.
+template <typename Item, typename IdOf>
+QList<Item> selectedItems(const QList<Item> &items, const QSet<QString> &selection, IdOf idOf)
+{
+    QList<Item> result;
+    for (const Item &item : items)
+        if (selection.contains(idOf(item)))
+            result.append(item);
+    return result;
+}
+
+} // namespace Selection

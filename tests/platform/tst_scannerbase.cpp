@@ -1,0 +1,125 @@
+#include "ScannerBase.h"
+
+#include <QThread>
+#include <QtTest>
+#include <atomic>
+
+namespace {
+
+// The smallest scanner: its walk returns the numbers up to n, or fails for n < 0.
+class CountingScanner : public ScannerBase
+{
+public:
+    CountingScanner() : ScannerBase(QStringLiteral("idle")) {}
+
+    QList<int> published;
+    bool publishedOnMainThread = false;
+    std::atomic<bool> *walkStarted = nullptr;
+    std::atomic<bool> *release = nullptr;
+
+    void scan(int n)
+    {
+        setErrorMessage(QString());
+        setScanning(true);
+        setStatusText(QStringLiteral("working"));
+        std::atomic<bool> *started = walkStarted;
+        std::atomic<bool> *gate = release;
+        runWalk<QList<int>>(
+            [n, started, gate] {
+                if (started)
+                    *started = true;
+                while (gate && !*gate)
+                    QThread::msleep(1);
+                if (n < 0)
+                    return WalkOutcome<QList<int>>::failure(QStringLiteral("cannot open"));
+                QList<int> out;
+                for (int i = 1; i <= n; ++i)
+                    out << i;
+                return WalkOutcome<QList<int>>::success(out);
+            },
+            [this](QList<int> value) {
+                publishedOnMainThread = QThread::currentThread() == thread();
+                published = value;
+                setStatusText(QStringLiteral("done"));
+                countCompletedScan();
+                setScanning(false);
+            },
+            [this](const QString &error) {
+                setErrorMessage(error);
+                setStatusText(QStringLiteral("failed"));
+                setScanning(false);
+            });
+    }
+};
+
+} // namespace
+
+class TestScannerBase : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void resultIsPublishedOnTheMainThread();
+    void failureLeavesTheCountAlone();
+    void scannerGoneBeforeTheWalkEnds();
+    void selectionHelpers();
+};
+
+void TestScannerBase::resultIsPublishedOnTheMainThread()
+{
+    CountingScanner scanner;
+    QSignalSpy count(&scanner, &ScannerBase::completedScanCountChanged);
+    scanner.scan(3);
+    QVERIFY(scanner.isScanning());
+    QTRY_COMPARE(count.count(), 1);
+    QCOMPARE(scanner.published, QList<int>({1, 2, 3}));
+    QVERIFY(scanner.publishedOnMainThread);
+    QCOMPARE(scanner.completedScanCount(), 1);
+    QCOMPARE(scanner.statusText(), QStringLiteral("done"));
+    QVERIFY(!scanner.isScanning());
+}
+
+void TestScannerBase::failureLeavesTheCountAlone()
+{
+    CountingScanner scanner;
+    QSignalSpy scanning(&scanner, &ScannerBase::isScanningChanged);
+    scanner.scan(-1);
+    QTRY_COMPARE(scanning.count(), 2);
+    QCOMPARE(scanner.errorMessage(), QStringLiteral("cannot open"));
+    QCOMPARE(scanner.statusText(), QStringLiteral("failed"));
+    QCOMPARE(scanner.completedScanCount(), 0);
+    scanner.clearError();
+    QVERIFY(scanner.errorMessage().isEmpty());
+}
+
+void TestScannerBase::scannerGoneBeforeTheWalkEnds()
+{
+    std::atomic<bool> started = false, release = false;
+    auto *scanner = new CountingScanner;
+    scanner->walkStarted = &started;
+    scanner->release = &release;
+    scanner->scan(5);
+    QTRY_VERIFY(started.load());
+    delete scanner; // the screen closed while the walk ran
+    release = true;
+    QThreadPool::globalInstance()->waitForDone();
+    QCoreApplication::processEvents();
+    QCoreApplication::processEvents(); // nothing may touch the deleted scanner
+}
+
+void TestScannerBase::selectionHelpers()
+{
+    QSet<QString> selection;
+    Selection::toggle(selection, "/a");
+    Selection::toggle(selection, "/b");
+    Selection::toggle(selection, "/a");
+    QCOMPARE(selection, QSet<QString>({"/b"}));
+    const QStringList items{"/c", "/b", "/a", "/d"};
+    selection.insert("/d");
+    selection.insert("/zz"); // a stale identifier selects nothing
+    QCOMPARE(Selection::selectedItems(items, selection, [](const QString &s) { return s; }),
+             QStringList({"/b", "/d"}));
+}
+
+QTEST_GUILESS_MAIN(TestScannerBase)
+#include "tst_scannerbase.moc"

@@ -1,0 +1,107 @@
+import QtQuick
+import QtTest
+import Velmora
+
+Item {
+    id: host
+    width: 1120
+    height: 730
+
+    Component {
+        id: contentComponent
+        ContentView { anchors.fill: parent }
+    }
+
+    TestCase {
+        name: "Dashboard"
+        when: windowShown
+
+        property var view: null
+
+        function init() {
+            view = createTemporaryObject(contentComponent, host);
+            verify(view !== null);
+            waitForRendering(view);
+        }
+
+        function find(name) {
+            const item = findChild(view, name);
+            verify(item !== null, "no item named " + name);
+            return item;
+        }
+
+        function test_startsOnTheDashboard() {
+            compare(view.selectedModule, "");
+            verify(find("dashboard").visible);
+            verify(find("sidebar_dashboard").selected);
+            compare(find("sidebar_largeFiles").selected, false);
+            compare(find("activityBanner").text, "Tu Mac está lista para analizarse.");
+            // The full analysis is not there yet: its two buttons are off.
+            compare(find("quickAnalysisButton").enabled, false);
+            compare(find("recommendationsButton").enabled, false);
+        }
+
+        function test_cardsAndSidebarOpenTheirModule_data() {
+            return [
+                { tag: "card largeFiles", item: "card_largeFiles", module: "largeFiles", title: "Archivos grandes" },
+                { tag: "card duplicates", item: "card_duplicates", module: "duplicates", title: "Duplicados" },
+                { tag: "card safeCleanup", item: "card_safeCleanup", module: "safeCleanup", title: "Limpieza segura" },
+                { tag: "card uninstaller", item: "card_uninstaller", module: "uninstaller", title: "Desinstalación profunda" },
+                { tag: "card protection", item: "card_protection", module: "protection", title: "Protección" },
+                { tag: "sidebar duplicates", item: "sidebar_duplicates", module: "duplicates", title: "Duplicados" },
+                { tag: "sidebar protection", item: "sidebar_protection", module: "protection", title: "Protección" }
+            ];
+        }
+
+        function test_cardsAndSidebarOpenTheirModule(data) {
+            mouseClick(find(data.item));
+            compare(view.selectedModule, data.module);
+            tryVerify(() => findChild(view, "workspace") !== null);
+            compare(find("dashboard").visible, false);
+            compare(find("workspaceTitle").text, data.title);
+            const back = find("backButton");
+            compare(back.text, "Panel principal");
+            mouseClick(back);
+            compare(view.selectedModule, "");
+            verify(find("dashboard").visible);
+            tryVerify(() => findChild(view, "workspace") === null);
+        }
+
+        function test_unknownModuleIsIgnored() {
+            view.openModule("LargeFiles");
+            compare(view.selectedModule, "");
+        }
+
+        function test_completionTextStaysAfterGoingBack() {
+            view.openModule("largeFiles");
+            tryVerify(() => findChild(view, "workspace") !== null);
+            find("workspace").analysisCompleted("largeFiles");
+            mouseClick(find("backButton"));
+            compare(find("activityBanner").text, "Archivos grandes terminado.");
+            view.analysisCompleted("protection");
+            compare(find("activityBanner").text, "Protección terminada.");
+        }
+
+        function test_diskFigures() {
+            const ring = find("diskRing");
+            const disk = ring.parent.parent.parent.disk;
+            disk.totalBytes = 0;
+            disk.freeBytes = 0;
+            compare(find("diskPercent").text, "0%");
+            compare(ring.share, 0);
+            compare(find("diskFree").text, "0 GB libres");
+            const card = find("diskStatusCard");
+            compare(findChild(card, "statusValue").text, "0 GB");
+            compare(findChild(card, "statusDetail").text, "0 GB en total");
+
+            disk.totalBytes = 1000000000000;
+            disk.freeBytes = 2000000000000; // more free than total
+            compare(find("diskPercent").text, "0%");
+            compare(ring.share, 0);
+
+            disk.freeBytes = 255500000000;
+            compare(find("diskPercent").text, "74%");
+            compare(find("diskFree").text, "255.5 GB libres");
+        }
+    }
+}

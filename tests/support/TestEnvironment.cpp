@@ -1,0 +1,63 @@
+#include "TestEnvironment.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QStandardPaths>
+#include <unistd.h>
+
+TestEnvironment::TestEnvironment()
+{
+    // Reachable by the unprivileged reruns too.
+    QFile::setPermissions(m_dir.path(), QFileDevice::ReadOwner | QFileDevice::WriteOwner |
+                                            QFileDevice::ExeOwner | QFileDevice::ReadOther |
+                                            QFileDevice::ExeOther | QFileDevice::ReadGroup |
+                                            QFileDevice::ExeGroup);
+    for (const QString &folder : {home(), root(), dataHome(), base() + QStringLiteral("/config")})
+        QDir().mkpath(folder);
+    qputenv("HOME", home().toUtf8());
+    qputenv("VELMORA_ROOT", root().toUtf8());
+    qputenv("XDG_DATA_HOME", dataHome().toUtf8());
+    qputenv("XDG_CONFIG_HOME", (base() + QStringLiteral("/config")).toUtf8());
+    QStandardPaths::setTestModeEnabled(false);
+}
+
+TestEnvironment::~TestEnvironment() = default;
+
+bool runningAsRoot()
+{
+    return geteuid() == 0;
+}
+
+bool rerunUnprivileged(const char *testFunction, QString *skipReason, QString *output)
+{
+    const QString setpriv = QStandardPaths::findExecutable(QStringLiteral("setpriv"));
+    if (setpriv.isEmpty()) {
+        *skipReason =
+            QStringLiteral("setpriv is not installed; cannot drop root to test unreadable entries");
+        return false;
+    }
+    QProcess child;
+    // The rerun builds its own tree in a folder nobody can write to.
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert(QStringLiteral("TMPDIR"), QStringLiteral("/tmp"));
+    env.insert(QStringLiteral("VELMORA_UNPRIVILEGED_RERUN"), QStringLiteral("1"));
+    child.setProcessEnvironment(env);
+    child.setProcessChannelMode(QProcess::MergedChannels);
+    child.setWorkingDirectory(QStringLiteral("/tmp"));
+    child.start(setpriv, {QStringLiteral("--reuid=65534"), QStringLiteral("--regid=65534"),
+                          QStringLiteral("--clear-groups"), QCoreApplication::applicationFilePath(),
+                          QString::fromLatin1(testFunction)});
+    if (!child.waitForFinished(60000)) {
+        *skipReason = QStringLiteral("the unprivileged rerun did not finish");
+        return false;
+    }
+    *output = QString::fromLocal8Bit(child.readAll());
+    if (output->contains(QLatin1String("Permission denied")) &&
+        output->contains(QLatin1String("exec"))) {
+        *skipReason = QStringLiteral("the test binary is not executable by nobody");
+        return false;
+    }
+    return child.exitStatus() == QProcess::NormalExit && child.exitCode() == 0;
+}
