@@ -1,0 +1,43 @@
+#pragma once
+
+#include <QJsonArray>
+#include <QJsonObject>
+#include <QString>
+#include <QStringList>
+#include <functional>
+#include <memory>
+#include <optional>
+
+class ScannerBase;
+
+// What every module driver fills in; the program adds the common fields.
+struct ProbeResult
+{
+    QJsonArray items;
+    QJsonArray selected;
+};
+
+// Drives one module's real scanner: parses its options, scans, applies the asked
+// actions. Usage problems go to *usageError.
+class ProbeDriver
+{
+public:
+    virtual ~ProbeDriver() = default;
+    virtual QString module() const = 0;
+    virtual QString usage() const = 0;
+    // The scanner whose published state is printed; valid after run().
+    virtual ScannerBase *scanner() const = 0;
+    virtual bool run(const QStringList &options, ProbeResult *result, QString *usageError) = 0;
+};
+
+using ProbeDriverFactory = std::function<std::unique_ptr<ProbeDriver>()>;
+
+// Every module that has a driver, in catalogue order.
+const QList<ProbeDriverFactory> &probeDrivers();
+
+// Waits, as the full analysis does, until the scanner's completed count rises
+// above `before` or it stops scanning without a result.
+void waitForScan(ScannerBase *scanner, int before);
+
+// Small helpers shared by the drivers.
+QJsonValue jsonDate(const std::optional<qint64> &ms);
