@@ -11,7 +11,7 @@ PACKAGES=(qt6-base-dev qt6-declarative-dev qml6-module-qtquick qml6-module-qtqui
     qml6-module-qtquick-templates qml6-module-qtquick-layouts qml6-module-qtquick-dialogs
     qml6-module-qt-labs-folderlistmodel qml6-module-qtquick-shapes qml6-module-qtquick-window
     qml6-module-qttest qml6-module-qtqml-workerscript qt6-image-formats-plugins libplist-dev
-    libssl-dev fonts-material-design-icons-iconfont cmake ninja-build g++ pkg-config)
+    libssl-dev fonts-material-design-icons-iconfont fonts-inter cmake ninja-build g++ pkg-config)
 
 BUILD=build
 DEMO="$PWD/$BUILD/demo-mac"

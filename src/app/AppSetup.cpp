@@ -4,6 +4,8 @@
 
 #include <QCoreApplication>
 #include <QFileInfo>
+#include <QFont>
+#include <QFontDatabase>
 #include <QGuiApplication>
 #include <QQmlEngine>
 #include <QQuickStyle>
@@ -17,6 +19,12 @@ void configureApplication()
     QCoreApplication::setApplicationName(QStringLiteral("Velmora"));
     QGuiApplication::setApplicationDisplayName(QStringLiteral("Velmora"));
     QQuickStyle::setStyle(QStringLiteral("Basic"));
+    for (const char *weight : {"Regular", "Medium", "SemiBold", "Bold"})
+        QFontDatabase::addApplicationFont(
+            QStringLiteral(":/Velmora/fonts/Inter-%1.otf").arg(QLatin1String(weight)));
+    QFont font(QStringLiteral("Inter"));
+    font.setPixelSize(13);
+    QGuiApplication::setFont(font);
 }
 
 void configureEngine(QQmlEngine &engine)

@@ -1,6 +1,7 @@
 import QtQuick
 import QtQuick.Controls.Basic
 import Velmora
+import Velmora.Core
 
 ApplicationWindow {
     id: window
@@ -31,6 +32,20 @@ ApplicationWindow {
         mid: "#10202F"
         dark: "#050D16"
         shadow: "black"
+    }
+
+    FolderChooserDialog {
+        id: folderDialog
+        objectName: "folderChooserDialog"
+        onChosen: folder => FolderChooser.accept(folder)
+        onCancelled: FolderChooser.reject()
+    }
+
+    Connections {
+        target: FolderChooser
+        function onRequested(title, message, prompt) {
+            folderDialog.show(title, message, prompt, AppPaths.homeFolder);
+        }
     }
 
     ContentView {

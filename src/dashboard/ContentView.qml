@@ -10,7 +10,15 @@ Rectangle {
     // The open module's raw value; empty shows the dashboard.
     property string selectedModule: ""
     property string lastMessage: "Tu Mac está lista para analizarse."
-    property var moduleScreens: ({})
+    // Each module's screen, made anew (with a new scanner) each time it opens.
+    readonly property var moduleScreens: ({
+        "largeFiles": largeFilesScreen
+    })
+
+    Component {
+        id: largeFilesScreen
+        LargeFilesView { minimumSizeMB: 500 }
+    }
 
     readonly property var completionTexts: ({
         "largeFiles": "Archivos grandes terminado.",

@@ -6,7 +6,7 @@ import Velmora
 ModuleCardBase {
     id: card
 
-    implicitHeight: 162
+    implicitHeight: 168
 
     ColumnLayout {
         anchors.fill: parent

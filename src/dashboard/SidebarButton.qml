@@ -48,7 +48,7 @@ Rectangle {
         Text {
             Layout.fillWidth: true
             text: button.title
-            font.pixelSize: 12
+            font.pixelSize: 13
             font.bold: true
             color: button.selected ? "white" : Qt.rgba(1, 1, 1, 0.82)
             elide: Text.ElideRight

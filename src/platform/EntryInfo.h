@@ -23,7 +23,4 @@ struct EntryInfo
     std::optional<qint64> modificationTimeMs; // content modification, ms since 1970
     quint64 device = 0;
     quint64 inode = 0;
-
-    // Size on disk as the scanners count it: allocated size, else logical size.
-    qint64 sizeOnDisk() const { return allocatedSize > 0 ? allocatedSize : fileSize; }
 };

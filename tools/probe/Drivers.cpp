@@ -1,8 +1,10 @@
 #include "ProbeDriver.h"
 
-// Module drivers are added here as their modules land.
+std::unique_ptr<ProbeDriver> makeLargeFilesDriver();
+
+// Module drivers, in catalogue order; each module adds its own as it lands.
 const QList<ProbeDriverFactory> &probeDrivers()
 {
-    static const QList<ProbeDriverFactory> drivers = {};
+    static const QList<ProbeDriverFactory> drivers = {makeLargeFilesDriver};
     return drivers;
 }

@@ -8,6 +8,7 @@
 #include <QImage>
 #include <QQuickItem>
 #include <QQuickWindow>
+#include <QVariant>
 #include <cstdio>
 
 ShotSession::ShotSession(const QString &outDir) : m_outDir(outDir) {}
@@ -36,13 +37,65 @@ void ShotSession::settle(int ms)
 {
     QElapsedTimer timer;
     timer.start();
-    while (timer.elapsed() < ms)
+    while (timer.elapsed() < ms) {
         QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+        // Closed screens are deleted later; outside a running event loop that
+        // only happens when asked.
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    }
 }
 
-QQuickItem *ShotSession::find(const QString &objectName) const
+bool ShotSession::waitFor(const std::function<bool()> &condition, int timeoutMs)
 {
-    return m_window->findChild<QQuickItem *>(objectName);
+    QElapsedTimer timer;
+    timer.start();
+    while (!condition()) {
+        if (timer.elapsed() > timeoutMs)
+            return false;
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    }
+    return true;
+}
+
+QObject *ShotSession::find(const QString &objectName) const
+{
+    if (QObject *found = m_window->findChild<QObject *>(objectName))
+        return found;
+    // Popups live in the window's overlay, outside the item tree of the content.
+    const QList<QObject *> all = m_window->findChildren<QObject *>();
+    for (QObject *object : all)
+        if (object->objectName() == objectName)
+            return object;
+    return nullptr;
+}
+
+QObject *ShotSession::openModule(const QString &module)
+{
+    m_content->setProperty("selectedModule", module);
+    QObject *screen = nullptr;
+    waitFor(
+        [&] {
+            QObject *loader = find(QStringLiteral("moduleScreen"));
+            screen = loader ? loader->property("item").value<QObject *>() : nullptr;
+            return screen != nullptr;
+        },
+        5000);
+    settle();
+    return screen;
+}
+
+void ShotSession::showDashboard()
+{
+    m_content->setProperty("selectedModule", QString());
+    settle();
+    waitFor([this] { return find(QStringLiteral("workspace")) == nullptr; }, 5000);
+}
+
+void ShotSession::failed(const QString &what)
+{
+    std::fprintf(stderr, "velmora-shots: %s\n", qPrintable(what));
+    ++m_failures;
 }
 
 bool ShotSession::shoot(const QString &name)
@@ -51,7 +104,7 @@ bool ShotSession::shoot(const QString &name)
     const QImage image = m_window->grabWindow();
     const QString path = QDir(m_outDir).filePath(name + QStringLiteral(".png"));
     if (image.isNull() || !image.save(path)) {
-        std::fprintf(stderr, "velmora-shots: could not write %s\n", qPrintable(path));
+        failed(QStringLiteral("could not write ") + path);
         return false;
     }
     std::printf("%s\n", qPrintable(path));
@@ -60,18 +113,13 @@ bool ShotSession::shoot(const QString &name)
 
 int ShotSession::renderAll()
 {
-    int failures = 0;
-    auto shot = [&](const QString &name, const std::function<void()> &prepare) {
-        prepare();
-        if (!shoot(name))
-            ++failures;
-    };
-    shot(QStringLiteral("dashboard"), [] {});
-    for (const char *module :
-         {"largeFiles", "duplicates", "safeCleanup", "uninstaller", "protection"}) {
-        shot(QStringLiteral("workspace-") + QLatin1String(module),
-             [&] { m_content->setProperty("selectedModule", QString::fromLatin1(module)); });
+    shoot(QStringLiteral("dashboard"));
+    for (const char *module : {"duplicates", "safeCleanup", "uninstaller", "protection"}) {
+        openModule(QString::fromLatin1(module));
+        shoot(QStringLiteral("workspace-") + QLatin1String(module));
     }
-    m_content->setProperty("selectedModule", QString());
-    return failures;
+    showDashboard();
+    shootLargeFiles(*this);
+    showDashboard();
+    return m_failures;
 }

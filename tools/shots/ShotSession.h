@@ -17,13 +17,24 @@ public:
     // Renders every shot; returns how many could not be written.
     int renderAll();
 
-private:
+    // For the per-module shot lists.
     bool shoot(const QString &name);
-    void settle(int ms = 120);
-    QQuickItem *find(const QString &objectName) const;
+    void settle(int ms = 150);
+    bool waitFor(const std::function<bool()> &condition, int timeoutMs = 60000);
+    QObject *find(const QString &objectName) const;
+    // Opens a module from the dashboard and returns its screen.
+    QObject *openModule(const QString &module);
+    void showDashboard();
+    void failed(const QString &what);
+    int failures() const { return m_failures; }
 
+private:
     QString m_outDir;
     QQmlApplicationEngine m_engine;
     QQuickWindow *m_window = nullptr;
     QObject *m_content = nullptr;
+    int m_failures = 0;
 };
+
+// Each module's shots.
+void shootLargeFiles(ShotSession &session);

@@ -1,0 +1,58 @@
+import QtQuick
+import QtQuick.Controls.Basic
+import QtQuick.Templates as T
+import QtQuick.Layouts
+import Velmora
+
+// A centred modal panel in the dark palette: title, message and a row of buttons
+// supplied by the concrete dialog.
+Popup {
+    id: dialog
+
+    property string title
+    property string message
+    default property alias buttons: buttonRow.data
+
+    modal: true
+    focus: true
+    anchors.centerIn: T.Overlay.overlay
+    width: 420
+    padding: 22
+    closePolicy: Popup.CloseOnEscape
+
+    T.Overlay.modal: Rectangle { color: Qt.rgba(0, 0, 0, 0.55) }
+
+    background: Rectangle {
+        radius: 16
+        color: "#0F1B2A"
+        border.color: Qt.rgba(1, 1, 1, 0.14)
+    }
+
+    contentItem: ColumnLayout {
+        spacing: 10
+        Text {
+            objectName: "dialogTitle"
+            Layout.fillWidth: true
+            text: dialog.title
+            color: "white"
+            font.pixelSize: 16
+            font.bold: true
+            wrapMode: Text.WordWrap
+        }
+        Text {
+            objectName: "dialogMessage"
+            Layout.fillWidth: true
+            visible: text !== ""
+            text: dialog.message
+            color: VelmoraTheme.secondaryText
+            font.pixelSize: 13
+            wrapMode: Text.WordWrap
+        }
+        RowLayout {
+            id: buttonRow
+            Layout.topMargin: 10
+            Layout.alignment: Qt.AlignRight
+            spacing: 8
+        }
+    }
+}

@@ -1,0 +1,62 @@
+import QtQuick
+import QtQuick.Layouts
+import Velmora
+
+// The bar under a result list: what is selected, and the two actions on it.
+Card {
+    id: bar
+
+    property string headline
+    property string detail
+    property string cancelText: "Cancelar selección"
+    property string actionText
+    property string actionSymbol: "trash"
+    property color actionAccent: VelmoraTheme.danger
+    property bool actionsEnabled: false
+    signal cancelSelection
+    signal action
+
+    implicitHeight: 64
+    radius: 16
+
+    RowLayout {
+        anchors.fill: parent
+        anchors.leftMargin: 18
+        anchors.rightMargin: 14
+        spacing: 10
+        ColumnLayout {
+            Layout.fillWidth: true
+            spacing: 1
+            Text {
+                objectName: "selectionHeadline"
+                Layout.fillWidth: true
+                text: bar.headline
+                color: "white"
+                font.pixelSize: 14
+                font.bold: true
+            }
+            Text {
+                objectName: "selectionDetail"
+                Layout.fillWidth: true
+                text: bar.detail
+                color: VelmoraTheme.secondaryText
+                font.pixelSize: 11
+            }
+        }
+        VelmoraButton {
+            objectName: "cancelSelectionButton"
+            text: bar.cancelText
+            enabled: bar.actionsEnabled
+            onClicked: bar.cancelSelection()
+        }
+        VelmoraButton {
+            objectName: "selectionActionButton"
+            kind: "prominent"
+            accent: bar.actionAccent
+            symbol: bar.actionSymbol
+            text: bar.actionText
+            enabled: bar.actionsEnabled
+            onClicked: bar.action()
+        }
+    }
+}

@@ -1,0 +1,75 @@
+import QtQuick
+import QtQuick.Layouts
+import Velmora
+
+// The minimum size, the progress and status line, and "Volver a analizar".
+Card {
+    id: controls
+
+    required property Item view
+    readonly property var scanner: view.scanner
+
+    implicitHeight: column.implicitHeight + 28
+    radius: 16
+
+    ColumnLayout {
+        id: column
+        anchors.fill: parent
+        anchors.margins: 14
+        anchors.leftMargin: 18
+        anchors.rightMargin: 18
+        spacing: 6
+
+        RowLayout {
+            Layout.fillWidth: true
+            Text {
+                Layout.fillWidth: true
+                text: "Tamaño mínimo"
+                color: "white"
+                font.pixelSize: 13
+                font.weight: Font.DemiBold
+            }
+            Text {
+                objectName: "minimumLabel"
+                text: controls.view.minimumMB + " MB"
+                color: VelmoraTheme.cyan
+                font.pixelSize: 13
+                font.bold: true
+            }
+        }
+        VelmoraSlider {
+            objectName: "minimumSlider"
+            Layout.fillWidth: true
+            from: 100
+            to: 5000
+            stepSize: 100
+            value: controls.view.minimumSizeMB
+            onMoved: controls.view.minimumSizeMB = value
+        }
+        RowLayout {
+            Layout.fillWidth: true
+            spacing: 8
+            Spinner {
+                objectName: "progressIndicator"
+                visible: controls.view.busy
+            }
+            Text {
+                objectName: "statusLine"
+                Layout.fillWidth: true
+                text: controls.scanner ? controls.scanner.statusText : ""
+                color: VelmoraTheme.secondaryText
+                font.pixelSize: 13
+                elide: Text.ElideRight
+            }
+            VelmoraButton {
+                objectName: "rescanButton"
+                visible: controls.scanner !== null && controls.scanner.selectedFolder !== ""
+                small: true
+                symbol: "arrow.clockwise"
+                text: "Volver a analizar"
+                enabled: !controls.view.busy
+                onClicked: controls.scanner.scan(controls.scanner.selectedFolder, controls.view.minimumMB)
+            }
+        }
+    }
+}

@@ -1,0 +1,100 @@
+#pragma once
+
+#include <QByteArray>
+#include <QByteArrayView>
+#include <QList>
+#include <QString>
+#include <functional>
+#include <optional>
+#include <sys/stat.h>
+
+// One regular file met by a RegularFileWalk: its folder and name as the bytes on
+// disk (always valid UTF-8) and its lstat data.
+struct FileEntry
+{
+    const QByteArray &folder; // absolute, no trailing slash
+    QByteArrayView name;
+    const struct stat &st;
+    int level;
+
+    QString path() const;
+    QString fileName() const;
+    QString folderPath() const;
+    bool isReadable() const;
+    // Always known here, so it is the size on disk (a sparse file counts what it
+    // occupies, not its length).
+    qint64 allocatedSize() const { return qint64(st.st_blocks) * 512; }
+    std::optional<qint64> modificationTimeMs() const;
+};
+
+// The walk the large-file and duplicate scanners share: every regular file below
+// a root (links, devices and folders are not handed out; links are never
+// followed), with the walker's options (skip package contents, skip hidden
+// files). Folders are read on all cores, yet the files come back in exactly the
+// order of a depth-first walk with each folder's entries in byte order.
+//
+// keep() runs on several threads at once; it must only look at its entry.
+// Entries whose names are not valid UTF-8, and folders that cannot be read, are
+// left out. Nothing when the root cannot be opened.
+namespace RegularFileWalk {
+
+template <typename Item> using Keep = std::function<std::optional<Item>(const FileEntry &)>;
+
+// Type-erased core: keep() appends to the list of the folder being read.
+struct Sink
+{
+    virtual ~Sink() = default;
+    virtual void keep(const FileEntry &entry) = 0;
+    // A new, empty sink for the items of one folder.
+    virtual Sink *spawn() = 0;
+};
+
+// Walks root; the items come back through the tree of sinks spawned from `top`,
+// which join() then concatenates in walk order. False when the root cannot be
+// opened.
+bool walk(const QString &root, int options, Sink *top, int threads = 0);
+
+template <typename Item>
+std::optional<QList<Item>> collect(const QString &root, int options, const Keep<Item> &keep,
+                                   int threads = 0)
+{
+    struct ItemSink : Sink
+    {
+        const Keep<Item> &keepFn;
+        QList<Item> items;
+        // Subfolder sinks, each placed after the items kept before it was met.
+        std::vector<std::pair<qsizetype, std::unique_ptr<ItemSink>>> children;
+
+        explicit ItemSink(const Keep<Item> &k) : keepFn(k) {}
+        void keep(const FileEntry &entry) override
+        {
+            if (std::optional<Item> item = keepFn(entry))
+                items.append(std::move(*item));
+        }
+        Sink *spawn() override
+        {
+            children.emplace_back(items.size(), std::make_unique<ItemSink>(keepFn));
+            return children.back().second.get();
+        }
+        void joinInto(QList<Item> &out)
+        {
+            qsizetype at = 0;
+            for (auto &[position, child] : children) {
+                for (; at < position; ++at)
+                    out.append(std::move(items[at]));
+                child->joinInto(out);
+                child.reset(); // free each folder's memory as soon as it is joined
+            }
+            for (; at < items.size(); ++at)
+                out.append(std::move(items[at]));
+        }
+    };
+    ItemSink top(keep);
+    if (!walk(root, options, &top, threads))
+        return std::nullopt;
+    QList<Item> out;
+    top.joinInto(out);
+    return out;
+}
+
+} // namespace RegularFileWalk
