@@ -1,13 +1,14 @@
 #include "AppSetup.h"
 #include "ImportQmlPlugins.h"
 #include "TestEnvironment.h"
+#include "TestFixtures.h"
 
 #include <QQmlEngine>
 #include <QtQuickTest>
 #include <memory>
 
-// Runs the QML screen tests against the real, compiled-in QML modules, each run in
-// a private home.
+// Runs the QML screen tests against the real, compiled-in QML modules, in a
+// private home, with the folder chooser answering as each test tells it.
 class ScreenTestSetup : public QObject
 {
     Q_OBJECT
@@ -16,12 +17,20 @@ public Q_SLOTS:
     void applicationAvailable()
     {
         m_env = std::make_unique<TestEnvironment>();
+        m_fixtures = std::make_unique<TestFixtures>(m_env.get());
+        FolderChooser::setCurrent(m_fixtures.get());
         AppSetup::configureApplication();
     }
-    void qmlEngineAvailable(QQmlEngine *engine) { AppSetup::configureEngine(*engine); }
+    void qmlEngineAvailable(QQmlEngine *engine)
+    {
+        AppSetup::configureEngine(*engine);
+        qmlRegisterSingletonInstance("VelmoraTest", 1, 0, "Fixtures", m_fixtures.get());
+    }
+    void cleanupTestCase() { FolderChooser::setCurrent(nullptr); }
 
 private:
     std::unique_ptr<TestEnvironment> m_env;
+    std::unique_ptr<TestFixtures> m_fixtures;
 };
 
 QUICK_TEST_MAIN_WITH_SETUP(screens, ScreenTestSetup)
