@@ -8,7 +8,10 @@
 
 void FileViewer::reveal(const QString &path)
 {
-    const QString uri = QUrl::fromLocalFile(path).toString(QUrl::FullyEncoded);
+    // dbus-send splits array items at commas, so a comma in a name is escaped.
+    const QString uri = QUrl::fromLocalFile(path)
+                            .toString(QUrl::FullyEncoded)
+                            .replace(QLatin1Char(','), QLatin1String("%2C"));
     const QString folder = FileLocation::deletingLastPathComponent(path);
     auto *call = new QProcess;
     call->setProgram(QStringLiteral("dbus-send"));

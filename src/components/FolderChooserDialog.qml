@@ -59,7 +59,7 @@ Popup {
 
     FolderListModel {
         id: folders
-        folder: chooser.currentFolder !== "" ? "file://" + chooser.currentFolder : "file:///"
+        folder: AppPaths.fileUrl(chooser.currentFolder !== "" ? chooser.currentFolder : "/")
         showFiles: false
         showDirs: true
         showHidden: false
@@ -97,6 +97,7 @@ Popup {
                 objectName: "chooserPath"
                 Layout.fillWidth: true
                 text: chooser.currentFolder
+                textFormat: Text.PlainText
                 color: "white"
                 font.pixelSize: 12
                 elide: Text.ElideMiddle
@@ -132,6 +133,7 @@ Popup {
                         Text {
                             Layout.fillWidth: true
                             text: fileName
+                            textFormat: Text.PlainText
                             color: "white"
                             font.pixelSize: 12
                             elide: Text.ElideRight

@@ -34,6 +34,7 @@ Popup {
             objectName: "dialogTitle"
             Layout.fillWidth: true
             text: dialog.title
+            textFormat: Text.PlainText
             color: "white"
             font.pixelSize: 16
             font.bold: true
@@ -44,6 +45,7 @@ Popup {
             Layout.fillWidth: true
             visible: text !== ""
             text: dialog.message
+            textFormat: Text.PlainText
             color: VelmoraTheme.secondaryText
             font.pixelSize: 13
             wrapMode: Text.WordWrap

@@ -8,6 +8,7 @@ Card {
 
     property string headline
     property string detail
+    property string caption
     property string cancelText: "Cancelar selección"
     property string actionText
     property string actionSymbol: "trash"
@@ -35,12 +36,24 @@ Card {
                 font.pixelSize: 14
                 font.bold: true
             }
-            Text {
-                objectName: "selectionDetail"
+            RowLayout {
                 Layout.fillWidth: true
-                text: bar.detail
-                color: VelmoraTheme.secondaryText
-                font.pixelSize: 11
+                spacing: 10
+                Text {
+                    objectName: "selectionDetail"
+                    text: bar.detail
+                    color: VelmoraTheme.secondaryText
+                    font.pixelSize: 11
+                }
+                Text {
+                    objectName: "selectionCaption"
+                    Layout.fillWidth: true
+                    visible: bar.caption !== ""
+                    text: bar.caption
+                    color: VelmoraTheme.secondaryText
+                    font.pixelSize: 11
+                    elide: Text.ElideRight
+                }
             }
         }
         VelmoraButton {

@@ -38,6 +38,7 @@ Card {
                 objectName: "summaryValue"
                 Layout.fillWidth: true
                 text: card.value
+                textFormat: Text.PlainText
                 color: "white"
                 font.pixelSize: 18
                 font.bold: true

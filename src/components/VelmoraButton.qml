@@ -12,6 +12,12 @@ Button {
     property string symbol
     property color accent: VelmoraTheme.blue
     property bool small: false
+    // Shown when the pointer rests on the button.
+    property string help
+
+    ToolTip.visible: help !== "" && hovered
+    ToolTip.delay: 600
+    ToolTip.text: help
 
     readonly property color labelColor: kind === "borderless" ? accent : "white"
 

@@ -77,6 +77,7 @@ Item {
             small: true
             symbol: "magnifyingglass"
             accent: VelmoraTheme.secondaryText
+            help: "Mostrar en Finder"
             onClicked: FileViewer.reveal(row.url)
         }
     }

@@ -57,6 +57,7 @@ Card {
                 objectName: "statusLine"
                 Layout.fillWidth: true
                 text: controls.scanner ? controls.scanner.statusText : ""
+                textFormat: Text.PlainText
                 color: VelmoraTheme.secondaryText
                 font.pixelSize: 13
                 elide: Text.ElideRight

@@ -28,6 +28,7 @@ void StorageScanner::setSelectedFileIDs(const QSet<QString> &ids)
         return;
     m_selected = ids;
     m_model.setSelection(m_selected);
+    updateSelectionSummary();
     Q_EMIT selectionChanged();
 }
 
@@ -50,19 +51,26 @@ QList<LargeFileItem> StorageScanner::selectedFiles() const
                                     [](const LargeFileItem &item) { return item.id(); });
 }
 
-qint64 StorageScanner::selectedSize() const
+void StorageScanner::updateSelectionSummary()
 {
-    qint64 total = 0;
-    for (const LargeFileItem &item : selectedFiles())
-        total += item.size;
-    return total;
+    m_selectedCount = 0;
+    m_selectedSize = 0;
+    for (const LargeFileItem &item : selectedFiles()) {
+        ++m_selectedCount;
+        m_selectedSize += item.size;
+    }
 }
 
 void StorageScanner::setFiles(const QList<LargeFileItem> &files)
 {
     m_model.setItems(files);
     m_model.setSelection(m_selected);
+    const int count = m_selectedCount;
+    const qint64 size = m_selectedSize;
+    updateSelectionSummary();
     Q_EMIT filesChanged();
+    if (count != m_selectedCount || size != m_selectedSize)
+        Q_EMIT selectionChanged();
 }
 
 void StorageScanner::setMovingToTrash(bool moving)

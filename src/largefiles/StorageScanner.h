@@ -37,8 +37,8 @@ public:
     QStringList selectedFileIDList() const;
     void setSelectedFileIDList(const QStringList &ids);
     QList<LargeFileItem> selectedFiles() const;
-    int selectedCount() const { return int(selectedFiles().size()); }
-    qint64 selectedSize() const;
+    int selectedCount() const { return m_selectedCount; }
+    qint64 selectedSize() const { return m_selectedSize; }
     QString selectedFolder() const { return m_selectedFolder; } // empty when none
     bool isMovingToTrash() const { return m_isMovingToTrash; }
 
@@ -63,9 +63,13 @@ Q_SIGNALS:
 private:
     void setFiles(const QList<LargeFileItem> &files);
     void setMovingToTrash(bool moving);
+    // The figures the screen reads many times per click, kept up to date.
+    void updateSelectionSummary();
 
     LargeFileListModel m_model;
     QSet<QString> m_selected;
     QString m_selectedFolder;
     bool m_isMovingToTrash = false;
+    int m_selectedCount = 0;
+    qint64 m_selectedSize = 0;
 };

@@ -3,6 +3,7 @@
 #include "SystemLayout.h"
 
 #include <QObject>
+#include <QUrl>
 #include <QtQml/qqmlregistration.h>
 
 // The places QML needs to know, read from the environment like everywhere else.
@@ -16,4 +17,6 @@ class AppPaths : public QObject
 public:
     using QObject::QObject;
     QString homeFolder() const { return SystemLayout::homeFolder(); }
+    // A path as a file URL, with "#", "?" and "%" escaped as they must be.
+    Q_INVOKABLE QUrl fileUrl(const QString &path) const { return QUrl::fromLocalFile(path); }
 };

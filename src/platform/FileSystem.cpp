@@ -15,15 +15,20 @@
 
 namespace FileSystem {
 
-std::optional<QList<EntryInfo>> listDirectory(const QString &folder, bool skipHidden)
+std::optional<QList<EntryInfo>> listDirectory(const QString &folder, bool skipHidden, int *error)
 {
     const QString folderPath = FileLocation::standardizedPath(folder);
     const int fd =
         open(FileLocation::encode(folderPath).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (fd < 0)
+    if (fd < 0) {
+        if (error)
+            *error = errno;
         return std::nullopt;
+    }
     std::vector<QByteArray> names;
     if (!PosixEntries::readNames(fd, &names)) {
+        if (error)
+            *error = errno;
         close(fd);
         return std::nullopt;
     }

@@ -10,8 +10,10 @@
 namespace FileSystem {
 
 // The direct children of a folder, with their values; nothing when the folder
-// cannot be listed. Children whose values cannot be read are left out.
-std::optional<QList<EntryInfo>> listDirectory(const QString &folder, bool skipHidden);
+// cannot be listed (*error then holds the errno). Children whose values cannot
+// be read are left out.
+std::optional<QList<EntryInfo>> listDirectory(const QString &folder, bool skipHidden,
+                                              int *error = nullptr);
 
 // The values of one entry (a link is described, not followed); nothing when the
 // entry cannot be examined.

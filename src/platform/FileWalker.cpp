@@ -43,10 +43,6 @@ bool isPackageName(const QString &name)
 
 namespace {
 
-// Deep trees keep one descriptor per level; past this depth a folder is opened by
-// its full path instead, so a pathological tree cannot exhaust descriptors.
-constexpr int kMaxHeldDescriptors = 200;
-
 struct WalkContext
 {
     int options = 0;
@@ -64,7 +60,6 @@ struct WalkContext
 void walkFolder(WalkContext &ctx, int fd, const QString &folderPath, int level,
                 const std::vector<QByteArray> &names)
 {
-    const bool holdFd = level < kMaxHeldDescriptors;
     for (const QByteArray &raw : names) {
         if (ctx.stopped)
             return;
@@ -95,9 +90,11 @@ void walkFolder(WalkContext &ctx, int fd, const QString &folderPath, int level,
             continue;
         if (info.isPackage && (ctx.options & SkipPackageContents))
             continue;
-        const int flags = O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
-        const int childFd = holdFd ? openat(fd, raw.constData(), flags)
-                                   : open(FileLocation::encode(info.path).constData(), flags);
+        // Opened relative to its parent, never by path, so a folder swapped for a
+        // link meanwhile cannot lead the walk elsewhere. A tree deeper than the
+        // descriptor limit reports its deepest folders as errors.
+        const int childFd =
+            openat(fd, raw.constData(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
         if (childFd < 0) {
             ctx.reportError(info.path, errno);
             continue;

@@ -81,13 +81,17 @@ bool readFolder(int fd, std::vector<Name> *names)
         return false;
     }
     rewinddir(dir);
+    errno = 0;
     while (dirent *e = readdir(dir)) {
         const char *n = e->d_name;
         if (n[0] == '.' && (n[1] == '\0' || (n[1] == '.' && n[2] == '\0')))
             continue;
         names->push_back({QByteArray(n), e->d_type});
     }
+    const int readError = errno;
     closedir(dir);
+    if (readError != 0)
+        return false; // a folder read only in part is left out, like an unreadable one
     std::sort(names->begin(), names->end(),
               [](const Name &a, const Name &b) { return a.bytes < b.bytes; });
     return true;
@@ -99,6 +103,7 @@ struct Task
     int fd;
     QByteArray path;
     int level;
+    std::vector<Name> names = {}; // already read (the root), else read by the worker
 };
 
 class Walk
@@ -145,10 +150,13 @@ private:
 
     void readTask(const Task &task)
     {
-        std::vector<Name> names;
-        const bool ok = readFolder(task.fd, &names);
-        if (ok)
-            readEntries(task, names);
+        if (!task.names.empty()) {
+            readEntries(task, task.names);
+        } else {
+            std::vector<Name> names;
+            if (readFolder(task.fd, &names))
+                readEntries(task, names);
+        }
         close(task.fd);
     }
 
@@ -205,8 +213,8 @@ bool walk(const QString &root, int options, Sink *top, int threads)
     const int fd = open(rootBytes.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (fd < 0)
         return false;
-    std::vector<Name> probe;
-    if (!readFolder(fd, &probe)) {
+    std::vector<Name> names;
+    if (!readFolder(fd, &names)) {
         close(fd);
         return false;
     }
@@ -216,7 +224,7 @@ bool walk(const QString &root, int options, Sink *top, int threads)
         threads = std::max(1, QThread::idealThreadCount());
 
     Walk walk(options);
-    walk.push(Task{top, fd, rootBytes, 1});
+    walk.push(Task{top, fd, rootBytes, 1, std::move(names)});
     std::vector<std::thread> helpers;
     for (int i = 1; i < threads; ++i)
         helpers.emplace_back([&walk] { walk.work(); });

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <QCoreApplication>
 #include <QFuture>
 #include <QObject>
+#include <QPointer>
 #include <QSet>
 #include <QString>
 #include <QtConcurrent/QtConcurrentRun>
@@ -51,16 +53,27 @@ protected:
     void setStatusText(const QString &text);
     void countCompletedScan();
 
-    // Runs walk() on a pool thread; then, on the main thread, either
-    // onResult(value) or onFailure(error).
+    // Runs walk() on a pool thread; then, always on a later turn of the main
+    // loop, either onResult(value) or onFailure(error) - or nothing at all when
+    // the scanner is gone by then. Whether it is gone is decided on the main
+    // thread, where scanners are deleted, so the two cannot race.
     template <typename T, typename Walk, typename OnResult, typename OnFailure>
     void runWalk(Walk walk, OnResult onResult, OnFailure onFailure)
     {
-        QtConcurrent::run(std::move(walk)).then(this, [onResult, onFailure](WalkOutcome<T> out) {
-            if (out.value)
-                onResult(std::move(*out.value));
-            else
-                onFailure(out.error);
+        QPointer<ScannerBase> guard(this);
+        QtConcurrent::run([walk = std::move(walk), guard, onResult, onFailure]() mutable {
+            WalkOutcome<T> out = walk();
+            QMetaObject::invokeMethod(
+                QCoreApplication::instance(),
+                [guard, onResult, onFailure, out = std::move(out)]() mutable {
+                    if (!guard)
+                        return;
+                    if (out.value)
+                        onResult(std::move(*out.value));
+                    else
+                        onFailure(out.error);
+                },
+                Qt::QueuedConnection);
         });
     }
 

@@ -28,6 +28,12 @@ void SelectableListModel::setSelection(const QSet<QString> &selection)
             changed.insert(id); // was selected, is not any more
     m_selection = selection;
     const QList<int> roles{selectedRole()};
+    // "Select all" on a long list: one announcement for the whole list.
+    if (changed.size() > 256) {
+        if (count() > 0)
+            Q_EMIT dataChanged(index(0), index(count() - 1), roles);
+        return;
+    }
     for (const QString &id : changed) {
         const int row = rowOf(id);
         if (row >= 0)

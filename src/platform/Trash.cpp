@@ -5,32 +5,52 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QStandardPaths>
 
 namespace Trash {
 
+namespace {
+
+bool fail(QString *error, const QString &why)
+{
+    if (error)
+        *error = why;
+    return false;
+}
+
+// A real folder of the user's, not a link or a file in its place.
+bool ensureFolder(const QString &path)
+{
+    if (!QDir().mkpath(path))
+        return false;
+    const QFileInfo info(path);
+    return info.isDir() && !info.isSymLink();
+}
+
+} // namespace
+
 bool moveToTrash(const QString &path, QString *error)
 {
     const QString target = FileLocation::standardizedPath(path);
-    if (!FileSystem::resourceValues(target)) {
-        if (error)
-            *error = QStringLiteral("missing");
-        return false;
-    }
-    // Qt puts files/ and info/ into the current directory when the data home is
-    // missing, so the data home has to exist before the first move.
+    if (!FileSystem::resourceValues(target))
+        return fail(error, QStringLiteral("missing"));
+    // Qt's move falls back to "files/" and "info/" in the current directory when
+    // it cannot set up the home Trash - which would misplace the user's file. So
+    // the home Trash must be usable before Qt is asked at all.
     const QString dataHome = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
-    if (dataHome.isEmpty() || !QDir().mkpath(dataHome)) {
-        if (error)
-            *error = QStringLiteral("no data home");
-        return false;
-    }
+    if (dataHome.isEmpty())
+        return fail(error, QStringLiteral("no data home"));
+    const QString trash = dataHome + QStringLiteral("/Trash");
+    if (!ensureFolder(trash + QStringLiteral("/files")) ||
+        !ensureFolder(trash + QStringLiteral("/info")) || QFileInfo(trash).isSymLink())
+        return fail(error, QStringLiteral("the Trash folder cannot be used"));
+    QFile::setPermissions(trash,
+                          QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
     QFile file(target);
     if (file.moveToTrash())
         return true;
-    if (error)
-        *error = file.errorString();
-    return false;
+    return fail(error, file.errorString());
 }
 
 } // namespace Trash

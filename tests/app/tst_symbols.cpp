@@ -22,7 +22,8 @@ void TestSymbols::everySymbolInTheScreensIsMapped()
 {
     // Symbol names appear as `symbol: "…"` and `name: "…"` properties and in the
     // module catalogue.
-    const QRegularExpression pattern(QStringLiteral(R"(\b(?:symbol|name)\s*:\s*"([a-z0-9.]+)\")"));
+    const QRegularExpression pattern(
+        QStringLiteral(R"(\b(?:\w*[sS]ymbol|name)\s*:\s*"([a-z0-9.]+)\")"));
     QStringList names;
     QDirIterator it(QStringLiteral(VELMORA_SOURCE_DIR "/src"), {QStringLiteral("*.qml")},
                     QDir::Files, QDirIterator::Subdirectories);

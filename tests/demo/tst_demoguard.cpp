@@ -37,6 +37,11 @@ void TestDemoGuard::refusesTmpAndForeignFolders()
     // A folder merely named like the marker is no marker.
     tree.folder("fake/.velmora-demo");
     QCOMPARE(DemoGuard::decide(tree.path("fake"), true).action, Action::Refuse);
+    // So is a marker file this generator did not write.
+    tree.file("planted/.velmora-demo", "anything");
+    tree.file("planted/thesis.tex", "years of work");
+    QCOMPARE(DemoGuard::decide(tree.path("planted"), false).action, Action::Refuse);
+    QCOMPARE(DemoGuard::decide(tree.path("planted"), true).action, Action::Refuse);
 }
 
 void TestDemoGuard::rebuildsOnlyItsOwnTree()

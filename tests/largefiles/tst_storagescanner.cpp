@@ -109,22 +109,30 @@ void TestStorageScanner::largestFirstWithTiesInWalkOrder()
 {
     TestEnvironment env;
     TreeBuilder tree(env.home());
-    tree.allocatedFile("b/tie-2.bin", 2 * MiB);
-    tree.allocatedFile("a/tie-1.bin", 2 * MiB);
-    tree.allocatedFile("c.bin", 5 * MiB);
-    tree.allocatedFile("a/z/tie-0.bin", 2 * MiB);
-    tree.allocatedFile("d/small.bin", 1 * MiB);
+    // Enough ties of two sizes, interleaved across folders, that an unstable sort
+    // would reorder them.
+    QStringList walkOrder8k, walkOrder4k;
+    for (int i = 0; i < 48; ++i) {
+        const QString name =
+            QStringLiteral("d%1/f%2.bin").arg(i % 5).arg(i, 2, 10, QLatin1Char('0'));
+        tree.allocatedFile(name, (i * 7) % 3 == 0 ? 8192 : 4096);
+    }
+    FileWalker::walk(env.home(), 0, [&](const EntryInfo &e) {
+        if (e.isRegularFile)
+            (e.allocatedSize == 8192 ? walkOrder8k : walkOrder4k) << e.name;
+        return FileWalker::Action::Continue;
+    });
+    tree.allocatedFile("z-largest.bin", 64 * 1024);
 
     StorageScanner scanner;
     QAbstractItemModelTester tester(scanner.filesModel());
-    scanAndWait(scanner, env.home(), 1);
-    QCOMPARE(names(scanner.files()),
-             QStringList({"c.bin", "tie-1.bin", "tie-0.bin", "tie-2.bin", "small.bin"}));
-    QCOMPARE(scanner.filesModel()->rowCount(), 5);
+    scanAndWait(scanner, env.home(), 0);
+    QCOMPARE(names(scanner.files()), QStringList{"z-largest.bin"} + walkOrder8k + walkOrder4k);
+    QCOMPARE(scanner.filesModel()->rowCount(), 49);
     QCOMPARE(scanner.filesModel()
                  ->data(scanner.filesModel()->index(0), LargeFileListModel::SizeTextRole)
                  .toString(),
-             QStringLiteral("5.2 MB"));
+             QStringLiteral("66 KB"));
 }
 
 void TestStorageScanner::statusTexts()

@@ -16,6 +16,7 @@ public:
     bool publishedOnMainThread = false;
     std::atomic<bool> *walkStarted = nullptr;
     std::atomic<bool> *release = nullptr;
+    bool *answered = nullptr; // outlives the scanner
 
     void scan(int n)
     {
@@ -38,6 +39,8 @@ public:
                 return WalkOutcome<QList<int>>::success(out);
             },
             [this](QList<int> value) {
+                if (answered)
+                    *answered = true;
                 publishedOnMainThread = QThread::currentThread() == thread();
                 published = value;
                 setStatusText(QStringLiteral("done"));
@@ -70,7 +73,10 @@ void TestScannerBase::resultIsPublishedOnTheMainThread()
     CountingScanner scanner;
     QSignalSpy count(&scanner, &ScannerBase::completedScanCountChanged);
     scanner.scan(3);
+    // The answer never comes before scan() has returned, however fast the walk.
+    QThreadPool::globalInstance()->waitForDone();
     QVERIFY(scanner.isScanning());
+    QCOMPARE(scanner.statusText(), QStringLiteral("working"));
     QTRY_COMPARE(count.count(), 1);
     QCOMPARE(scanner.published, QList<int>({1, 2, 3}));
     QVERIFY(scanner.publishedOnMainThread);
@@ -95,16 +101,19 @@ void TestScannerBase::failureLeavesTheCountAlone()
 void TestScannerBase::scannerGoneBeforeTheWalkEnds()
 {
     std::atomic<bool> started = false, release = false;
+    bool answered = false;
     auto *scanner = new CountingScanner;
     scanner->walkStarted = &started;
     scanner->release = &release;
+    scanner->answered = &answered;
     scanner->scan(5);
     QTRY_VERIFY(started.load());
     delete scanner; // the screen closed while the walk ran
     release = true;
     QThreadPool::globalInstance()->waitForDone();
     QCoreApplication::processEvents();
-    QCoreApplication::processEvents(); // nothing may touch the deleted scanner
+    QCoreApplication::processEvents();
+    QVERIFY2(!answered, "a scanner that is gone gets no answer");
 }
 
 void TestScannerBase::selectionHelpers()

@@ -69,6 +69,16 @@ void TestTrash::failureLeavesTheItemInPlace()
     QVERIFY(!Trash::moveToTrash(tree.path(QStringLiteral("nothing-here")), &error));
     QVERIFY(!error.isEmpty());
 
+    // A Trash that cannot be used, next to a file that could well be deleted:
+    // the file must stay, since nothing is ever deleted instead.
+    tree.file(QStringLiteral("../data/Trash"), "not a folder");
+    const QString movable = tree.file(QStringLiteral("Documents/draft.txt"), "draft");
+    QVERIFY(!Trash::moveToTrash(movable, &error));
+    QFile draft(movable);
+    QVERIFY(draft.open(QIODevice::ReadOnly));
+    QCOMPARE(draft.readAll(), QByteArray("draft"));
+    QFile::remove(env.dataHome() + QStringLiteral("/Trash"));
+
     if (runningAsRoot() && qEnvironmentVariableIsEmpty("VELMORA_UNPRIVILEGED_RERUN")) {
         QString reason, output;
         const bool passed = rerunUnprivileged("failureLeavesTheItemInPlace", &reason, &output);

@@ -28,7 +28,10 @@ public:
     {
         return TreeBuilder(home()).allocatedFile(relative, qint64(megabytes * 1024 * 1024));
     }
-    Q_INVOKABLE QString folder(const QString &relative) { return TreeBuilder(home()).folder(relative); }
+    Q_INVOKABLE QString folder(const QString &relative)
+    {
+        return TreeBuilder(home()).folder(relative);
+    }
     Q_INVOKABLE bool remove(const QString &path) { return QFile::remove(path); }
     Q_INVOKABLE bool exists(const QString &path) const { return QFile::exists(path); }
 

@@ -1,6 +1,7 @@
 import QtQuick
 import QtTest
 import Velmora
+import VelmoraTest
 
 Item {
     id: host
@@ -73,9 +74,13 @@ Item {
         }
 
         function test_completionTextStaysAfterGoingBack() {
-            view.openModule("largeFiles");
-            tryVerify(() => findChild(view, "workspace") !== null);
-            find("workspace").analysisCompleted("largeFiles");
+            mouseClick(find("card_largeFiles"));
+            tryVerify(() => findChild(view, "moduleScreen") !== null
+                      && findChild(view, "moduleScreen").item !== null);
+            // A real scan in the opened screen reaches the banner.
+            const scanner = findChild(view, "moduleScreen").item.scanner;
+            scanner.scan(Fixtures.folder("DashboardScan"), 100);
+            tryVerify(() => scanner.completedScanCount === 1, 10000);
             mouseClick(find("backButton"));
             compare(find("activityBanner").text, "Archivos grandes terminado.");
             view.analysisCompleted("protection");

@@ -5,6 +5,7 @@
 #include <QFile>
 #include <QProcess>
 #include <QStandardPaths>
+#include <QTemporaryDir>
 #include <unistd.h>
 
 TestEnvironment::TestEnvironment()
@@ -38,6 +39,19 @@ bool rerunUnprivileged(const char *testFunction, QString *skipReason, QString *o
             QStringLiteral("setpriv is not installed; cannot drop root to test unreadable entries");
         return false;
     }
+    // The build folder may sit where "nobody" cannot reach (a home of mode 700):
+    // run a copy of this executable from a folder anyone can enter.
+    QTemporaryDir copyDir(QStringLiteral("/tmp/velmora-rerun-XXXXXX"));
+    const QString copy = copyDir.filePath(QStringLiteral("test"));
+    if (!copyDir.isValid() || !QFile::copy(QCoreApplication::applicationFilePath(), copy)) {
+        *skipReason = QStringLiteral("cannot copy the test executable for the unprivileged rerun");
+        return false;
+    }
+    const auto readAndRun = QFileDevice::ReadOwner | QFileDevice::WriteOwner |
+                            QFileDevice::ExeOwner | QFileDevice::ReadGroup | QFileDevice::ExeGroup |
+                            QFileDevice::ReadOther | QFileDevice::ExeOther;
+    QFile::setPermissions(copyDir.path(), readAndRun);
+    QFile::setPermissions(copy, readAndRun);
     QProcess child;
     // The rerun builds its own tree in a folder nobody can write to.
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
@@ -46,9 +60,9 @@ bool rerunUnprivileged(const char *testFunction, QString *skipReason, QString *o
     child.setProcessEnvironment(env);
     child.setProcessChannelMode(QProcess::MergedChannels);
     child.setWorkingDirectory(QStringLiteral("/tmp"));
-    child.start(setpriv, {QStringLiteral("--reuid=65534"), QStringLiteral("--regid=65534"),
-                          QStringLiteral("--clear-groups"), QCoreApplication::applicationFilePath(),
-                          QString::fromLatin1(testFunction)});
+    child.start(setpriv,
+                {QStringLiteral("--reuid=65534"), QStringLiteral("--regid=65534"),
+                 QStringLiteral("--clear-groups"), copy, QString::fromLatin1(testFunction)});
     if (!child.waitForFinished(60000)) {
         *skipReason = QStringLiteral("the unprivileged rerun did not finish");
         return false;

@@ -140,6 +140,11 @@ Decision decide(const QString &folder, bool force)
                                   .arg(folder, QLatin1String(kMarkerName))};
     if (*marker == markerContents() && !force)
         return {Action::Nothing, QStringLiteral("%1 already holds this demo tree").arg(folder)};
+    // Only a marker this generator wrote makes a folder ours to empty.
+    if (*marker != markerContents() && *marker != unfinishedMarkerContents())
+        return {Action::Refuse, QStringLiteral("%1 has a %2 file this generator did not write; "
+                                               "refusing to empty it")
+                                    .arg(folder, QLatin1String(kMarkerName))};
     return {Action::Rebuild, {}};
 }
 

@@ -1,0 +1,88 @@
+#include "TestEnvironment.h"
+#include "TreeBuilder.h"
+
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QtTest>
+
+// The probe is what benchmarks and scripts read: its JSON keeps one shape.
+class TestProbe : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void largeFilesScanSelectAndTrash();
+    void usageErrors();
+
+private:
+    QJsonObject run(const QStringList &args, int *exitCode = nullptr);
+};
+
+QJsonObject TestProbe::run(const QStringList &args, int *exitCode)
+{
+    QProcess probe;
+    probe.start(QStringLiteral(VELMORA_PROBE), args);
+    if (!probe.waitForFinished(60000))
+        return {};
+    if (exitCode)
+        *exitCode = probe.exitCode();
+    return QJsonDocument::fromJson(probe.readAllStandardOutput()).object();
+}
+
+void TestProbe::largeFilesScanSelectAndTrash()
+{
+    TestEnvironment env;
+    TreeBuilder tree(env.home());
+    tree.allocatedFile("Movies/big.mov", 3 * 1024 * 1024);
+    tree.allocatedFile("Movies/small.mov", 512 * 1024);
+    const QDateTime when = QDateTime::fromSecsSinceEpoch(1700000000, Qt::UTC);
+    tree.setModificationTime("Movies/big.mov", when);
+
+    const QJsonObject scan = run({"largefiles", env.home(), "--min-mb", "1"});
+    QCOMPARE(scan.value("module").toString(), QStringLiteral("largefiles"));
+    QCOMPARE(scan.value("statusText").toString(),
+             QStringLiteral("Se encontraron 1 archivos grandes."));
+    QVERIFY(scan.value("errorMessage").isNull());
+    QCOMPARE(scan.value("completedScanCount").toInt(), 1);
+    QVERIFY(scan.value("elapsedMs").isDouble());
+    const QJsonArray items = scan.value("items").toArray();
+    QCOMPARE(items.size(), 1);
+    const QJsonObject item = items.first().toObject();
+    QCOMPARE(item.value("url").toString(), tree.path("Movies/big.mov"));
+    QCOMPARE(item.value("name").toString(), QStringLiteral("big.mov"));
+    QCOMPARE(item.value("path").toString(), tree.path("Movies"));
+    QCOMPARE(item.value("size").toDouble(), 3.0 * 1024 * 1024);
+    QCOMPARE(item.value("modificationDate").toDouble(), 1700000000.0);
+    QVERIFY(scan.value("selected").toArray().isEmpty());
+
+    const QJsonObject trashed =
+        run({"largefiles", env.home(), "--min-mb", "1", "--select-all", "--trash-selected"});
+    QCOMPARE(trashed.value("statusText").toString(),
+             QStringLiteral("1 archivo(s) enviados a la Papelera."));
+    QVERIFY(trashed.value("items").toArray().isEmpty());
+    QVERIFY(!QFile::exists(tree.path("Movies/big.mov")));
+    QVERIFY(QFile::exists(env.trashFiles() + "/big.mov"));
+    QVERIFY(QFile::exists(tree.path("Movies/small.mov")));
+
+    const QJsonObject missing = run({"largefiles", env.home() + "/nope", "--min-mb", "1"});
+    QCOMPARE(missing.value("errorMessage").toString(),
+             QStringLiteral("No fue posible abrir la carpeta seleccionada."));
+    QCOMPARE(missing.value("completedScanCount").toInt(), 0);
+}
+
+void TestProbe::usageErrors()
+{
+    int code = 0;
+    for (const QStringList &args :
+         {QStringList{}, QStringList{"nosuchmodule"}, QStringList{"largefiles", "/x"},
+          QStringList{"largefiles", "/x", "--min-mb", "lots"}}) {
+        run(args, &code);
+        QVERIFY2(code == 2, qPrintable(args.join(' ')));
+    }
+}
+
+QTEST_GUILESS_MAIN(TestProbe)
+#include "tst_probe.moc"
