@@ -12,12 +12,17 @@ Rectangle {
     property string lastMessage: "Tu Mac está lista para analizarse."
     // Each module's screen, made anew (with a new scanner) each time it opens.
     readonly property var moduleScreens: ({
-        "largeFiles": largeFilesScreen
+        "largeFiles": largeFilesScreen,
+        "safeCleanup": cleanupScreen
     })
 
     Component {
         id: largeFilesScreen
         LargeFilesView { minimumSizeMB: 500 }
+    }
+    Component {
+        id: cleanupScreen
+        CleanupView {}
     }
 
     readonly property var completionTexts: ({

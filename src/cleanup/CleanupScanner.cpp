@@ -1,0 +1,358 @@
+#include "CleanupScanner.h"
+
+#include "CleanupRules.h"
+#include "FileLocation.h"
+#include "FileSystem.h"
+#include "FileWalker.h"
+#include "SystemLayout.h"
+#include "Trash.h"
+
+#include <QPointer>
+#include <QTimer>
+#include <algorithm>
+#include <cerrno>
+
+CleanupScanner::CleanupScanner(QObject *parent)
+    : ScannerBase(QStringLiteral("Preparando la ruta fija de cachés…"), parent),
+      m_runningApplications(&RunningApplications::list), m_clock(&QDateTime::currentDateTimeUtc)
+{
+    configureAutomaticCachesPath();
+    // The first analysis starts on the next turn of the event loop, and not at
+    // all if the scanner is gone by then.
+    QTimer::singleShot(0, this, [this] { scan(); });
+}
+
+void CleanupScanner::configureAutomaticCachesPath()
+{
+    const QString home = FileLocation::resolvingSymlinksInPath(SystemLayout::homeFolder());
+    if (home.isEmpty())
+        return;
+    m_accessRootURL = home;
+    const QString caches = FileLocation::resolvingSymlinksInPath(
+        FileLocation::appendingPathComponent(home, QStringLiteral("Library/Caches")));
+    if (caches != m_cachesURL) {
+        m_cachesURL = caches;
+        Q_EMIT cachesURLChanged();
+    }
+    setStatusText(QStringLiteral("Ruta automática lista: ~/Library/Caches"));
+}
+
+qint64 CleanupScanner::totalSize() const
+{
+    qint64 total = 0;
+    for (const CleanupItem &item : items())
+        total += item.size;
+    return total;
+}
+
+QList<CleanupItem> CleanupScanner::safeItems() const
+{
+    QList<CleanupItem> safe;
+    for (const CleanupItem &item : items())
+        if (!item.isProtected)
+            safe.append(item);
+    return safe;
+}
+
+QList<CleanupItem> CleanupScanner::selectedItems() const
+{
+    return Selection::selectedItems(safeItems(), m_selected,
+                                    [](const CleanupItem &item) { return item.id(); });
+}
+
+qint64 CleanupScanner::selectedSize() const
+{
+    qint64 total = 0;
+    for (const CleanupItem &item : selectedItems())
+        total += item.size;
+    return total;
+}
+
+void CleanupScanner::setSelectedItemIDs(const QSet<QString> &ids)
+{
+    if (ids == m_selected)
+        return;
+    m_selected = ids;
+    QSet<QString> shown;
+    for (const CleanupItem &item : selectedItems())
+        shown.insert(item.id());
+    m_model.setSelection(shown);
+    Q_EMIT selectionChanged();
+}
+
+void CleanupScanner::setSelectedItemIDList(const QStringList &ids)
+{
+    setSelectedItemIDs(QSet<QString>(ids.cbegin(), ids.cend()));
+}
+
+void CleanupScanner::setItems(const QList<CleanupItem> &items)
+{
+    m_model.setItems(items);
+    QSet<QString> shown;
+    for (const CleanupItem &item : selectedItems())
+        shown.insert(item.id());
+    m_model.setSelection(shown);
+    Q_EMIT itemsChanged();
+}
+
+void CleanupScanner::setMovingToTrash(bool moving)
+{
+    if (moving == m_isMovingToTrash)
+        return;
+    m_isMovingToTrash = moving;
+    Q_EMIT isMovingToTrashChanged();
+}
+
+void CleanupScanner::scan()
+{
+    if (m_cachesURL.isEmpty() || m_accessRootURL.isEmpty())
+        configureAutomaticCachesPath();
+    if (m_cachesURL.isEmpty() || m_accessRootURL.isEmpty()) {
+        setErrorMessage(QStringLiteral("No fue posible localizar ~/Library/Caches."));
+        return;
+    }
+    // Scanning first: a screen that re-selects when the list changes while idle
+    // must not react to the list being emptied here.
+    setErrorMessage(QString());
+    setScanning(true);
+    setItems({});
+    setSelectedItemIDs({});
+    setStatusText(QStringLiteral("Calculando el espacio ocupado por las cachés…"));
+
+    const QString folder = m_cachesURL;
+    runWalk<QList<CleanupItem>>(
+        [folder] { return scanTopLevelCaches(folder); },
+        [this](QList<CleanupItem> found) {
+            // Unprotected first, then larger first; ties keep the listing order.
+            std::stable_sort(found.begin(), found.end(),
+                             [](const CleanupItem &a, const CleanupItem &b) {
+                                 if (a.isProtected != b.isProtected)
+                                     return !a.isProtected;
+                                 return a.size > b.size;
+                             });
+            setItems(found);
+            setStatusText(
+                found.isEmpty()
+                    ? QStringLiteral("No se encontraron cachés visibles.")
+                    : QStringLiteral("Se encontraron %1 elementos de caché.").arg(found.size()));
+            setScanning(false);
+            countCompletedScan();
+        },
+        [this](const QString &error) {
+            setErrorMessage(error);
+            setStatusText(QStringLiteral("No fue posible analizar las cachés."));
+            setScanning(false);
+        });
+}
+
+namespace {
+
+// What the platform says when a folder cannot be listed.
+QString listingError(const QString &folder, int error)
+{
+    const QString name = FileLocation::lastPathComponent(folder);
+    switch (error) {
+    case ENOENT:
+        return QStringLiteral("No se ha podido abrir la carpeta “%1” porque no existe.").arg(name);
+    case EACCES:
+    case EPERM:
+        return QStringLiteral("No se ha podido abrir la carpeta “%1” porque no tienes permiso para "
+                              "ver su contenido.")
+            .arg(name);
+    case ENOTDIR:
+        return QStringLiteral("No se ha podido abrir “%1” porque no es una carpeta.").arg(name);
+    default:
+        return QStringLiteral("No se ha podido abrir la carpeta “%1”.").arg(name);
+    }
+}
+
+} // namespace
+
+WalkOutcome<QList<CleanupItem>> CleanupScanner::scanTopLevelCaches(const QString &folder)
+{
+    int error = 0;
+    const auto children = FileSystem::listDirectory(folder, true, &error);
+    if (!children)
+        return WalkOutcome<QList<CleanupItem>>::failure(listingError(folder, error));
+    QList<CleanupItem> items;
+    for (const EntryInfo &child : *children) {
+        if (!child.isReadable || child.isSymbolicLink)
+            continue;
+        CleanupItem item;
+        item.url = child.path;
+        item.name = child.name;
+        item.displayName = CleanupRules::readableName(child.name);
+        if (child.isDirectory) {
+            std::tie(item.size, item.itemCount) = folderStatistics(child.path);
+        } else {
+            item.size = child.fileSize;
+            item.itemCount = child.isRegularFile ? 1 : 0;
+        }
+        item.modificationDateMs = child.modificationTimeMs;
+        item.isDirectory = child.isDirectory;
+        const CleanupRules::Protection protection = CleanupRules::protectionInfo(child.name);
+        item.isProtected = protection.isProtected;
+        item.protectionReason = protection.reason;
+        items.append(item);
+    }
+    return WalkOutcome<QList<CleanupItem>>::success(items);
+}
+
+std::pair<qint64, int> CleanupScanner::folderStatistics(const QString &folder)
+{
+    qint64 size = 0;
+    int count = 0;
+    // Package contents count like any folder's; hidden entries do not.
+    FileWalker::walk(folder, SkipHiddenFiles, [&](const EntryInfo &entry) {
+        if (entry.isRegularFile && entry.isReadable && !entry.isSymbolicLink) {
+            size += entry.fileSize;
+            ++count;
+        }
+        return FileWalker::Action::Continue;
+    });
+    return {size, count};
+}
+
+void CleanupScanner::toggleSelection(const QString &itemId)
+{
+    for (const CleanupItem &item : items())
+        if (item.id() == itemId && item.isProtected)
+            return;
+    QSet<QString> ids = m_selected;
+    Selection::toggle(ids, itemId);
+    setSelectedItemIDs(ids);
+}
+
+void CleanupScanner::selectAllSafe()
+{
+    QSet<QString> ids;
+    for (const CleanupItem &item : safeItems())
+        ids.insert(item.id());
+    setSelectedItemIDs(ids);
+}
+
+void CleanupScanner::moveSelectedToTrash()
+{
+    const QList<CleanupItem> selected = selectedItems();
+    if (selected.isEmpty()) {
+        setErrorMessage(QStringLiteral("Primero selecciona una o más cachés."));
+        return;
+    }
+    if (m_cachesURL.isEmpty() || m_accessRootURL.isEmpty()) {
+        setErrorMessage(QStringLiteral("No fue posible acceder a la ruta automática de cachés."));
+        return;
+    }
+    setMovingToTrash(true);
+    setErrorMessage(QString());
+    QSet<QString> moved;
+    QStringList failed;
+    for (const CleanupItem &item : selected) {
+        if (item.isProtected)
+            continue; // never, whatever sits in the selection
+        if (Trash::moveToTrash(item.url))
+            moved.insert(item.id());
+        else
+            failed.append(item.name);
+    }
+    QList<CleanupItem> remaining;
+    for (const CleanupItem &item : items())
+        if (!moved.contains(item.id()))
+            remaining.append(item);
+    setSelectedItemIDs(m_selected - moved);
+    if (failed.isEmpty()) {
+        setStatusText(
+            moved.size() == 1
+                ? QStringLiteral("1 caché fue enviada a la Papelera.")
+                : QStringLiteral("%1 cachés fueron enviadas a la Papelera.").arg(moved.size()));
+    } else {
+        setStatusText(QStringLiteral("%1 cachés enviadas a la Papelera.").arg(moved.size()));
+        setErrorMessage(
+            QStringLiteral("No fue posible mover: %1. Cierra la aplicación relacionada y "
+                           "vuelve a intentar.")
+                .arg(failed.join(QStringLiteral(", "))));
+    }
+    // Published after the report, so that a screen re-applying its smart mode on
+    // the new list replaces the report, as it should.
+    setItems(remaining);
+    setMovingToTrash(false);
+}
+
+bool CleanupScanner::isProbablyInUse(const CleanupItem &item) const
+{
+    return CleanupRules::isProbablyInUse(item, m_runningApplications());
+}
+
+QList<CleanupItem> CleanupScanner::recommendedItems(SmartCleanupMode mode) const
+{
+    const qint64 nowMs = m_clock().toMSecsSinceEpoch();
+    const QList<RunningApplication> running = m_runningApplications();
+    QList<CleanupItem> kept;
+    for (const CleanupItem &item : safeItems()) {
+        if (item.size < SmartCleanupModes::minimumSize(mode))
+            continue;
+        if (CleanupRules::isProbablyInUse(item, running))
+            continue;
+        std::optional<qint64> age;
+        if (item.modificationDateMs)
+            age = (nowMs - *item.modificationDateMs) / 1000;
+        if (SmartCleanupModes::keeps(mode, item.size, age))
+            kept.append(item);
+    }
+    return kept;
+}
+
+void CleanupScanner::selectRecommended(SmartCleanupMode mode)
+{
+    QSet<QString> ids;
+    for (const CleanupItem &item : recommendedItems(mode))
+        ids.insert(item.id());
+    setSelectedItemIDs(ids);
+    if (!ids.isEmpty()) {
+        setStatusText(QStringLiteral("%1 caché(s) seleccionadas automáticamente.").arg(ids.size()));
+        return;
+    }
+    const QList<RunningApplication> running = m_runningApplications();
+    int inUse = 0;
+    for (const CleanupItem &item : safeItems())
+        if (CleanupRules::isProbablyInUse(item, running))
+            ++inUse;
+    if (inUse > 0)
+        setStatusText(
+            QStringLiteral("No hay cachés seguras disponibles. %1 pertenecen a aplicaciones "
+                           "abiertas; ciérralas y vuelve a analizar.")
+                .arg(inUse));
+    else
+        setStatusText(QStringLiteral("No hay cachés recomendadas para el modo %1.")
+                          .arg(SmartCleanupModes::rawValue(mode)));
+}
+
+SmartCleanupMode CleanupScanner::modeFor(const QString &title) const
+{
+    return SmartCleanupModes::fromRawValue(title).value_or(SmartCleanupMode::balanced);
+}
+
+QStringList CleanupScanner::recommendedItemIDs(const QString &mode) const
+{
+    QStringList ids;
+    for (const CleanupItem &item : recommendedItems(modeFor(mode)))
+        ids.append(item.id());
+    return ids;
+}
+
+qint64 CleanupScanner::recommendedSize(const QString &mode) const
+{
+    qint64 total = 0;
+    for (const CleanupItem &item : recommendedItems(modeFor(mode)))
+        total += item.size;
+    return total;
+}
+
+void CleanupScanner::selectRecommended(const QString &mode)
+{
+    selectRecommended(modeFor(mode));
+}
+
+void CleanupScanner::setRunningApplicationsSource(RunningApplicationsSource source)
+{
+    m_runningApplications = std::move(source);
+}
