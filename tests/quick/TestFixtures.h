@@ -1,9 +1,12 @@
 #pragma once
 
 #include "FolderChooser.h"
+#include "Preferences.h"
 #include "TestEnvironment.h"
 #include "TreeBuilder.h"
 
+#include <QDateTime>
+#include <QDir>
 #include <QFile>
 #include <QObject>
 #include <memory>
@@ -33,6 +36,26 @@ public:
         return TreeBuilder(home()).folder(relative);
     }
     Q_INVOKABLE bool remove(const QString &path) { return QFile::remove(path); }
+
+    // A cache folder of a logical size (sparse) last changed `ageDays` ago.
+    Q_INVOKABLE void cache(const QString &name, double megabytes, double ageDays)
+    {
+        TreeBuilder tree(home() + QStringLiteral("/Library/Caches"));
+        tree.sparseFile(name + QStringLiteral("/blob"), qint64(megabytes * 1024 * 1024));
+        tree.setModificationTime(name,
+                                 QDateTime::currentDateTimeUtc().addSecs(qint64(-ageDays * 86400)));
+    }
+    Q_INVOKABLE void clearCaches()
+    {
+        QDir(home() + QStringLiteral("/Library/Caches")).removeRecursively();
+        QDir().mkpath(home() + QStringLiteral("/Library/Caches"));
+    }
+    Q_INVOKABLE void setPreference(const QString &key, const QVariant &value)
+    {
+        value.typeId() == QMetaType::Bool ? Preferences::setBoolean(key, value.toBool())
+                                          : Preferences::setString(key, value.toString());
+    }
+    Q_INVOKABLE QString preference(const QString &key) const { return Preferences::string(key); }
     Q_INVOKABLE bool exists(const QString &path) const { return QFile::exists(path); }
 
     void choose(const FolderRequest &request, QObject *context, Answer onChosen) override

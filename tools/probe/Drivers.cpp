@@ -1,10 +1,11 @@
 #include "ProbeDriver.h"
 
 std::unique_ptr<ProbeDriver> makeLargeFilesDriver();
+std::unique_ptr<ProbeDriver> makeCleanupDriver();
 
 // Module drivers, in catalogue order; each module adds its own as it lands.
 const QList<ProbeDriverFactory> &probeDrivers()
 {
-    static const QList<ProbeDriverFactory> drivers = {makeLargeFilesDriver};
+    static const QList<ProbeDriverFactory> drivers = {makeLargeFilesDriver, makeCleanupDriver};
     return drivers;
 }

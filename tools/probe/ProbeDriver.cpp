@@ -7,8 +7,10 @@
 
 void waitForScan(ScannerBase *scanner, int before)
 {
-    // One turn first: scanners that start by themselves do so on the next turn.
-    QCoreApplication::processEvents();
+    // Scanners that start by themselves do so on the next turn of the loop.
+    while (!scanner->isScanning() && scanner->completedScanCount() <= before &&
+           scanner->errorMessage().isEmpty())
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
     while (scanner->completedScanCount() <= before && scanner->isScanning())
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
 }

@@ -38,3 +38,4 @@ private:
 
 // Each module's shots.
 void shootLargeFiles(ShotSession &session);
+void shootCleanup(ShotSession &session);
