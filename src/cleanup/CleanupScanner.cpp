@@ -87,12 +87,16 @@ void CleanupScanner::setSelectedItemIDList(const QStringList &ids)
 
 void CleanupScanner::setItems(const QList<CleanupItem> &items)
 {
+    // Unchanged lists are not announced: a screen re-selects when the list changes.
+    if (items == m_model.items())
+        return;
     m_model.setItems(items);
     QSet<QString> shown;
     for (const CleanupItem &item : selectedItems())
         shown.insert(item.id());
     m_model.setSelection(shown);
     Q_EMIT itemsChanged();
+    Q_EMIT selectionChanged(); // the selected figures are filtered through the list
 }
 
 void CleanupScanner::setMovingToTrash(bool moving)
@@ -136,7 +140,8 @@ void CleanupScanner::scan()
                     ? QStringLiteral("No se encontraron cachés visibles.")
                     : QStringLiteral("Se encontraron %1 elementos de caché.").arg(found.size()));
             setScanning(false);
-            countCompletedScan();
+            if (errorMessage().isEmpty())
+                countCompletedScan();
         },
         [this](const QString &error) {
             setErrorMessage(error);
@@ -202,8 +207,9 @@ std::pair<qint64, int> CleanupScanner::folderStatistics(const QString &folder)
 {
     qint64 size = 0;
     int count = 0;
-    // Package contents count like any folder's; hidden entries do not.
-    FileWalker::walk(folder, SkipHiddenFiles, [&](const EntryInfo &entry) {
+    // Package contents count like any folder's; hidden entries do not. A cache
+    // swapped for a link since it was listed is not followed.
+    FileWalker::walk(folder, SkipHiddenFiles | DoNotFollowRootLink, [&](const EntryInfo &entry) {
         if (entry.isRegularFile && entry.isReadable && !entry.isSymbolicLink) {
             size += entry.fileSize;
             ++count;

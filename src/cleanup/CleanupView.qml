@@ -18,7 +18,9 @@ Item {
     readonly property var recommended: {
         if (!scanner)
             return ({});
-        scanner.itemCount; scanner.totalSize; settings.mode; // recompute on these
+        // Recomputed when the list, the mode or a selection (which may follow a
+        // change of running applications) changes.
+        scanner.itemCount; scanner.totalSize; scanner.selectedItemIDs; scanner.statusText; settings.mode;
         const set = {};
         for (const id of scanner.recommendedItemIDs(settings.mode))
             set[id] = true;
@@ -27,7 +29,7 @@ Item {
     readonly property real recommendedSize: {
         if (!scanner)
             return 0;
-        scanner.itemCount; scanner.totalSize;
+        scanner.itemCount; scanner.totalSize; scanner.selectedItemIDs; scanner.statusText; settings.mode;
         return scanner.recommendedSize(settings.mode);
     }
 

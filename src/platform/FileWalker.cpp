@@ -116,8 +116,9 @@ bool FileWalker::walk(const QString &root, int options, const Visitor &visitor,
     const QString rootPath = FileLocation::standardizedPath(root);
     if (rootPath.isEmpty())
         return false;
-    const int fd =
-        open(FileLocation::encode(rootPath).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const int fd = open(FileLocation::encode(rootPath).constData(),
+                        O_RDONLY | O_DIRECTORY | O_CLOEXEC |
+                            ((options & DoNotFollowRootLink) ? O_NOFOLLOW : 0));
     if (fd < 0)
         return false;
     // A root that opens but cannot be listed is as unusable as a missing one.

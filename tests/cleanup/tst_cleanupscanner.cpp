@@ -162,10 +162,10 @@ void TestCleanupScanner::scansByItselfUnlessGoneFirst()
     TestEnvironment env;
     TreeBuilder(env.home()).file("Library/Caches/com.x.App/a", "a");
     auto *early = new CleanupScanner;
-    QSignalSpy started(early, &ScannerBase::isScanningChanged);
     QVERIFY2(!early->isScanning(), "the first scan waits for the next turn of the event loop");
+    QCOMPARE(early->statusText(), QStringLiteral("Ruta automática lista: ~/Library/Caches"));
     delete early;
-    QTest::qWait(50); // nothing runs for a scanner that is gone
+    QTest::qWait(50); // nothing runs for a scanner that is gone (the timer went with it)
 
     CleanupScanner scanner;
     QSignalSpy scanning(&scanner, &ScannerBase::isScanningChanged);
@@ -262,6 +262,8 @@ void TestCleanupScanner::inUseFromARealProcess()
                 return item;
         return CleanupItem{};
     };
+    QCOMPARE(itemNamed("com.lumen.Notes").name, QStringLiteral("com.lumen.Notes"));
+    QCOMPARE(itemNamed("com.other.Tool").name, QStringLiteral("com.other.Tool"));
     QVERIFY(!scanner.isProbablyInUse(itemNamed("com.lumen.Notes")));
     QProcess app;
     app.start(exe, {QStringLiteral("30")});

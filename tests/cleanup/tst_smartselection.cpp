@@ -82,6 +82,16 @@ void TestSmartSelection::undatedCaches()
     QVERIFY(keeps(SmartCleanupMode::aggressive, 100 * MiB, std::nullopt));
     QVERIFY(!keeps(SmartCleanupMode::aggressive, 100 * MiB - 1, std::nullopt));
     QVERIFY(!keeps(SmartCleanupMode::conservative, 100 * MiB, 30 * kDay - 1));
+    // Every limit passes when met exactly.
+    QVERIFY(keeps(SmartCleanupMode::balanced, 500 * MiB, std::nullopt));
+    QVERIFY(keeps(SmartCleanupMode::balanced, 500 * MiB, 0));
+    QVERIFY(!keeps(SmartCleanupMode::balanced, 500 * MiB - 1, 0));
+    QVERIFY(keeps(SmartCleanupMode::balanced, 25 * MiB, 3 * kDay));
+    QVERIFY(!keeps(SmartCleanupMode::balanced, 25 * MiB - 1, 3 * kDay));
+    QVERIFY(!keeps(SmartCleanupMode::balanced, 25 * MiB, 3 * kDay - 1));
+    QVERIFY(keeps(SmartCleanupMode::aggressive, 10 * MiB, kDay));
+    QVERIFY(!keeps(SmartCleanupMode::aggressive, 10 * MiB - 1, kDay));
+    QVERIFY(!keeps(SmartCleanupMode::aggressive, 10 * MiB, kDay - 1));
 }
 
 void TestSmartSelection::protectedAndOpenApplicationsAreExcluded()

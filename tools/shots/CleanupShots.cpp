@@ -1,4 +1,5 @@
 #include "CleanupScanner.h"
+#include "RunningApplications.h"
 #include "ShotSession.h"
 #include "SystemLayout.h"
 
@@ -12,8 +13,22 @@ void shootCleanup(ShotSession &session)
     QProcess app;
     const QString exe = SystemLayout::systemApplicationsFolder() +
                         QStringLiteral("/Lumen Notes.app/Contents/MacOS/Lumen Notes");
-    if (QFileInfo(exe).isExecutable())
+    if (!QFileInfo(exe).isExecutable()) {
+        session.failed(QStringLiteral("no demo application to run: ") + exe);
+    } else {
         app.start(exe, {});
+        // Its caches are in use only once it is listed as running.
+        if (!app.waitForStarted() ||
+            !session.waitFor(
+                [] {
+                    for (const RunningApplication &r : RunningApplications::list())
+                        if (r.localizedName == QLatin1String("Lumen Notes"))
+                            return true;
+                    return false;
+                },
+                10000))
+            session.failed(QStringLiteral("the demo application did not start"));
+    }
 
     QObject *screen = session.openModule(QStringLiteral("safeCleanup"));
     auto *scanner =
