@@ -13,12 +13,17 @@ Rectangle {
     // Each module's screen, made anew (with a new scanner) each time it opens.
     readonly property var moduleScreens: ({
         "largeFiles": largeFilesScreen,
+        "duplicates": duplicatesScreen,
         "safeCleanup": cleanupScreen
     })
 
     Component {
         id: largeFilesScreen
         LargeFilesView { minimumSizeMB: 500 }
+    }
+    Component {
+        id: duplicatesScreen
+        DuplicatesView { minimumSizeMB: 10 }
     }
     Component {
         id: cleanupScreen

@@ -15,6 +15,7 @@ struct ProbeResult
 {
     QJsonArray items;
     QJsonArray selected;
+    QJsonObject extra; // module-specific counters, printed beside the common fields
 };
 
 // Drives one module's real scanner: parses its options, scans, applies the asked

@@ -69,6 +69,8 @@ int main(int argc, char *argv[])
     out.insert(QStringLiteral("elapsedMs"), double(elapsed));
     out.insert(QStringLiteral("items"), result.items);
     out.insert(QStringLiteral("selected"), result.selected);
+    for (auto it = result.extra.constBegin(); it != result.extra.constEnd(); ++it)
+        out.insert(it.key(), it.value());
     std::fputs(QJsonDocument(out).toJson(QJsonDocument::Indented).constData(), stdout);
     return 0;
 }

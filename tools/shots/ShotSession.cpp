@@ -114,12 +114,14 @@ bool ShotSession::shoot(const QString &name)
 int ShotSession::renderAll()
 {
     shoot(QStringLiteral("dashboard"));
-    for (const char *module : {"duplicates", "uninstaller", "protection"}) {
+    for (const char *module : {"uninstaller", "protection"}) {
         openModule(QString::fromLatin1(module));
         shoot(QStringLiteral("workspace-") + QLatin1String(module));
     }
     showDashboard();
     shootLargeFiles(*this);
+    showDashboard();
+    shootDuplicates(*this);
     showDashboard();
     shootCleanup(*this);
     showDashboard();

@@ -39,3 +39,4 @@ private:
 // Each module's shots.
 void shootLargeFiles(ShotSession &session);
 void shootCleanup(ShotSession &session);
+void shootDuplicates(ShotSession &session);

@@ -1,0 +1,116 @@
+#include "DuplicateFinder.h"
+
+#include "ContentDigest.h"
+#include "FileWalker.h"
+#include "ParallelWork.h"
+#include "RegularFileWalk.h"
+
+#include <QHash>
+#include <algorithm>
+#include <map>
+
+namespace DuplicateFinder {
+
+namespace {
+
+struct Candidate
+{
+    DuplicateFileItem item;
+    qint64 logicalSize = 0;
+};
+
+// Splits each list into sublists of equal key, keeping first-seen order; only
+// sublists of two or more are kept, since a lone file has no duplicate.
+template <typename Key>
+QList<std::pair<Key, QList<Candidate>>> splitBy(const QList<QList<Candidate>> &lists,
+                                                const std::vector<std::optional<Key>> &keys)
+{
+    QList<std::pair<Key, QList<Candidate>>> out;
+    qsizetype k = 0;
+    for (const QList<Candidate> &list : lists) {
+        QList<Key> order;
+        QHash<Key, QList<Candidate>> byKey;
+        for (const Candidate &c : list) {
+            const std::optional<Key> &key = keys[size_t(k++)];
+            if (!key)
+                continue; // unreadable: dropped silently
+            if (!byKey.contains(*key))
+                order.append(*key);
+            byKey[*key].append(c);
+        }
+        for (const Key &key : order)
+            if (byKey.value(key).size() >= 2)
+                out.append({key, byKey.value(key)});
+    }
+    return out;
+}
+
+template <typename Key, typename Compute>
+std::vector<std::optional<Key>> computeKeys(const QList<QList<Candidate>> &lists, Compute compute)
+{
+    std::vector<const Candidate *> flat;
+    for (const QList<Candidate> &list : lists)
+        for (const Candidate &c : list)
+            flat.push_back(&c);
+    std::vector<std::optional<Key>> keys(flat.size());
+    parallelFor(qsizetype(flat.size()),
+                [&](qsizetype i) { keys[size_t(i)] = compute(*flat[size_t(i)]); });
+    return keys;
+}
+
+} // namespace
+
+WalkOutcome<QList<DuplicateGroup>> findDuplicates(const QString &inside, qint64 minimumBytes)
+{
+    const RegularFileWalk::Keep<Candidate> keep =
+        [minimumBytes](const FileEntry &entry) -> std::optional<Candidate> {
+        if (!entry.isReadable() || entry.allocatedSize() < minimumBytes)
+            return std::nullopt;
+        return Candidate{{entry.path(), entry.fileName(), entry.folderPath(), entry.allocatedSize(),
+                          entry.modificationTimeMs()},
+                         qint64(entry.st.st_size)};
+    };
+    const auto found =
+        RegularFileWalk::collect<Candidate>(inside, SkipPackageContents | SkipHiddenFiles, keep);
+    if (!found)
+        return WalkOutcome<QList<DuplicateGroup>>::failure(
+            QStringLiteral("No fue posible abrir la carpeta seleccionada."));
+
+    std::map<qint64, QList<Candidate>> bySize;
+    for (const Candidate &c : *found)
+        bySize[c.item.size].append(c);
+    QList<QList<Candidate>> sameSize;
+    for (auto &[size, list] : bySize)
+        if (list.size() >= 2)
+            sameSize.append(std::move(list));
+
+    // Cheap first: length and both ends.
+    const auto edges = computeKeys<QByteArray>(sameSize, [](const Candidate &c) {
+        std::optional<QByteArray> fp = ContentDigest::edgeFingerprint(c.item.url, c.logicalSize);
+        if (fp)
+            fp->prepend(QByteArray::number(c.logicalSize) + ':');
+        return fp;
+    });
+    QList<QList<Candidate>> sameEdges;
+    for (auto &[fingerprint, list] : splitBy(sameSize, edges))
+        sameEdges.append(std::move(list));
+
+    // Then the whole content, for what is still alike.
+    const auto digests = computeKeys<QString>(
+        sameEdges, [](const Candidate &c) { return ContentDigest::fileHash(c.item.url); });
+    QList<DuplicateGroup> groups;
+    for (auto &[digest, list] : splitBy(sameEdges, digests)) {
+        DuplicateGroup group{digest, {}};
+        for (const Candidate &c : list)
+            group.files.append(c.item);
+        // By folder; files of one folder keep the order they were met in.
+        std::stable_sort(group.files.begin(), group.files.end(),
+                         [](const DuplicateFileItem &a, const DuplicateFileItem &b) {
+                             return DuplicateOrder::compareCanonical(a.path, b.path) < 0;
+                         });
+        groups.append(std::move(group));
+    }
+    return WalkOutcome<QList<DuplicateGroup>>::success(groups);
+}
+
+} // namespace DuplicateFinder

@@ -1,0 +1,69 @@
+import QtQuick
+import QtQuick.Controls.Basic
+import QtQuick.Layouts
+import Velmora
+import Velmora.Core
+
+// One section per group of identical files, or the empty state.
+Card {
+    id: results
+
+    required property DuplicateScanner scanner
+    readonly property bool hasGroups: scanner !== null && scanner.groupCount > 0
+
+    radius: 16
+
+    EmptyState {
+        objectName: "emptyState"
+        anchors.fill: parent
+        visible: !results.hasGroups
+        symbol: "square.on.square"
+        title: "Aún no hay duplicados"
+        message: "Selecciona una carpeta para comenzar."
+    }
+
+    ListView {
+        id: list
+        objectName: "groupList"
+        anchors.fill: parent
+        anchors.margins: 10
+        visible: results.hasGroups
+        clip: true
+        model: results.scanner ? results.scanner.files : null
+        reuseItems: true
+        boundsBehavior: Flickable.StopAtBounds
+        ScrollBar.vertical: ScrollBar { policy: ScrollBar.AsNeeded }
+        section.property: "groupHash"
+        section.delegate: Item {
+            id: sectionHeader
+            required property string section
+            width: list.width
+            height: 34
+            RowLayout {
+                anchors.fill: parent
+                anchors.leftMargin: 8
+                anchors.rightMargin: 24
+                Text {
+                    objectName: "sectionCount"
+                    Layout.fillWidth: true
+                    text: results.scanner.groupFileCount(sectionHeader.section) + " archivos idénticos"
+                    color: "white"
+                    font.pixelSize: 13
+                    font.bold: true
+                }
+                Text {
+                    objectName: "sectionRecoverable"
+                    text: Formatters.formatBytes(results.scanner.groupRecoverableBytes(sectionHeader.section))
+                          + " recuperables"
+                    color: VelmoraTheme.cyan
+                    font.pixelSize: 12
+                    font.weight: Font.DemiBold
+                }
+            }
+        }
+        delegate: DuplicateRow {
+            width: list.width
+            onToggled: results.scanner.toggleSelection(itemId)
+        }
+    }
+}
