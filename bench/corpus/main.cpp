@@ -4,6 +4,8 @@
 // few hundred occupy 2 MiB so that the threshold keeps a small, checkable set.
 // Deterministic: the same tree every time.
 
+#include "dupcorpus.h"
+
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -98,10 +100,16 @@ void branch(const std::string &dir, int depth)
 
 int main(int argc, char **argv)
 {
-    if (argc != 3 || std::strcmp(argv[1], "largefiles") != 0) {
-        std::fprintf(stderr, "usage: velmora-bench-corpus largefiles ROOT\n");
+    if (argc != 3) {
+        std::fprintf(
+            stderr,
+            "usage: velmora-bench-corpus largefiles|dup-trap|dup-throughput|dup-threshold ROOT\n");
         return 2;
     }
+    if (std::strncmp(argv[1], "dup-", 4) == 0)
+        return makeDuplicateCorpus(argv[1], argv[2]);
+    if (std::strcmp(argv[1], "largefiles") != 0)
+        return 2;
     const std::string root = argv[2];
     makeDir(root);
     makeDir(root + "/tree");

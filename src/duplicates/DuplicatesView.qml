@@ -45,7 +45,7 @@ Item {
     ColumnLayout {
         anchors.fill: parent
         anchors.margins: 28
-        spacing: 14
+        spacing: 18
         visible: view.scanner !== null
 
         ScreenHeader {

@@ -31,6 +31,11 @@ public:
     {
         return TreeBuilder(home()).allocatedFile(relative, qint64(megabytes * 1024 * 1024));
     }
+    Q_INVOKABLE QString pattern(const QString &relative, double megabytes, int seed)
+    {
+        return TreeBuilder(home()).patternFile(relative, qint64(megabytes * 1024 * 1024),
+                                               quint32(seed));
+    }
     Q_INVOKABLE QString folder(const QString &relative)
     {
         return TreeBuilder(home()).folder(relative);

@@ -15,6 +15,7 @@ class TestProbe : public QObject
 
 private Q_SLOTS:
     void largeFilesScanSelectAndTrash();
+    void duplicatesAndCleanupShapes();
     void usageErrors();
 
 private:
@@ -71,6 +72,35 @@ void TestProbe::largeFilesScanSelectAndTrash()
     QCOMPARE(missing.value("errorMessage").toString(),
              QStringLiteral("No fue posible abrir la carpeta seleccionada."));
     QCOMPARE(missing.value("completedScanCount").toInt(), 0);
+}
+
+void TestProbe::duplicatesAndCleanupShapes()
+{
+    TestEnvironment env;
+    TreeBuilder tree(env.home());
+    tree.patternFile("a/copy.bin", 10 * 1024 * 1024, 5);
+    tree.patternFile("b/copy.bin", 10 * 1024 * 1024, 5);
+    tree.setModificationTime("b/copy.bin", QDateTime::fromSecsSinceEpoch(1000000000));
+    tree.file("Library/Caches/com.vendor.App/data", "cache");
+
+    const QJsonObject dups = run({"duplicates", env.home(), "--min-mb", "1", "--trash-selected"});
+    QCOMPARE(dups.value("module").toString(), QStringLiteral("duplicates"));
+    QCOMPARE(dups.value("statusText").toString(),
+             QStringLiteral("1 duplicado(s) enviados a la Papelera."));
+    QVERIFY(QFile::exists(tree.path("b/copy.bin"))); // the older copy is kept
+    QVERIFY(!QFile::exists(tree.path("a/copy.bin")));
+    QCOMPARE(dups.value("filesOpened").toDouble(), 4.0); // both files: ends, then whole
+
+    const QJsonObject shown = run({"duplicates", env.home(), "--min-mb", "1"});
+    QCOMPARE(shown.value("items").toArray().size(), 0);
+
+    const QJsonObject cleanup = run({"cleanup", "--select-all-safe"});
+    QCOMPARE(cleanup.value("completedScanCount").toInt(), 1);
+    const QJsonObject item = cleanup.value("items").toArray().first().toObject();
+    QCOMPARE(item.value("displayName").toString(), QStringLiteral("App"));
+    QCOMPARE(item.value("itemCount").toInt(), 1);
+    QVERIFY(item.value("protectionReason").isNull());
+    QCOMPARE(cleanup.value("selected").toArray().size(), 1);
 }
 
 void TestProbe::usageErrors()

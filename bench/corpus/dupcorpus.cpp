@@ -1,0 +1,136 @@
+// The duplicate finder's corpora, from a seed:
+//   dup-trap ROOT:       1,000 files of exactly 16 MiB; 40% differ from their twin in
+//                        the first 4 KiB, 30% only in the last 4 KiB, 20% only in the
+//                        middle, 10% are duplicate pairs.
+//   dup-throughput ROOT: 30 groups × 3 copies of 32–256 MiB.
+//   dup-threshold ROOT:  500,000 files under 10 MiB and 300 at or above it (a third
+//                        of those in duplicate pairs).
+
+#include "dupcorpus.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fcntl.h>
+#include <string>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <vector>
+
+namespace {
+
+constexpr long long MiB = 1024 * 1024;
+
+struct Rng
+{
+    unsigned long long s;
+    unsigned long long next()
+    {
+        s ^= s << 13;
+        s ^= s >> 7;
+        s ^= s << 17;
+        return s;
+    }
+};
+
+void fill(std::vector<char> &buffer, unsigned long long seed)
+{
+    Rng rng{seed * 2654435761ull + 1};
+    auto *words = reinterpret_cast<unsigned long long *>(buffer.data());
+    for (size_t i = 0; i < buffer.size() / 8; ++i)
+        words[i] = rng.next();
+}
+
+// Writes `bytes` of content from `seed`; the byte at `patch` (if >= 0) is flipped.
+void writeFile(const std::string &path, long long bytes, unsigned long long seed, long long patch)
+{
+    const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    if (fd < 0) {
+        std::perror(path.c_str());
+        std::exit(1);
+    }
+    std::vector<char> chunk(4 * MiB);
+    long long written = 0;
+    unsigned long long block = 0;
+    while (written < bytes) {
+        fill(chunk, seed * 1000003ull + block++);
+        const long long n = std::min<long long>(bytes - written, (long long)chunk.size());
+        if (patch >= written && patch < written + n)
+            chunk[size_t(patch - written)] ^= 0x5a;
+        if (write(fd, chunk.data(), size_t(n)) != n) {
+            std::perror(path.c_str());
+            std::exit(1);
+        }
+        written += n;
+    }
+    close(fd);
+}
+
+void makeDir(const std::string &path)
+{
+    mkdir(path.c_str(), 0755);
+}
+
+} // namespace
+
+int makeDuplicateCorpus(const std::string &kind, const std::string &root)
+{
+    makeDir(root);
+    if (kind == "dup-trap") {
+        const long long size = 16 * MiB;
+        for (int i = 0; i < 500; ++i) { // 500 pairs = 1,000 files
+            const std::string dir = root + "/d" + std::to_string(i % 20);
+            makeDir(dir);
+            long long patch;
+            if (i < 200)
+                patch = 100; // first 4 KiB
+            else if (i < 350)
+                patch = size - 100; // last 4 KiB
+            else if (i < 450)
+                patch = size / 2; // middle
+            else
+                patch = -1; // identical pair
+            writeFile(dir + "/a" + std::to_string(i), size, 1000 + i, -1);
+            writeFile(dir + "/b" + std::to_string(i), size, 1000 + i, patch);
+        }
+        return 0;
+    }
+    if (kind == "dup-throughput") {
+        Rng rng{42};
+        for (int g = 0; g < 30; ++g) {
+            const long long size = (32 + (long long)(rng.next() % 225)) * MiB;
+            for (int c = 0; c < 3; ++c) {
+                const std::string dir = root + "/copy" + std::to_string(c);
+                makeDir(dir);
+                writeFile(dir + "/g" + std::to_string(g) + ".bin", size, 5000 + g, -1);
+            }
+        }
+        return 0;
+    }
+    if (kind == "dup-threshold") {
+        for (int i = 0; i < 500000; ++i) {
+            const std::string dir = root + "/small" + std::to_string(i % 500);
+            if (i < 500)
+                makeDir(dir);
+            const int fd =
+                open((dir + "/s" + std::to_string(i)).c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+            if (fd >= 0) {
+                // Many small files share sizes: they must still never be opened.
+                const std::string text(size_t(i % 64), 'x');
+                if (!text.empty() && write(fd, text.data(), text.size()) < 0)
+                    std::perror("write");
+                close(fd);
+            }
+        }
+        makeDir(root + "/large");
+        for (int i = 0; i < 300; ++i) {
+            const bool pair = i < 100;
+            const long long size = pair ? (10 + (i / 2) % 20) * MiB : 10 * MiB + (i + 1) * 4096LL;
+            writeFile(root + "/large/l" + std::to_string(i), size, pair ? 9000 + i / 2 : 20000 + i,
+                      -1);
+        }
+        return 0;
+    }
+    std::fprintf(stderr, "unknown corpus %s\n", kind.c_str());
+    return 2;
+}

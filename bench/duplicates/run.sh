@@ -1,0 +1,43 @@
+#!/usr/bin/env bash
+# Duplicate finder: velmora-probe against jdupes, rmlint, fdupes and rdfind on three
+# corpora (same-size trap, throughput, threshold discipline), warm cache, medians.
+# Usage: bench/duplicates/run.sh [CORPUS_PARENT]   (RUNS=3 by default)
+set -euo pipefail
+cd "$(dirname "$0")/../.."
+PARENT="${1:-$PWD/build/bench-corpus}"
+RUNS="${RUNS:-3}"
+OUT="$PWD/build/bench-results/duplicates"
+mkdir -p "$OUT" "$PARENT"
+
+for p in jdupes rmlint fdupes rdfind hyperfine; do
+    dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" ||
+        { echo "installing $p"; apt-get install -y -qq "$p" >/dev/null; }
+done
+cmake --build build --target velmora-probe velmora-bench-corpus >/dev/null
+PROBE="$PWD/build/tools/probe/velmora-probe"
+
+echo "== SHA-256 on one core (openssl speed, 512 KiB blocks)"
+openssl speed -evp sha256 -bytes 524288 -seconds 3 2>/dev/null | tail -1 | tee "$OUT/sha256.txt"
+
+for corpus in dup-trap dup-throughput dup-threshold; do
+    ROOT="$PARENT/$corpus"
+    [ -d "$ROOT" ] || { echo "building $corpus"; build/bench/velmora-bench-corpus "$corpus" "$ROOT"; }
+    echo "== $corpus ($(du -sh "$ROOT" | cut -f1))"
+    cd "$OUT"
+    "$PROBE" duplicates "$ROOT" --min-mb 10 > "probe-$corpus.json"
+    jdupes -r -A -X size+=:10M -q "$ROOT" > "jdupes-$corpus.txt" || true
+    rmlint -T df -s 10MB -a sha256 -F -L -o fdupes:stdout "$ROOT" > "rmlint-$corpus.txt" 2>/dev/null || true
+    fdupes -r -A -G 10485760 -q "$ROOT" > "fdupes-$corpus.txt" || true
+    rdfind -minsize 10485760 -checksum sha256 -outputname "rdfind-$corpus.txt" "$ROOT" > /dev/null
+    python3 "$OLDPWD/bench/duplicates/compare.py" "$corpus" "$ROOT"
+    hyperfine -N --warmup 1 --runs "$RUNS" --export-json "$corpus.json" \
+        -n velmora-probe "$PROBE duplicates $ROOT --min-mb 10" \
+        -n jdupes "jdupes -r -A -X size+=:10M -q $ROOT" \
+        -n "jdupes -Q" "jdupes -r -A -X size+=:10M -Q -q $ROOT" \
+        -n rmlint "rmlint -T df -s 10MB -a sha256 -F -L -o fdupes:stdout $ROOT" \
+        -n fdupes "fdupes -r -A -G 10485760 -q $ROOT" \
+        -n rdfind "rdfind -minsize 10485760 -checksum sha256 -outputname /dev/null $ROOT" \
+        > /dev/null 2>&1 || echo "(a peer exited non-zero; see hyperfine)"
+    python3 "$OLDPWD/bench/duplicates/report.py" "$corpus.json" "$ROOT" "$OUT/sha256.txt"
+    cd "$OLDPWD"
+done
