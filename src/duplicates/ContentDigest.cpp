@@ -104,6 +104,15 @@ std::optional<QByteArray> edgeFingerprint(const QString &path, qint64 size)
     return bytes;
 }
 
+int openForReading(const QString &path)
+{
+    const int fd =
+        ::open(FileLocation::encode(path).constData(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW);
+    if (fd >= 0)
+        ++g_opened;
+    return fd;
+}
+
 qint64 filesOpened()
 {
     return g_opened.load();

@@ -18,6 +18,9 @@ std::optional<QString> fileHash(const QString &path);
 // file cannot be read or is no longer that long.
 std::optional<QByteArray> edgeFingerprint(const QString &path, qint64 size);
 
+// Opens a file for reading (links are not followed) and counts it; -1 on failure.
+int openForReading(const QString &path);
+
 // How many files the digests have opened since the process started (for the
 // probe, which shows that files of unique size are never opened).
 qint64 filesOpened();

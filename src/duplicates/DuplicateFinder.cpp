@@ -1,5 +1,6 @@
 #include "DuplicateFinder.h"
 
+#include "ContentComparison.h"
 #include "ContentDigest.h"
 #include "FileWalker.h"
 #include "ParallelWork.h"
@@ -95,21 +96,30 @@ WalkOutcome<QList<DuplicateGroup>> findDuplicates(const QString &inside, qint64 
     for (auto &[fingerprint, list] : splitBy(sameSize, edges))
         sameEdges.append(std::move(list));
 
-    // Then the whole content, for what is still alike.
-    const auto digests = computeKeys<QString>(
-        sameEdges, [](const Candidate &c) { return ContentDigest::fileHash(c.item.url); });
+    // Then the whole content, for what is still alike: each set read side by side
+    // on its own core, every identical class hashed once.
+    std::vector<QList<DuplicateGroup>> perSet(size_t(sameEdges.size()));
+    parallelFor(sameEdges.size(), [&](qsizetype i) {
+        const QList<Candidate> &set = sameEdges.at(i);
+        QList<QString> paths;
+        for (const Candidate &c : set)
+            paths.append(c.item.url);
+        for (const ContentComparison::IdenticalFiles &same :
+             ContentComparison::identicalContent(paths)) {
+            DuplicateGroup group{same.digest, {}};
+            for (int member : same.members)
+                group.files.append(set.at(member).item);
+            // By folder; files of one folder keep the order they were met in.
+            std::stable_sort(group.files.begin(), group.files.end(),
+                             [](const DuplicateFileItem &a, const DuplicateFileItem &b) {
+                                 return DuplicateOrder::compareCanonical(a.path, b.path) < 0;
+                             });
+            perSet[size_t(i)].append(std::move(group));
+        }
+    });
     QList<DuplicateGroup> groups;
-    for (auto &[digest, list] : splitBy(sameEdges, digests)) {
-        DuplicateGroup group{digest, {}};
-        for (const Candidate &c : list)
-            group.files.append(c.item);
-        // By folder; files of one folder keep the order they were met in.
-        std::stable_sort(group.files.begin(), group.files.end(),
-                         [](const DuplicateFileItem &a, const DuplicateFileItem &b) {
-                             return DuplicateOrder::compareCanonical(a.path, b.path) < 0;
-                         });
-        groups.append(std::move(group));
-    }
+    for (QList<DuplicateGroup> &found : perSet)
+        groups.append(std::move(found));
     return WalkOutcome<QList<DuplicateGroup>>::success(groups);
 }
 

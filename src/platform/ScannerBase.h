@@ -61,20 +61,22 @@ protected:
     void runWalk(Walk walk, OnResult onResult, OnFailure onFailure)
     {
         QPointer<ScannerBase> guard(this);
-        QtConcurrent::run([walk = std::move(walk), guard, onResult, onFailure]() mutable {
-            WalkOutcome<T> out = walk();
-            QMetaObject::invokeMethod(
-                QCoreApplication::instance(),
-                [guard, onResult, onFailure, out = std::move(out)]() mutable {
-                    if (!guard)
-                        return;
-                    if (out.value)
-                        onResult(std::move(*out.value));
-                    else
-                        onFailure(out.error);
-                },
-                Qt::QueuedConnection);
-        });
+        // The answer travels by the queued call below, not through the future.
+        [[maybe_unused]] QFuture<void> running =
+            QtConcurrent::run([walk = std::move(walk), guard, onResult, onFailure]() mutable {
+                WalkOutcome<T> out = walk();
+                QMetaObject::invokeMethod(
+                    QCoreApplication::instance(),
+                    [guard, onResult, onFailure, out = std::move(out)]() mutable {
+                        if (!guard)
+                            return;
+                        if (out.value)
+                            onResult(std::move(*out.value));
+                        else
+                            onFailure(out.error);
+                    },
+                    Qt::QueuedConnection);
+            });
     }
 
 private:

@@ -1,3 +1,4 @@
+#include "ContentComparison.h"
 #include "ContentDigest.h"
 #include "DuplicateScanner.h"
 #include "TestEnvironment.h"
@@ -55,6 +56,7 @@ private Q_SLOTS:
     void groupOrderAndRefusalWhileScanning();
     void moveRebuildsGroupsAndNeverTrashesTheKeeper();
     void uniqueSizesAreNeverOpened();
+    void sideBySideComparisonMatchesFullDigests();
 };
 
 void TestDuplicateScanner::thresholdRule()
@@ -258,6 +260,31 @@ void TestDuplicateScanner::uniqueSizesAreNeverOpened()
     // there, so neither is read in full.
     QCOMPARE(ContentDigest::filesOpened() - before, qint64(2));
     QVERIFY(scanner.groups().isEmpty());
+}
+
+void TestDuplicateScanner::sideBySideComparisonMatchesFullDigests()
+{
+    TestEnvironment env;
+    TreeBuilder tree(env.home());
+    const qint64 size = 3 * ContentDigest::kChunkBytes + 123; // a last, partial chunk
+    QList<QString> paths{makeFile(tree, "0", size, 40), makeFile(tree, "1", size, 40, size / 2),
+                         makeFile(tree, "2", size, 40), makeFile(tree, "3", size, 41),
+                         makeFile(tree, "4", size, 40, size / 2), makeFile(tree, "5", size, 40),
+                         tree.path("missing")};
+    const auto classes = ContentComparison::identicalContent(paths);
+    QCOMPARE(classes.size(), size_t(2));
+    QCOMPARE(classes[0].members, std::vector<int>({0, 2, 5}));
+    QCOMPARE(classes[0].digest, *ContentDigest::fileHash(paths[0]));
+    QCOMPARE(classes[1].members, std::vector<int>({1, 4}));
+    QCOMPARE(classes[1].digest, *ContentDigest::fileHash(paths[1]));
+
+    // Past the side-by-side limit, the same answer by one digest per file.
+    QList<QString> many;
+    for (int i = 0; i <= ContentComparison::kMaxSideBySide; ++i)
+        many << makeFile(tree, QStringLiteral("m%1").arg(i), 4096, i % 2 ? 50 : 51);
+    const auto byDigest = ContentComparison::identicalContent(many);
+    QCOMPARE(byDigest.size(), size_t(2));
+    QCOMPARE(byDigest[0].members.size() + byDigest[1].members.size(), size_t(many.size()));
 }
 
 QTEST_GUILESS_MAIN(TestDuplicateScanner)

@@ -1,0 +1,180 @@
+#include "ContentComparison.h"
+
+#include "ContentDigest.h"
+#include "FileLocation.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <memory>
+#include <openssl/evp.h>
+#include <unistd.h>
+
+namespace ContentComparison {
+
+namespace {
+
+using Digest = std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)>;
+
+Digest newDigest()
+{
+    Digest ctx(EVP_MD_CTX_new(), EVP_MD_CTX_free);
+    if (ctx)
+        EVP_DigestInit_ex(ctx.get(), EVP_sha256(), nullptr);
+    return ctx;
+}
+
+Digest copyDigest(const Digest &from)
+{
+    Digest ctx(EVP_MD_CTX_new(), EVP_MD_CTX_free);
+    if (ctx)
+        EVP_MD_CTX_copy_ex(ctx.get(), from.get());
+    return ctx;
+}
+
+QString finish(const Digest &ctx)
+{
+    unsigned char digest[EVP_MAX_MD_SIZE];
+    unsigned int length = 0;
+    EVP_DigestFinal_ex(ctx.get(), digest, &length);
+    return QString::fromLatin1(
+        QByteArray(reinterpret_cast<const char *>(digest), int(length)).toHex());
+}
+
+// One file being read, with its current chunk. Reads go through a buffer rather
+// than a mapping: a file cut short while it is read must end its comparison, not
+// the program.
+struct Member
+{
+    int index;
+    int fd;
+    std::vector<char> chunk;
+    qint64 got = 0;
+};
+
+// Files whose content has been equal so far, with the digest of that content.
+struct Candidates
+{
+    std::vector<Member *> members;
+    Digest digest{nullptr, EVP_MD_CTX_free};
+};
+
+qint64 readChunk(Member &m, qint64 offset)
+{
+    qint64 done = 0;
+    const qint64 want = qint64(m.chunk.size());
+    while (done < want) {
+        const ssize_t n = ::pread(m.fd, m.chunk.data() + done, size_t(want - done), offset + done);
+        if (n < 0) {
+            if (errno == EINTR)
+                continue;
+            return -1;
+        }
+        if (n == 0)
+            break;
+        done += n;
+    }
+    return done;
+}
+
+bool sameChunk(const Member &a, const Member &b)
+{
+    return a.got == b.got && std::memcmp(a.chunk.data(), b.chunk.data(), size_t(a.got)) == 0;
+}
+
+// The fallback for large sets: one digest per file, grouped.
+std::vector<IdenticalFiles> byDigest(const QList<QString> &paths)
+{
+    std::vector<IdenticalFiles> out;
+    for (int i = 0; i < paths.size(); ++i) {
+        const std::optional<QString> digest = ContentDigest::fileHash(paths.at(i));
+        if (!digest)
+            continue;
+        auto it = std::find_if(out.begin(), out.end(),
+                               [&](const IdenticalFiles &f) { return f.digest == *digest; });
+        if (it == out.end())
+            out.push_back({*digest, {i}});
+        else
+            it->members.push_back(i);
+    }
+    out.erase(std::remove_if(out.begin(), out.end(),
+                             [](const IdenticalFiles &f) { return f.members.size() < 2; }),
+              out.end());
+    return out;
+}
+
+} // namespace
+
+std::vector<IdenticalFiles> identicalContent(const QList<QString> &paths)
+{
+    if (paths.size() > kMaxSideBySide)
+        return byDigest(paths);
+
+    std::vector<Member> members;
+    members.reserve(size_t(paths.size()));
+    for (int i = 0; i < paths.size(); ++i) {
+        const int fd = ContentDigest::openForReading(paths.at(i));
+        if (fd < 0)
+            continue;
+        posix_fadvise(fd, 0, 0, POSIX_FADV_SEQUENTIAL);
+        members.push_back({i, fd, std::vector<char>(size_t(ContentDigest::kChunkBytes))});
+    }
+
+    std::vector<IdenticalFiles> done;
+    std::vector<Candidates> open;
+    if (members.size() >= 2) {
+        Candidates all;
+        for (Member &m : members)
+            all.members.push_back(&m);
+        all.digest = newDigest();
+        open.push_back(std::move(all));
+    }
+    for (qint64 offset = 0; !open.empty(); offset += ContentDigest::kChunkBytes) {
+        std::vector<Candidates> next;
+        for (Candidates &set : open) {
+            std::vector<Candidates> parts;
+            for (Member *m : set.members) {
+                m->got = readChunk(*m, offset);
+                if (m->got < 0)
+                    continue; // unreadable now: left out
+                auto part = std::find_if(parts.begin(), parts.end(), [&](const Candidates &p) {
+                    return sameChunk(*p.members.front(), *m);
+                });
+                if (part != parts.end()) {
+                    part->members.push_back(m);
+                } else {
+                    // Content equal up to here: the digest so far is shared.
+                    Candidates fresh;
+                    fresh.members.push_back(m);
+                    fresh.digest =
+                        parts.empty() ? std::move(set.digest) : copyDigest(parts.front().digest);
+                    parts.push_back(std::move(fresh));
+                }
+            }
+            for (Candidates &part : parts) {
+                if (part.members.size() < 2)
+                    continue; // unlike every other file: no need to read it further
+                const Member &first = *part.members.front();
+                if (first.got == 0) {
+                    IdenticalFiles same{finish(part.digest), {}};
+                    for (const Member *m : part.members)
+                        same.members.push_back(m->index);
+                    done.push_back(std::move(same));
+                    continue;
+                }
+                EVP_DigestUpdate(part.digest.get(), first.chunk.data(), size_t(first.got));
+                next.push_back(std::move(part));
+            }
+        }
+        open = std::move(next);
+    }
+    for (Member &m : members)
+        ::close(m.fd);
+    std::sort(done.begin(), done.end(), [](const IdenticalFiles &a, const IdenticalFiles &b) {
+        return a.members.front() < b.members.front();
+    });
+    return done;
+}
+
+} // namespace ContentComparison
