@@ -17,6 +17,10 @@ namespace {
 
 using Digest = std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)>;
 
+// Small enough that a chunk is still in the processor's cache when it is compared
+// and hashed right after being read.
+constexpr qint64 kCompareChunk = 128 * 1024;
+
 Digest newDigest()
 {
     Digest ctx(EVP_MD_CTX_new(), EVP_MD_CTX_free);
@@ -118,7 +122,7 @@ std::vector<IdenticalFiles> identicalContent(const QList<QString> &paths)
         if (fd < 0)
             continue;
         posix_fadvise(fd, 0, 0, POSIX_FADV_SEQUENTIAL);
-        members.push_back({i, fd, std::vector<char>(size_t(ContentDigest::kChunkBytes))});
+        members.push_back({i, fd, std::vector<char>(size_t(kCompareChunk))});
     }
 
     std::vector<IdenticalFiles> done;
@@ -130,7 +134,7 @@ std::vector<IdenticalFiles> identicalContent(const QList<QString> &paths)
         all.digest = newDigest();
         open.push_back(std::move(all));
     }
-    for (qint64 offset = 0; !open.empty(); offset += ContentDigest::kChunkBytes) {
+    for (qint64 offset = 0; !open.empty(); offset += kCompareChunk) {
         std::vector<Candidates> next;
         for (Candidates &set : open) {
             std::vector<Candidates> parts;
