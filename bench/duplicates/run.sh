@@ -19,7 +19,7 @@ PROBE="$PWD/build/tools/probe/velmora-probe"
 echo "== SHA-256 on one core (openssl speed, 512 KiB blocks)"
 openssl speed -evp sha256 -bytes 524288 -seconds 3 2>/dev/null | tail -1 | tee "$OUT/sha256.txt"
 
-for corpus in dup-trap dup-throughput dup-threshold; do
+for corpus in ${CORPORA:-dup-trap dup-throughput dup-threshold}; do
     ROOT="$PARENT/$corpus"
     [ -d "$ROOT" ] || { echo "building $corpus"; build/bench/velmora-bench-corpus "$corpus" "$ROOT"; }
     echo "== $corpus ($(du -sh "$ROOT" | cut -f1))"

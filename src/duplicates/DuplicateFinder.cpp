@@ -77,9 +77,12 @@ WalkOutcome<QList<DuplicateGroup>> findDuplicates(const QString &inside, qint64 
         return WalkOutcome<QList<DuplicateGroup>>::failure(
             QStringLiteral("No fue posible abrir la carpeta seleccionada."));
 
+    // Buckets by content length. Identical files always share it, while their
+    // blocks on disk need not match: ext4 counts a large file's extent blocks in
+    // its allocation, so copies written at different times differ by a block or two.
     std::map<qint64, QList<Candidate>> bySize;
     for (const Candidate &c : *found)
-        bySize[c.item.size].append(c);
+        bySize[c.logicalSize].append(c);
     QList<QList<Candidate>> sameSize;
     for (auto &[size, list] : bySize)
         if (list.size() >= 2)

@@ -57,6 +57,7 @@ private Q_SLOTS:
     void moveRebuildsGroupsAndNeverTrashesTheKeeper();
     void uniqueSizesAreNeverOpened();
     void sideBySideComparisonMatchesFullDigests();
+    void identicalContentGroupsWhateverItsBlocks();
 };
 
 void TestDuplicateScanner::thresholdRule()
@@ -267,9 +268,12 @@ void TestDuplicateScanner::sideBySideComparisonMatchesFullDigests()
     TestEnvironment env;
     TreeBuilder tree(env.home());
     const qint64 size = 3 * ContentDigest::kChunkBytes + 123; // a last, partial chunk
-    QList<QString> paths{makeFile(tree, "0", size, 40), makeFile(tree, "1", size, 40, size / 2),
-                         makeFile(tree, "2", size, 40), makeFile(tree, "3", size, 41),
-                         makeFile(tree, "4", size, 40, size / 2), makeFile(tree, "5", size, 40),
+    QList<QString> paths{makeFile(tree, "0", size, 40),
+                         makeFile(tree, "1", size, 40, size / 2),
+                         makeFile(tree, "2", size, 40),
+                         makeFile(tree, "3", size, 41),
+                         makeFile(tree, "4", size, 40, size / 2),
+                         makeFile(tree, "5", size, 40),
                          tree.path("missing")};
     const auto classes = ContentComparison::identicalContent(paths);
     QCOMPARE(classes.size(), size_t(2));
@@ -285,6 +289,22 @@ void TestDuplicateScanner::sideBySideComparisonMatchesFullDigests()
     const auto byDigest = ContentComparison::identicalContent(many);
     QCOMPARE(byDigest.size(), size_t(2));
     QCOMPARE(byDigest[0].members.size() + byDigest[1].members.size(), size_t(many.size()));
+}
+
+void TestDuplicateScanner::identicalContentGroupsWhateverItsBlocks()
+{
+    TestEnvironment env;
+    TreeBuilder tree(env.home());
+    // Both read as 11 MiB of zeros; one occupies all of it, the other ends in a hole.
+    tree.allocatedFile("dense/zeros.bin", 11 * MiB);
+    const QString holey = tree.allocatedFile("holey/zeros.bin", 10 * MiB + 512 * 1024);
+    QFile f(holey);
+    QVERIFY(f.open(QIODevice::ReadWrite) && f.resize(11 * MiB));
+    f.close();
+    DuplicateScanner scanner;
+    scanAndWait(scanner, env.home());
+    QCOMPARE(scanner.groups().size(), 1);
+    QCOMPARE(scanner.groups().first().files.size(), 2);
 }
 
 QTEST_GUILESS_MAIN(TestDuplicateScanner)
