@@ -14,7 +14,8 @@ Rectangle {
     readonly property var moduleScreens: ({
         "largeFiles": largeFilesScreen,
         "duplicates": duplicatesScreen,
-        "safeCleanup": cleanupScreen
+        "safeCleanup": cleanupScreen,
+        "uninstaller": uninstallerScreen
     })
 
     Component {
@@ -28,6 +29,10 @@ Rectangle {
     Component {
         id: cleanupScreen
         CleanupView {}
+    }
+    Component {
+        id: uninstallerScreen
+        UninstallerView {}
     }
 
     readonly property var completionTexts: ({

@@ -3,11 +3,12 @@
 std::unique_ptr<ProbeDriver> makeLargeFilesDriver();
 std::unique_ptr<ProbeDriver> makeCleanupDriver();
 std::unique_ptr<ProbeDriver> makeDuplicatesDriver();
+std::unique_ptr<ProbeDriver> makeUninstallerDriver();
 
 // Module drivers, in catalogue order; each module adds its own as it lands.
 const QList<ProbeDriverFactory> &probeDrivers()
 {
     static const QList<ProbeDriverFactory> drivers = {makeLargeFilesDriver, makeDuplicatesDriver,
-                                                      makeCleanupDriver};
+                                                      makeCleanupDriver, makeUninstallerDriver};
     return drivers;
 }

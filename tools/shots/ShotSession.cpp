@@ -114,16 +114,16 @@ bool ShotSession::shoot(const QString &name)
 int ShotSession::renderAll()
 {
     shoot(QStringLiteral("dashboard"));
-    for (const char *module : {"uninstaller", "protection"}) {
-        openModule(QString::fromLatin1(module));
-        shoot(QStringLiteral("workspace-") + QLatin1String(module));
-    }
+    openModule(QStringLiteral("protection"));
+    shoot(QStringLiteral("workspace-protection"));
     showDashboard();
     shootLargeFiles(*this);
     showDashboard();
     shootDuplicates(*this);
     showDashboard();
     shootCleanup(*this);
+    showDashboard();
+    shootUninstaller(*this);
     showDashboard();
     return m_failures;
 }

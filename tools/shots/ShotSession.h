@@ -40,3 +40,4 @@ private:
 void shootLargeFiles(ShotSession &session);
 void shootCleanup(ShotSession &session);
 void shootDuplicates(ShotSession &session);
+void shootUninstaller(ShotSession &session);

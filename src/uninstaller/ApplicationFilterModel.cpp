@@ -1,0 +1,46 @@
+#include "ApplicationFilterModel.h"
+
+#include "ApplicationListModel.h"
+
+ApplicationFilterModel::ApplicationFilterModel(QObject *parent) : QSortFilterProxyModel(parent)
+{
+    for (auto signal : {&QAbstractItemModel::rowsInserted, &QAbstractItemModel::rowsRemoved})
+        connect(this, signal, this, &ApplicationFilterModel::updateCount);
+    connect(this, &QAbstractItemModel::modelReset, this, &ApplicationFilterModel::updateCount);
+    connect(this, &QAbstractItemModel::layoutChanged, this, &ApplicationFilterModel::updateCount);
+}
+
+void ApplicationFilterModel::updateCount()
+{
+    if (rowCount() == m_count)
+        return;
+    m_count = rowCount();
+    Q_EMIT countChanged();
+}
+
+void ApplicationFilterModel::setSearchText(const QString &text)
+{
+    if (text == m_searchText)
+        return;
+    m_searchText = text;
+    invalidateRowsFilter();
+    Q_EMIT searchTextChanged();
+    updateCount();
+}
+
+bool ApplicationFilterModel::matches(const QString &name, const QString &bundleIdentifier,
+                                     const QString &searchText)
+{
+    if (searchText.isEmpty())
+        return true;
+    return name.contains(searchText, Qt::CaseInsensitive) ||
+           (!bundleIdentifier.isEmpty() &&
+            bundleIdentifier.contains(searchText, Qt::CaseInsensitive));
+}
+
+bool ApplicationFilterModel::filterAcceptsRow(int sourceRow, const QModelIndex &sourceParent) const
+{
+    const QModelIndex index = sourceModel()->index(sourceRow, 0, sourceParent);
+    return matches(index.data(ApplicationListModel::NameRole).toString(),
+                   index.data(ApplicationListModel::BundleIdentifierRole).toString(), m_searchText);
+}

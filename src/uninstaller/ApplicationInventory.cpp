@@ -1,0 +1,172 @@
+#include "ApplicationInventory.h"
+
+#include "FileSystem.h"
+#include "FileWalker.h"
+#include "PropertyList.h"
+#include "SystemLayout.h"
+
+#include <QSet>
+#include <algorithm>
+
+namespace {
+
+QString normalised(const QString &name)
+{
+    QString out = name.toLower();
+    out.remove(QLatin1Char(' '));
+    return out;
+}
+
+QString nameWithoutExtension(const QString &fileName)
+{
+    const QString ext = FileLocation::pathExtension(fileName);
+    return ext.isEmpty() ? fileName : fileName.left(fileName.size() - ext.size() - 1);
+}
+
+// The string value of a key, or nothing when it is absent or of another type.
+std::optional<QString> stringValue(const QVariantMap &info, const QString &key)
+{
+    const auto it = info.constFind(key);
+    if (it == info.constEnd() || it->typeId() != QMetaType::QString)
+        return std::nullopt;
+    return it->toString();
+}
+
+InstalledApplication inspect(const EntryInfo &child,
+                             const ApplicationInventory::LibraryListing &library)
+{
+    InstalledApplication app;
+    app.url = child.path;
+    app.name = nameWithoutExtension(child.name);
+    app.version = QStringLiteral("Sin versión");
+    if (child.isDirectory && !child.isSymbolicLink) {
+        if (const auto info = BundleInfo::read(child.path)) {
+            const auto identifier = stringValue(info->info, QStringLiteral("CFBundleIdentifier"));
+            if (identifier && !identifier->isEmpty())
+                app.bundleIdentifier = identifier;
+            if (const auto version =
+                    stringValue(info->info, QStringLiteral("CFBundleShortVersionString")))
+                app.version = *version;
+        }
+    }
+    app.appSize = ApplicationInventory::folderSize(child.path);
+    app.relatedFiles = ApplicationInventory::relatedFiles(app.bundleIdentifier, app.name, library);
+    for (const QString &related : app.relatedFiles)
+        app.relatedSize += ApplicationInventory::folderSize(related);
+    return app;
+}
+
+} // namespace
+
+namespace ApplicationInventory {
+
+QStringList librarySearchFolders(const QString &library)
+{
+    QStringList folders;
+    for (const char *name : {"Application Support", "Caches", "Preferences", "Logs",
+                             "Saved Application State", "Containers", "Group Containers"})
+        folders << FileLocation::appendingPathComponent(library, QString::fromLatin1(name));
+    return folders;
+}
+
+LibraryListing listLibrary(const QString &library)
+{
+    LibraryListing listing;
+    for (const QString &folder : librarySearchFolders(library)) {
+        const auto children = FileSystem::listDirectory(folder, true);
+        if (!children)
+            continue; // missing or unreadable: nothing of it is related
+        for (const EntryInfo &child : *children) {
+            listing.paths << child.path;
+            listing.normalisedNames << normalised(child.name);
+        }
+    }
+    return listing;
+}
+
+QList<InstalledApplication> findInstalledApplications(const QStringList &roots,
+                                                      const QString &library)
+{
+    const LibraryListing listing = listLibrary(library);
+    QList<InstalledApplication> found;
+    for (const QString &root : roots) {
+        const auto children = FileSystem::listDirectory(root, true);
+        if (!children)
+            continue;
+        for (const EntryInfo &child : *children)
+            if (FileLocation::pathExtension(child.name).toLower() == QLatin1String("app"))
+                found.append(inspect(child, listing));
+    }
+    return found;
+}
+
+QList<InstalledApplication> findInstalledApplications()
+{
+    return findInstalledApplications(
+        {SystemLayout::systemApplicationsFolder(), SystemLayout::userApplicationsFolder()},
+        SystemLayout::userLibraryFolder());
+}
+
+QStringList relatedFiles(const std::optional<QString> &bundleIdentifier,
+                         const QString &applicationName, const LibraryListing &library)
+{
+    const QString name = normalised(applicationName);
+    const QString identifier = bundleIdentifier ? bundleIdentifier->toLower() : QString();
+    if (name.isEmpty() && identifier.isEmpty())
+        return {};
+    QSet<QString> related;
+    for (qsizetype i = 0; i < library.paths.size(); ++i) {
+        const QString &child = library.normalisedNames.at(i);
+        if ((!identifier.isEmpty() && child.contains(identifier)) ||
+            (!name.isEmpty() && child.contains(name)))
+            related.insert(library.paths.at(i));
+    }
+    // Any order would do; a fixed one keeps equal scans equal.
+    QStringList out(related.cbegin(), related.cend());
+    std::sort(out.begin(), out.end());
+    return out;
+}
+
+QStringList relatedFiles(const std::optional<QString> &bundleIdentifier,
+                         const QString &applicationName)
+{
+    return relatedFiles(bundleIdentifier, applicationName,
+                        listLibrary(SystemLayout::userLibraryFolder()));
+}
+
+qint64 folderSize(const QString &path)
+{
+    const auto self = FileSystem::resourceValues(path);
+    if (!self)
+        return 0;
+    if (self->isRegularFile)
+        return self->allocatedSize;
+    if (!self->isDirectory || self->isSymbolicLink)
+        return 0; // a link is moved as a link; what it points at stays
+    qint64 total = 0;
+    FileWalker::walk(path, SkipHiddenFiles | DoNotFollowRootLink, [&](const EntryInfo &entry) {
+        if (entry.isRegularFile)
+            total += entry.allocatedSize;
+        return FileWalker::Action::Continue;
+    });
+    return total;
+}
+
+QString iconPath(const QString &bundlePath)
+{
+    const auto info = BundleInfo::read(bundlePath);
+    if (!info)
+        return {};
+    QString file = info->string(QStringLiteral("CFBundleIconFile"));
+    // A name, not a path: nothing outside the bundle's resources is shown.
+    if (file.isEmpty() || file.contains(QLatin1Char('/')))
+        return {};
+    if (FileLocation::pathExtension(file).isEmpty())
+        file += QStringLiteral(".icns");
+    const QString path = FileLocation::appendingPathComponent(
+        bundlePath, QStringLiteral("Contents/Resources/") + file);
+    const auto values = FileSystem::resourceValues(path);
+    return values && values->isRegularFile ? path : QString();
+}
+
+} // namespace ApplicationInventory

@@ -1,0 +1,53 @@
+#pragma once
+
+#include "InstalledApplication.h"
+#include "SelectableListModel.h"
+
+#include <QHash>
+#include <QtQml/qqmlregistration.h>
+
+// The installed applications as the uninstaller lists them, with their icons.
+class ApplicationListModel : public SelectableListModel
+{
+    Q_OBJECT
+    QML_ELEMENT
+    QML_UNCREATABLE("Owned by UninstallerScanner")
+
+public:
+    enum Role
+    {
+        IdRole = Qt::UserRole + 1,
+        UrlRole,
+        NameRole,
+        BundleIdentifierRole,
+        VersionRole,
+        DetailRole, // the identifier, or the bundle's path without one
+        AppSizeRole,
+        RelatedSizeRole,
+        TotalSizeRole,
+        TotalSizeTextRole,
+        RelatedFilesRole,
+        RelatedCountRole,
+        IconUrlRole,
+        SelectedRole,
+    };
+    Q_ENUM(Role)
+
+    using SelectableListModel::SelectableListModel;
+
+    // Icons by application identifier; an application without one shows none.
+    void setApplications(const QList<InstalledApplication> &applications,
+                         const QHash<QString, QString> &iconPaths);
+    const QList<InstalledApplication> &applications() const { return m_applications; }
+    const QHash<QString, QString> &iconPaths() const { return m_iconPaths; }
+
+    QVariant data(const QModelIndex &index, int role) const override;
+    QHash<int, QByteArray> roleNames() const override;
+
+protected:
+    int selectedRole() const override { return SelectedRole; }
+
+private:
+    QList<InstalledApplication> m_applications;
+    QHash<QString, QString> m_iconPaths;
+};

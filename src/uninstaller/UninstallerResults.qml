@@ -1,0 +1,54 @@
+import QtQuick
+import QtQuick.Controls.Basic
+import Velmora
+
+// The applications that match the search, or the empty state.
+Card {
+    id: results
+    objectName: "uninstallerResults"
+
+    required property Item view
+    readonly property var scanner: view.scanner
+    readonly property bool hasApplications: view.filteredApplications.count > 0
+    // Rows whose leftovers are unfolded, by application identifier.
+    property var expanded: ({})
+
+    radius: 16
+
+    function toggleExpanded(id) {
+        const next = Object.assign({}, expanded);
+        if (next[id])
+            delete next[id];
+        else
+            next[id] = true;
+        expanded = next;
+    }
+
+    EmptyState {
+        objectName: "emptyState"
+        anchors.fill: parent
+        visible: !results.hasApplications
+        symbol: "app.dashed"
+        title: "No hay aplicaciones"
+        message: results.scanner && results.scanner.isScanning
+                 ? "Analizando aplicaciones instaladas…" : "No se encontraron resultados."
+    }
+
+    ListView {
+        id: list
+        objectName: "applicationList"
+        anchors.fill: parent
+        anchors.margins: 10
+        visible: results.hasApplications
+        clip: true
+        model: results.view.filteredApplications
+        boundsBehavior: Flickable.StopAtBounds
+        ScrollBar.vertical: ScrollBar { policy: ScrollBar.AsNeeded }
+        delegate: ApplicationRow {
+            width: list.width
+            expanded: results.expanded[itemId] === true
+            onToggled: results.scanner.toggleSelection(itemId)
+            onExpandToggled: results.toggleExpanded(itemId)
+        }
+    }
+}

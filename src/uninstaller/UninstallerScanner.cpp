@@ -1,0 +1,163 @@
+#include "UninstallerScanner.h"
+
+#include "ApplicationInventory.h"
+#include "FileSystem.h"
+#include "SystemLayout.h"
+#include "Trash.h"
+
+#include <QTimer>
+#include <algorithm>
+
+namespace {
+
+struct Inventory
+{
+    QList<InstalledApplication> applications;
+    QHash<QString, QString> iconPaths; // by application identifier
+};
+
+} // namespace
+
+UninstallerScanner::UninstallerScanner(QObject *parent)
+    : ScannerBase(QStringLiteral("Preparando análisis de aplicaciones…"), parent)
+{
+    // The first analysis starts on the next turn of the event loop, and not at
+    // all if the scanner is gone by then.
+    QTimer::singleShot(0, this, [this] { scanApplications(); });
+}
+
+QList<InstalledApplication> UninstallerScanner::selectedApplications() const
+{
+    return Selection::selectedItems(applications(), m_selected,
+                                    [](const InstalledApplication &app) { return app.id(); });
+}
+
+qint64 UninstallerScanner::selectedSize() const
+{
+    qint64 total = 0;
+    for (const InstalledApplication &app : selectedApplications())
+        total += app.totalSize();
+    return total;
+}
+
+void UninstallerScanner::setSelectedApplicationIDs(const QSet<QString> &ids)
+{
+    if (ids == m_selected)
+        return;
+    m_selected = ids;
+    m_model.setSelection(m_selected);
+    Q_EMIT selectionChanged();
+}
+
+void UninstallerScanner::setSelectedApplicationIDList(const QStringList &ids)
+{
+    setSelectedApplicationIDs(QSet<QString>(ids.cbegin(), ids.cend()));
+}
+
+void UninstallerScanner::setApplications(const QList<InstalledApplication> &applications,
+                                         const QHash<QString, QString> &iconPaths)
+{
+    if (applications == m_model.applications() && iconPaths == m_model.iconPaths())
+        return;
+    m_model.setApplications(applications, iconPaths);
+    m_model.setSelection(m_selected);
+    Q_EMIT applicationsChanged();
+    Q_EMIT selectionChanged(); // the selected figures are read through the list
+}
+
+void UninstallerScanner::setUninstalling(bool uninstalling)
+{
+    if (uninstalling == m_isUninstalling)
+        return;
+    m_isUninstalling = uninstalling;
+    Q_EMIT isUninstallingChanged();
+}
+
+void UninstallerScanner::scanApplications()
+{
+    setApplications({}, {});
+    setSelectedApplicationIDs({});
+    setErrorMessage(QString());
+    setScanning(true);
+    setStatusText(QStringLiteral("Analizando aplicaciones instaladas…"));
+
+    const QStringList roots{SystemLayout::systemApplicationsFolder(),
+                            SystemLayout::userApplicationsFolder()};
+    const QString library = SystemLayout::userLibraryFolder();
+    runWalk<Inventory>(
+        [roots, library] {
+            Inventory inventory;
+            inventory.applications =
+                ApplicationInventory::findInstalledApplications(roots, library);
+            for (const InstalledApplication &app : inventory.applications) {
+                const QString icon = ApplicationInventory::iconPath(app.url);
+                if (!icon.isEmpty())
+                    inventory.iconPaths.insert(app.id(), icon);
+            }
+            return WalkOutcome<Inventory>::success(std::move(inventory));
+        },
+        [this](Inventory inventory) {
+            QList<InstalledApplication> &found = inventory.applications;
+            // Largest first; equal totals keep the order of discovery.
+            std::stable_sort(found.begin(), found.end(),
+                             [](const InstalledApplication &a, const InstalledApplication &b) {
+                                 return a.totalSize() > b.totalSize();
+                             });
+            setApplications(found, inventory.iconPaths);
+            setStatusText(
+                found.isEmpty()
+                    ? QStringLiteral("No se encontraron aplicaciones.")
+                    : QStringLiteral("Se encontraron %1 aplicaciones.").arg(found.size()));
+            countCompletedScan();
+            setScanning(false);
+        },
+        [this](const QString &error) {
+            setErrorMessage(error);
+            setStatusText(QStringLiteral("No fue posible analizar las aplicaciones."));
+            setScanning(false);
+        });
+}
+
+void UninstallerScanner::toggleSelection(const QString &applicationId)
+{
+    QSet<QString> ids = m_selected;
+    Selection::toggle(ids, applicationId);
+    setSelectedApplicationIDs(ids);
+}
+
+void UninstallerScanner::uninstallSelected()
+{
+    const QList<InstalledApplication> selected = selectedApplications();
+    if (selected.isEmpty()) {
+        setErrorMessage(QStringLiteral("Selecciona una aplicación."));
+        return;
+    }
+    setUninstalling(true);
+    setErrorMessage(QString());
+    QStringList failed;
+    QSet<QString> removed;
+    for (const InstalledApplication &app : selected) {
+        // The bundle goes first: while it stays, so do the files it uses.
+        if (!Trash::moveToTrash(app.url)) {
+            failed.append(app.name);
+            continue;
+        }
+        for (const QString &related : app.relatedFiles)
+            if (FileSystem::fileExists(related))
+                Trash::moveToTrash(related); // a leftover that stays is not reported
+        removed.insert(app.id());
+    }
+    QList<InstalledApplication> remaining;
+    for (const InstalledApplication &app : applications())
+        if (!removed.contains(app.id()))
+            remaining.append(app);
+    setApplications(remaining, m_model.iconPaths());
+    setSelectedApplicationIDs(m_selected - removed);
+    if (failed.isEmpty())
+        setStatusText(
+            QStringLiteral("%1 aplicación(es) movidas a la Papelera.").arg(removed.size()));
+    else
+        setErrorMessage(QStringLiteral("No fue posible desinstalar: %1.")
+                            .arg(failed.join(QStringLiteral(", "))));
+    setUninstalling(false);
+}

@@ -1,0 +1,80 @@
+#include "ProbeDriver.h"
+#include "UninstallerScanner.h"
+
+namespace {
+
+QJsonObject toJson(const InstalledApplication &app)
+{
+    return {{QStringLiteral("url"), app.url},
+            {QStringLiteral("name"), app.name},
+            {QStringLiteral("bundleIdentifier"), app.bundleIdentifier
+                                                     ? QJsonValue(*app.bundleIdentifier)
+                                                     : QJsonValue(QJsonValue::Null)},
+            {QStringLiteral("version"), app.version},
+            {QStringLiteral("appSize"), double(app.appSize)},
+            {QStringLiteral("relatedFiles"), QJsonArray::fromStringList(app.relatedFiles)},
+            {QStringLiteral("relatedSize"), double(app.relatedSize)}};
+}
+
+// uninstaller [--select NAME]… [--uninstall]
+class UninstallerDriver : public ProbeDriver
+{
+public:
+    QString module() const override { return QStringLiteral("uninstaller"); }
+    QString usage() const override
+    {
+        return QStringLiteral("uninstaller [--select NAME]... [--uninstall]   "
+                              "(NAME selects every application of that name)");
+    }
+    ScannerBase *scanner() const override { return m_scanner.get(); }
+
+    bool run(const QStringList &options, ProbeResult *result, QString *usageError) override
+    {
+        QStringList names;
+        bool uninstall = false;
+        for (int i = 0; i < options.size(); ++i) {
+            const QString &o = options.at(i);
+            if (o == QLatin1String("--select") && i + 1 < options.size()) {
+                names << options.at(++i);
+            } else if (o == QLatin1String("--uninstall")) {
+                uninstall = true;
+            } else {
+                *usageError = QStringLiteral("unexpected argument \"%1\"").arg(o);
+                return false;
+            }
+        }
+        // The scanner starts its analysis by itself, as in the app.
+        m_scanner = std::make_unique<UninstallerScanner>();
+        waitForScan(m_scanner.get(), 0);
+        for (const QString &name : names) {
+            bool found = false;
+            for (const InstalledApplication &app : m_scanner->applications())
+                if (app.name == name) {
+                    found = true;
+                    if (!m_scanner->selectedApplicationIDs().contains(app.id()))
+                        m_scanner->toggleSelection(app);
+                }
+            if (!found) {
+                *usageError = QStringLiteral("no application named \"%1\"").arg(name);
+                return false;
+            }
+        }
+        if (uninstall)
+            m_scanner->uninstallSelected();
+        for (const InstalledApplication &app : m_scanner->applications())
+            result->items.append(toJson(app));
+        for (const InstalledApplication &app : m_scanner->selectedApplications())
+            result->selected.append(app.id());
+        return true;
+    }
+
+private:
+    std::unique_ptr<UninstallerScanner> m_scanner;
+};
+
+} // namespace
+
+std::unique_ptr<ProbeDriver> makeUninstallerDriver()
+{
+    return std::make_unique<UninstallerDriver>();
+}

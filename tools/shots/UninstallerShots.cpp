@@ -1,0 +1,49 @@
+#include "ShotSession.h"
+#include "UninstallerScanner.h"
+
+#include <QVariant>
+
+// The uninstaller on the demo applications: the list with icons, a selection with
+// one application's leftovers unfolded, a search, the confirmation and an error.
+void shootUninstaller(ShotSession &session)
+{
+    QObject *screen = session.openModule(QStringLiteral("uninstaller"));
+    auto *scanner =
+        screen ? qobject_cast<UninstallerScanner *>(screen->property("scanner").value<QObject *>())
+               : nullptr;
+    if (!scanner) {
+        session.failed(QStringLiteral("the uninstaller screen has no scanner"));
+        return;
+    }
+    if (!session.waitFor([&] { return scanner->completedScanCount() >= 1; }))
+        session.failed(QStringLiteral("the application scan did not finish"));
+    session.settle(400); // icons load in the background
+    session.shoot(QStringLiteral("uninstaller-results"));
+
+    QObject *results = session.find(QStringLiteral("uninstallerResults"));
+    for (const InstalledApplication &app : scanner->applications()) {
+        if (app.name == QLatin1String("Drift Browser") || app.name == QLatin1String("Quill")) {
+            if (!scanner->selectedApplicationIDs().contains(app.id()))
+                scanner->toggleSelection(app);
+        }
+        if (app.name == QLatin1String("Drift Browser") && results)
+            QMetaObject::invokeMethod(results, "toggleExpanded", Q_ARG(QVariant, app.id()));
+    }
+    session.shoot(QStringLiteral("uninstaller-selection"));
+
+    if (QObject *confirm = session.find(QStringLiteral("uninstallConfirmation"))) {
+        QMetaObject::invokeMethod(confirm, "open");
+        session.shoot(QStringLiteral("uninstaller-confirm"));
+        QMetaObject::invokeMethod(confirm, "close");
+    }
+
+    screen->setProperty("searchText", QStringLiteral("com.a"));
+    session.shoot(QStringLiteral("uninstaller-search"));
+    screen->setProperty("searchText", QStringLiteral("zzz"));
+    session.shoot(QStringLiteral("uninstaller-search-empty"));
+    screen->setProperty("searchText", QString());
+
+    scanner->setErrorMessage(QStringLiteral("No fue posible desinstalar: Quill."));
+    session.shoot(QStringLiteral("uninstaller-error"));
+    scanner->clearError();
+}
