@@ -8,6 +8,7 @@
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QObject>
 #include <memory>
 
@@ -62,6 +63,34 @@ public:
     }
     Q_INVOKABLE QString preference(const QString &key) const { return Preferences::string(key); }
     Q_INVOKABLE bool exists(const QString &path) const { return QFile::exists(path); }
+
+    // An application bundle in the system root ("root") or the home ("home") with
+    // `megabytes` reserved inside; an empty identifier leaves it out.
+    Q_INVOKABLE QString application(const QString &where, const QString &name,
+                                    const QString &identifier, double megabytes)
+    {
+        TreeBuilder tree(where == QLatin1String("home") ? home() : m_env->root());
+        QVariantMap info{{QStringLiteral("CFBundleShortVersionString"), QStringLiteral("1.0")}};
+        if (!identifier.isEmpty())
+            info.insert(QStringLiteral("CFBundleIdentifier"), identifier);
+        const QString bundle = QStringLiteral("Applications/") + name + QStringLiteral(".app");
+        tree.bundle(bundle, info, false, 0);
+        tree.allocatedFile(bundle + QStringLiteral("/Contents/Resources/data.bin"),
+                           qint64(megabytes * 1024 * 1024));
+        return tree.path(bundle);
+    }
+    Q_INVOKABLE void clearApplications()
+    {
+        for (const QString &base : {home(), m_env->root()})
+            QDir(base + QStringLiteral("/Applications")).removeRecursively();
+        QDir(home() + QStringLiteral("/Library")).removeRecursively();
+        QDir().mkpath(home() + QStringLiteral("/Library/Caches"));
+    }
+    Q_INVOKABLE bool removeTree(const QString &path) { return QDir(path).removeRecursively(); }
+    Q_INVOKABLE bool inTrash(const QString &name) const
+    {
+        return QFileInfo::exists(m_env->trashFiles() + QLatin1Char('/') + name);
+    }
 
     void choose(const FolderRequest &request, QObject *context, Answer onChosen) override
     {

@@ -87,6 +87,16 @@ Item {
             compare(find("activityBanner").text, "Protección terminada.");
         }
 
+        function test_uninstallerReportsTheScanItStartsItself() {
+            mouseClick(find("sidebar_uninstaller"));
+            tryVerify(() => findChild(view, "moduleScreen") !== null
+                      && findChild(view, "moduleScreen").item !== null);
+            const scanner = findChild(view, "moduleScreen").item.scanner;
+            tryVerify(() => scanner.completedScanCount === 1, 10000);
+            mouseClick(find("backButton"));
+            compare(find("activityBanner").text, "Desinstalación profunda terminada.");
+        }
+
         function test_diskFigures() {
             const ring = find("diskRing");
             const disk = ring.parent.parent.parent.disk;

@@ -16,6 +16,7 @@ class TestProbe : public QObject
 private Q_SLOTS:
     void largeFilesScanSelectAndTrash();
     void duplicatesAndCleanupShapes();
+    void uninstallerSelectsByNameAndUninstalls();
     void usageErrors();
 
 private:
@@ -101,6 +102,48 @@ void TestProbe::duplicatesAndCleanupShapes()
     QCOMPARE(item.value("itemCount").toInt(), 1);
     QVERIFY(item.value("protectionReason").isNull());
     QCOMPARE(cleanup.value("selected").toArray().size(), 1);
+}
+
+void TestProbe::uninstallerSelectsByNameAndUninstalls()
+{
+    TestEnvironment env;
+    TreeBuilder root(env.root());
+    TreeBuilder home(env.home());
+    root.bundle("Applications/Twin.app", {{"CFBundleIdentifier", "com.example.twin"}}, true);
+    home.bundle("Applications/Twin.app", {{"CFBundleIdentifier", "com.example.twin"}}, false);
+    root.bundle("Applications/Other.app", {{"CFBundleShortVersionString", "2.0"}}, false);
+    home.file("Library/Logs/com.example.twin.log", "log");
+
+    const QJsonObject listed = run({"uninstaller"});
+    QCOMPARE(listed.value("module").toString(), QStringLiteral("uninstaller"));
+    QCOMPARE(listed.value("statusText").toString(),
+             QStringLiteral("Se encontraron 3 aplicaciones."));
+    QCOMPARE(listed.value("items").toArray().size(), 3);
+    for (const QJsonValue &value : listed.value("items").toArray()) {
+        const QJsonObject app = value.toObject();
+        QCOMPARE(app.keys(), QStringList({"appSize", "bundleIdentifier", "name", "relatedFiles",
+                                          "relatedSize", "url", "version"}));
+        if (app.value("name") == QLatin1String("Other")) {
+            QVERIFY(app.value("bundleIdentifier").isNull());
+            QCOMPARE(app.value("version").toString(), QStringLiteral("2.0"));
+        } else {
+            QCOMPARE(app.value("relatedFiles").toArray(),
+                     QJsonArray({home.path("Library/Logs/com.example.twin.log")}));
+        }
+    }
+
+    // A name selects every application of that name.
+    const QJsonObject removed = run({"uninstaller", "--select", "Twin", "--uninstall"});
+    QCOMPARE(removed.value("statusText").toString(),
+             QStringLiteral("2 aplicación(es) movidas a la Papelera."));
+    QCOMPARE(removed.value("items").toArray().size(), 1);
+    QVERIFY(removed.value("selected").toArray().isEmpty());
+    QVERIFY(!QFile::exists(home.path("Library/Logs/com.example.twin.log")));
+    QVERIFY(QFile::exists(root.path("Applications/Other.app")));
+
+    int code = 0;
+    run({"uninstaller", "--select", "Nope"}, &code);
+    QCOMPARE(code, 2);
 }
 
 void TestProbe::usageErrors()
