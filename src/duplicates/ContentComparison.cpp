@@ -9,42 +9,16 @@
 #include <fcntl.h>
 #include <memory>
 #include <openssl/evp.h>
+#include <optional>
 #include <unistd.h>
 
 namespace ContentComparison {
 
 namespace {
 
-using Digest = std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)>;
-
 // Small enough that a chunk is still in the processor's cache when it is compared
-// and hashed right after being read.
+// right after being read.
 constexpr qint64 kCompareChunk = 128 * 1024;
-
-Digest newDigest()
-{
-    Digest ctx(EVP_MD_CTX_new(), EVP_MD_CTX_free);
-    if (ctx)
-        EVP_DigestInit_ex(ctx.get(), EVP_sha256(), nullptr);
-    return ctx;
-}
-
-Digest copyDigest(const Digest &from)
-{
-    Digest ctx(EVP_MD_CTX_new(), EVP_MD_CTX_free);
-    if (ctx)
-        EVP_MD_CTX_copy_ex(ctx.get(), from.get());
-    return ctx;
-}
-
-QString finish(const Digest &ctx)
-{
-    unsigned char digest[EVP_MAX_MD_SIZE];
-    unsigned int length = 0;
-    EVP_DigestFinal_ex(ctx.get(), digest, &length);
-    return QString::fromLatin1(
-        QByteArray(reinterpret_cast<const char *>(digest), int(length)).toHex());
-}
 
 // One file being read, with its current chunk. Reads go through a buffer rather
 // than a mapping: a file cut short while it is read must end its comparison, not
@@ -57,11 +31,11 @@ struct Member
     qint64 got = 0;
 };
 
-// Files whose content has been equal so far, with the digest of that content.
+// Files whose content has been equal so far.
 struct Candidates
 {
     std::vector<Member *> members;
-    Digest digest{nullptr, EVP_MD_CTX_free};
+    qint64 length = 0; // bytes found equal so far
 };
 
 qint64 readChunk(Member &m, qint64 offset)
@@ -80,6 +54,34 @@ qint64 readChunk(Member &m, qint64 offset)
         done += n;
     }
     return done;
+}
+
+// SHA-256 of the first `length` bytes of an open file, read again from its start;
+// nothing when it can no longer be read that far. Hashing waits until a set has
+// proved identical to the end: files that part on the way (the usual fate of
+// same-size files whose ends agree) cost a comparison, never a digest.
+std::optional<QString> digestOf(int fd, qint64 length)
+{
+    std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> ctx(EVP_MD_CTX_new(), EVP_MD_CTX_free);
+    if (!ctx || EVP_DigestInit_ex(ctx.get(), EVP_sha256(), nullptr) != 1)
+        return std::nullopt;
+    std::vector<char> buffer(size_t(ContentDigest::kChunkBytes));
+    qint64 offset = 0;
+    while (offset < length) {
+        const size_t want = size_t(std::min<qint64>(qint64(buffer.size()), length - offset));
+        const ssize_t n = ::pread(fd, buffer.data(), want, offset);
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            return std::nullopt;
+        EVP_DigestUpdate(ctx.get(), buffer.data(), size_t(n));
+        offset += n;
+    }
+    unsigned char digest[EVP_MAX_MD_SIZE];
+    unsigned int size = 0;
+    EVP_DigestFinal_ex(ctx.get(), digest, &size);
+    return QString::fromLatin1(
+        QByteArray(reinterpret_cast<const char *>(digest), int(size)).toHex());
 }
 
 bool sameChunk(const Member &a, const Member &b)
@@ -131,7 +133,6 @@ std::vector<IdenticalFiles> identicalContent(const QList<QString> &paths)
         Candidates all;
         for (Member &m : members)
             all.members.push_back(&m);
-        all.digest = newDigest();
         open.push_back(std::move(all));
     }
     for (qint64 offset = 0; !open.empty(); offset += kCompareChunk) {
@@ -148,12 +149,7 @@ std::vector<IdenticalFiles> identicalContent(const QList<QString> &paths)
                 if (part != parts.end()) {
                     part->members.push_back(m);
                 } else {
-                    // Content equal up to here: the digest so far is shared.
-                    Candidates fresh;
-                    fresh.members.push_back(m);
-                    fresh.digest =
-                        parts.empty() ? std::move(set.digest) : copyDigest(parts.front().digest);
-                    parts.push_back(std::move(fresh));
+                    parts.push_back(Candidates{{m}, set.length});
                 }
             }
             for (Candidates &part : parts) {
@@ -161,13 +157,17 @@ std::vector<IdenticalFiles> identicalContent(const QList<QString> &paths)
                     continue; // unlike every other file: no need to read it further
                 const Member &first = *part.members.front();
                 if (first.got == 0) {
-                    IdenticalFiles same{finish(part.digest), {}};
+                    // Identical to the end: one digest serves the whole set.
+                    const std::optional<QString> digest = digestOf(first.fd, part.length);
+                    if (!digest)
+                        continue;
+                    IdenticalFiles same{*digest, {}};
                     for (const Member *m : part.members)
                         same.members.push_back(m->index);
                     done.push_back(std::move(same));
                     continue;
                 }
-                EVP_DigestUpdate(part.digest.get(), first.chunk.data(), size_t(first.got));
+                part.length += first.got;
                 next.push_back(std::move(part));
             }
         }

@@ -6,8 +6,8 @@
 
 // Tells apart files of one length by reading them side by side, chunk by chunk:
 // a file stops being read as soon as its content differs from every other file
-// of its set, and each set that stays identical to the end is hashed once, as it
-// is read, instead of once per file.
+// of its set, and each set that stays identical to the end is hashed once, from
+// one of its files, instead of once per file.
 namespace ContentComparison {
 
 struct IdenticalFiles
