@@ -5,7 +5,10 @@
 #include <QDateTime>
 #include <QFile>
 #include <QVariantList>
+#include <fcntl.h>
 #include <plist/plist.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace PropertyList {
 
@@ -145,9 +148,21 @@ std::optional<QVariantMap> fromData(const QByteArray &data)
 
 std::optional<QVariantMap> read(const QString &path)
 {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly) || file.size() > kMaxPlistBytes)
+    // Non-blocking, and only a regular file is read: a named pipe or a device
+    // planted as a property list would otherwise hold a scan forever.
+    const int fd = open(FileLocation::encode(path).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0)
         return std::nullopt;
+    struct stat st;
+    if (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode) || st.st_size > kMaxPlistBytes) {
+        close(fd);
+        return std::nullopt;
+    }
+    QFile file;
+    if (!file.open(fd, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
+        close(fd);
+        return std::nullopt;
+    }
     return fromData(file.read(kMaxPlistBytes + 1));
 }
 

@@ -4,6 +4,7 @@
 
 #include <QFile>
 #include <QtTest>
+#include <sys/stat.h>
 
 class TestPropertyList : public QObject
 {
@@ -68,6 +69,11 @@ void TestPropertyList::badInputGivesNothing()
     QVERIFY(
         !PropertyList::read(tree.file("xml.plist", "<?xml version=\"1.0\"?><plist><dict><key>A")));
     QVERIFY(!PropertyList::read(tree.folder("folder.plist")));
+    // A named pipe with no writer would block a plain open or read for ever.
+    QCOMPARE(mkfifo(QFile::encodeName(tree.path("pipe.plist")).constData(), 0644), 0);
+    QVERIFY(!PropertyList::read(tree.path("pipe.plist")));
+    tree.symlink("link.plist", tree.path("pipe.plist"));
+    QVERIFY(!PropertyList::read(tree.path("link.plist")));
 
     // A binary list cut in the middle.
     const QString whole = tree.plist("whole.plist", {{"Key", QStringLiteral("value")}}, true);
