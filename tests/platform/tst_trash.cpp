@@ -4,6 +4,8 @@
 
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
+#include <QUrl>
 #include <QtTest>
 #include <sys/stat.h>
 
@@ -15,6 +17,7 @@ private Q_SLOTS:
     void movesFilesAndFoldersIntoTheUsersTrash();
     void missingDataHomeIsCreatedNotTheWorkingFolder();
     void failureLeavesTheItemInPlace();
+    void linksGoThemselvesNeverTheirTargets();
 };
 
 void TestTrash::movesFilesAndFoldersIntoTheUsersTrash()
@@ -96,6 +99,41 @@ void TestTrash::failureLeavesTheItemInPlace()
     QFile f(locked);
     QVERIFY(f.open(QIODevice::ReadOnly));
     QCOMPARE(f.readAll(), QByteArray("keep"));
+}
+
+void TestTrash::linksGoThemselvesNeverTheirTargets()
+{
+    TestEnvironment env;
+    TreeBuilder tree(env.home());
+    tree.file(QStringLiteral("Real/Tool.app/Contents/data"), "payload");
+    const QString link =
+        tree.symlink(QStringLiteral("Applications/Tool.app"), tree.path("Real/Tool.app"));
+    const QString dangling =
+        tree.symlink(QStringLiteral("Applications/Old.app"), tree.path("gone"));
+    const QString twin = tree.symlink(QStringLiteral("Other/Tool.app"), tree.path("Real"));
+    QVERIFY(Trash::moveToTrash(link));
+    QVERIFY(Trash::moveToTrash(dangling));
+    QVERIFY(Trash::moveToTrash(twin)); // same name: a name of its own
+    QVERIFY(!QFileInfo::exists(link) && !QFileInfo(link).isSymLink());
+    QVERIFY(!QFileInfo(dangling).isSymLink());
+
+    // What the links pointed at is untouched.
+    QFile data(tree.path("Real/Tool.app/Contents/data"));
+    QVERIFY(data.open(QIODevice::ReadOnly));
+    QCOMPARE(data.readAll(), QByteArray("payload"));
+
+    const QStringList trashed =
+        QDir(env.trashFiles()).entryList(QDir::NoDotAndDotDot | QDir::AllEntries | QDir::System);
+    QCOMPARE(trashed.size(), 3);
+    for (const QString &name : trashed)
+        QVERIFY2(QFileInfo(env.trashFiles() + QLatin1Char('/') + name).isSymLink(),
+                 qPrintable(name));
+    QFile info(env.dataHome() + QStringLiteral("/Trash/info/Tool.app.trashinfo"));
+    QVERIFY(info.open(QIODevice::ReadOnly));
+    const QByteArray text = info.readAll();
+    QVERIFY2(text.startsWith("[Trash Info]\nPath=" + QUrl::toPercentEncoding(link, "/") + "\n"),
+             text.constData());
+    QVERIFY(text.contains("\nDeletionDate=2"));
 }
 
 QTEST_GUILESS_MAIN(TestTrash)
