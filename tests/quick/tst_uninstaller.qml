@@ -131,6 +131,16 @@ Item {
             compare(value("cardApplications"), "2");
             const list = find("applicationList");
 
+            mouseClick(findChild(rowNamed("Alpha"), "rowCheckBox"));
+            mouseClick(findChild(rowNamed("Beta Tool"), "rowCheckBox"));
+            compare(value("cardSelected"), "2");
+            compare(value("cardSelectedSize"), Formatters.formatBytes(scanner.selectedSize));
+            verify(scanner.selectedSize >= 4 * 1024 * 1024);
+            mouseClick(find("cancelSelectionButton"));
+            compare(value("cardSelected"), "0");
+            compare(find("selectionActionButton").enabled, false);
+            compare(find("cancelSelectionButton").enabled, false);
+
             type("betatools"); // only in the identifier
             compare(list.count, 1);
             verify(rowNamed("Beta Tool") !== null);
@@ -166,6 +176,7 @@ Item {
             compare(find("statusLine").text, "1 aplicación(es) movidas a la Papelera.");
             compare(value("cardApplications"), "1");
             compare(value("cardSelected"), "0");
+            compare(find("selectionActionButton").enabled, false);
             compare(scanner.completedScanCount, 1); // no rescan
             verify(Fixtures.inTrash("Beta Tool.app"));
             verify(Fixtures.inTrash("org.betatools.beta"));
