@@ -101,10 +101,7 @@ void CleanupScanner::setItems(const QList<CleanupItem> &items)
 
 void CleanupScanner::setMovingToTrash(bool moving)
 {
-    if (moving == m_isMovingToTrash)
-        return;
-    m_isMovingToTrash = moving;
-    Q_EMIT isMovingToTrashChanged();
+    publish(m_isMovingToTrash, moving, &CleanupScanner::isMovingToTrashChanged);
 }
 
 void CleanupScanner::scan()

@@ -75,10 +75,7 @@ void DuplicateScanner::setGroups(const QList<DuplicateGroup> &groups)
 
 void DuplicateScanner::setMovingToTrash(bool moving)
 {
-    if (moving == m_isMovingToTrash)
-        return;
-    m_isMovingToTrash = moving;
-    Q_EMIT isMovingToTrashChanged();
+    publish(m_isMovingToTrash, moving, &DuplicateScanner::isMovingToTrashChanged);
 }
 
 void DuplicateScanner::chooseFolderAndScan(int minimumSizeMB)

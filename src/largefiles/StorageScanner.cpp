@@ -75,10 +75,7 @@ void StorageScanner::setFiles(const QList<LargeFileItem> &files)
 
 void StorageScanner::setMovingToTrash(bool moving)
 {
-    if (moving == m_isMovingToTrash)
-        return;
-    m_isMovingToTrash = moving;
-    Q_EMIT isMovingToTrashChanged();
+    publish(m_isMovingToTrash, moving, &StorageScanner::isMovingToTrashChanged);
 }
 
 void StorageScanner::chooseFolderAndScan(int minimumSizeMB)

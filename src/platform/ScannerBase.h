@@ -49,6 +49,16 @@ Q_SIGNALS:
     void completedScanCountChanged();
 
 protected:
+    // Sets a subclass's published value and announces it, only when it changes.
+    template <typename Owner, typename T>
+    void publish(T &member, const T &value, void (Owner::*changed)())
+    {
+        if (member == value)
+            return;
+        member = value;
+        Q_EMIT(static_cast<Owner *>(this)->*changed)();
+    }
+
     void setScanning(bool scanning);
     void setStatusText(const QString &text);
     void countCompletedScan();

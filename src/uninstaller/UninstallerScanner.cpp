@@ -67,10 +67,7 @@ void UninstallerScanner::setApplications(const QList<InstalledApplication> &appl
 
 void UninstallerScanner::setUninstalling(bool uninstalling)
 {
-    if (uninstalling == m_isUninstalling)
-        return;
-    m_isUninstalling = uninstalling;
-    Q_EMIT isUninstallingChanged();
+    publish(m_isUninstalling, uninstalling, &UninstallerScanner::isUninstallingChanged);
 }
 
 void UninstallerScanner::scanApplications()
