@@ -247,16 +247,11 @@ void CleanupScanner::moveSelectedToTrash()
     }
     setMovingToTrash(true);
     setErrorMessage(QString());
-    QSet<QString> moved;
-    QStringList failed;
-    for (const CleanupItem &item : selected) {
-        if (item.isProtected)
-            continue; // never, whatever sits in the selection
-        if (Trash::moveToTrash(item.url))
-            moved.insert(item.id());
-        else
-            failed.append(item.name);
-    }
+    QList<CleanupItem> movable;
+    for (const CleanupItem &item : selected)
+        if (!item.isProtected) // never, whatever sits in the selection
+            movable.append(item);
+    const auto [moved, failed] = Trash::moveEachToTrash(movable);
     QList<CleanupItem> remaining;
     for (const CleanupItem &item : items())
         if (!moved.contains(item.id()))

@@ -200,14 +200,7 @@ void DuplicateScanner::moveSelectedToTrash()
     }
     setMovingToTrash(true);
     setErrorMessage(QString());
-    QSet<QString> moved;
-    QStringList failed;
-    for (const DuplicateFileItem &file : toMove) {
-        if (Trash::moveToTrash(file.url))
-            moved.insert(file.id());
-        else
-            failed.append(file.name);
-    }
+    const auto [moved, failed] = Trash::moveEachToTrash(toMove);
     QList<DuplicateGroup> rebuilt;
     for (const DuplicateGroup &group : m_groups) {
         DuplicateGroup kept{group.hash, {}};

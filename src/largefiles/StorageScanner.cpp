@@ -171,14 +171,7 @@ void StorageScanner::moveSelectedToTrash()
     }
     setMovingToTrash(true);
     setErrorMessage(QString());
-    QSet<QString> moved;
-    QStringList failed;
-    for (const LargeFileItem &item : selected) {
-        if (Trash::moveToTrash(item.url))
-            moved.insert(item.id());
-        else
-            failed.append(item.name);
-    }
+    const auto [moved, failed] = Trash::moveEachToTrash(selected);
     QList<LargeFileItem> remaining;
     for (const LargeFileItem &item : files())
         if (!moved.contains(item.id()))

@@ -131,19 +131,13 @@ void UninstallerScanner::uninstallSelected()
     }
     setUninstalling(true);
     setErrorMessage(QString());
-    QStringList failed;
-    QSet<QString> removed;
-    for (const InstalledApplication &app : selected) {
-        // The bundle goes first: while it stays, so do the files it uses.
-        if (!Trash::moveToTrash(app.url)) {
-            failed.append(app.name);
-            continue;
-        }
-        for (const QString &related : app.relatedFiles)
-            if (FileSystem::fileExists(related))
-                Trash::moveToTrash(related); // a leftover that stays is not reported
-        removed.insert(app.id());
-    }
+    // The bundle goes first: while it stays, so do the files it uses.
+    const auto [removed, failed] =
+        Trash::moveEachToTrash<InstalledApplication>(selected, [](const InstalledApplication &app) {
+            for (const QString &related : app.relatedFiles)
+                if (FileSystem::fileExists(related))
+                    Trash::moveToTrash(related); // a leftover that stays is not reported
+        });
     QList<InstalledApplication> remaining;
     for (const InstalledApplication &app : applications())
         if (!removed.contains(app.id()))
