@@ -32,10 +32,26 @@ std::optional<QString> stringValue(const QVariantMap &info, const QString &key)
     return it->toString();
 }
 
-InstalledApplication inspect(const EntryInfo &child,
-                             const ApplicationInventory::LibraryListing &library)
+// The icon file a bundle names in its information list, when it exists.
+QString iconFile(const BundleInfo &info, const QString &bundlePath)
 {
-    InstalledApplication app;
+    QString file = info.string(QStringLiteral("CFBundleIconFile"));
+    // A name, not a path: nothing outside the bundle's resources is shown.
+    if (file.isEmpty() || file.contains(QLatin1Char('/')))
+        return {};
+    if (FileLocation::pathExtension(file).isEmpty())
+        file += QStringLiteral(".icns");
+    const QString path = FileLocation::appendingPathComponent(
+        bundlePath, QStringLiteral("Contents/Resources/") + file);
+    const auto values = FileSystem::resourceValues(path);
+    return values && values->isRegularFile ? path : QString();
+}
+
+ApplicationInventory::FoundApplication inspect(const EntryInfo &child,
+                                               const ApplicationInventory::LibraryListing &library)
+{
+    ApplicationInventory::FoundApplication found;
+    InstalledApplication &app = found.application;
     app.url = child.path;
     app.name = nameWithoutExtension(child.name);
     app.version = QStringLiteral("Sin versión");
@@ -47,13 +63,14 @@ InstalledApplication inspect(const EntryInfo &child,
             if (const auto version =
                     stringValue(info->info, QStringLiteral("CFBundleShortVersionString")))
                 app.version = *version;
+            found.iconPath = iconFile(*info, child.path);
         }
     }
     app.appSize = ApplicationInventory::folderSize(child.path);
     app.relatedFiles = ApplicationInventory::relatedFiles(app.bundleIdentifier, app.name, library);
     for (const QString &related : app.relatedFiles)
         app.relatedSize += ApplicationInventory::folderSize(related);
-    return app;
+    return found;
 }
 
 } // namespace
@@ -84,11 +101,10 @@ LibraryListing listLibrary(const QString &library)
     return listing;
 }
 
-QList<InstalledApplication> findInstalledApplications(const QStringList &roots,
-                                                      const QString &library)
+QList<FoundApplication> findApplicationsWithIcons(const QStringList &roots, const QString &library)
 {
     const LibraryListing listing = listLibrary(library);
-    QList<InstalledApplication> found;
+    QList<FoundApplication> found;
     for (const QString &root : roots) {
         const auto children = FileSystem::listDirectory(root, true);
         if (!children)
@@ -98,6 +114,15 @@ QList<InstalledApplication> findInstalledApplications(const QStringList &roots,
                 found.append(inspect(child, listing));
     }
     return found;
+}
+
+QList<InstalledApplication> findInstalledApplications(const QStringList &roots,
+                                                      const QString &library)
+{
+    QList<InstalledApplication> applications;
+    for (const FoundApplication &found : findApplicationsWithIcons(roots, library))
+        applications.append(found.application);
+    return applications;
 }
 
 QList<InstalledApplication> findInstalledApplications()
@@ -150,23 +175,6 @@ qint64 folderSize(const QString &path)
         return FileWalker::Action::Continue;
     });
     return total;
-}
-
-QString iconPath(const QString &bundlePath)
-{
-    const auto info = BundleInfo::read(bundlePath);
-    if (!info)
-        return {};
-    QString file = info->string(QStringLiteral("CFBundleIconFile"));
-    // A name, not a path: nothing outside the bundle's resources is shown.
-    if (file.isEmpty() || file.contains(QLatin1Char('/')))
-        return {};
-    if (FileLocation::pathExtension(file).isEmpty())
-        file += QStringLiteral(".icns");
-    const QString path = FileLocation::appendingPathComponent(
-        bundlePath, QStringLiteral("Contents/Resources/") + file);
-    const auto values = FileSystem::resourceValues(path);
-    return values && values->isRegularFile ? path : QString();
 }
 
 } // namespace ApplicationInventory

@@ -27,6 +27,15 @@ LibraryListing listLibrary(const QString &library);
 // Roots that are missing or cannot be listed count as empty.
 QList<InstalledApplication> findInstalledApplications(const QStringList &roots,
                                                       const QString &library);
+
+// The same, each with the icon file its bundle names when that file exists
+// (empty otherwise), read from the same information list.
+struct FoundApplication
+{
+    InstalledApplication application;
+    QString iconPath;
+};
+QList<FoundApplication> findApplicationsWithIcons(const QStringList &roots, const QString &library);
 // The same, for the system's "Applications" and the home's, with the home's Library.
 QList<InstalledApplication> findInstalledApplications();
 
@@ -42,9 +51,5 @@ QStringList relatedFiles(const std::optional<QString> &bundleIdentifier,
 // included, links never followed. A plain file measures itself; anything that
 // cannot be read counts as nothing.
 qint64 folderSize(const QString &path);
-
-// The icon file the bundle names in its information list, when it exists;
-// empty otherwise.
-QString iconPath(const QString &bundlePath);
 
 } // namespace ApplicationInventory

@@ -84,12 +84,11 @@ void UninstallerScanner::scanApplications()
     runWalk<Inventory>(
         [roots, library] {
             Inventory inventory;
-            inventory.applications =
-                ApplicationInventory::findInstalledApplications(roots, library);
-            for (const InstalledApplication &app : inventory.applications) {
-                const QString icon = ApplicationInventory::iconPath(app.url);
-                if (!icon.isEmpty())
-                    inventory.iconPaths.insert(app.id(), icon);
+            for (ApplicationInventory::FoundApplication &found :
+                 ApplicationInventory::findApplicationsWithIcons(roots, library)) {
+                if (!found.iconPath.isEmpty())
+                    inventory.iconPaths.insert(found.application.id(), found.iconPath);
+                inventory.applications.append(std::move(found.application));
             }
             return WalkOutcome<Inventory>::success(std::move(inventory));
         },

@@ -61,6 +61,7 @@ class TestUninstallerScanner : public QObject
 private Q_SLOTS:
     void relatedFilesByNameAndIdentifier();
     void inventoryOfBothRoots();
+    void iconsNamedByTheBundle();
     void sizesOnDiskAndOrder();
     void startsByItselfAndReportsAnEmptyInventory();
     void uninstallMovesBundleBeforeLeftovers();
@@ -158,6 +159,37 @@ void TestUninstallerScanner::inventoryOfBothRoots()
     for (const char *broken : {"Truncated", "NoList", "Plain File"})
         QCOMPARE(named(apps, broken)->version, QStringLiteral("Sin versión"));
     QCOMPARE(named(apps, "Empty Id")->version, QStringLiteral("1.0"));
+}
+
+void TestUninstallerScanner::iconsNamedByTheBundle()
+{
+    TestEnvironment env;
+    TreeBuilder root(env.root());
+    auto withIcon = [](const QString &file) {
+        QVariantMap map = info("com.example.icon", "1");
+        map.insert(QStringLiteral("CFBundleIconFile"), file);
+        return map;
+    };
+    root.bundle("Applications/Plain.app", withIcon("AppIcon"), false);
+    root.file("Applications/Plain.app/Contents/Resources/AppIcon.icns", "icns");
+    root.bundle("Applications/Named.app", withIcon("Logo.icns"), true);
+    root.file("Applications/Named.app/Contents/Resources/Logo.icns", "icns");
+    root.bundle("Applications/Escape.app", withIcon("../../../outside.icns"), false);
+    root.file("outside.icns", "icns");
+    root.bundle("Applications/Absent.app", withIcon("Missing"), false);
+    root.bundle("Applications/None.app", info("com.example.none", "1"), false);
+
+    QHash<QString, QString> icons;
+    for (const auto &found : ApplicationInventory::findApplicationsWithIcons(
+             {env.root() + "/Applications"}, env.home() + "/Library"))
+        icons.insert(found.application.name, found.iconPath);
+    QCOMPARE(icons.size(), 5);
+    QCOMPARE(icons.value("Plain"),
+             root.path("Applications/Plain.app/Contents/Resources/AppIcon.icns"));
+    QCOMPARE(icons.value("Named"),
+             root.path("Applications/Named.app/Contents/Resources/Logo.icns"));
+    for (const char *none : {"Escape", "Absent", "None"})
+        QVERIFY2(icons.value(none).isEmpty(), none);
 }
 
 void TestUninstallerScanner::sizesOnDiskAndOrder()
