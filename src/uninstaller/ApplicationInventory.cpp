@@ -3,7 +3,6 @@
 #include "FileSystem.h"
 #include "FileWalker.h"
 #include "PropertyList.h"
-#include "SystemLayout.h"
 
 #include <QSet>
 #include <algorithm>
@@ -125,13 +124,6 @@ QList<InstalledApplication> findInstalledApplications(const QStringList &roots,
     return applications;
 }
 
-QList<InstalledApplication> findInstalledApplications()
-{
-    return findInstalledApplications(
-        {SystemLayout::systemApplicationsFolder(), SystemLayout::userApplicationsFolder()},
-        SystemLayout::userLibraryFolder());
-}
-
 QStringList relatedFiles(const std::optional<QString> &bundleIdentifier,
                          const QString &applicationName, const LibraryListing &library)
 {
@@ -150,13 +142,6 @@ QStringList relatedFiles(const std::optional<QString> &bundleIdentifier,
     QStringList out(related.cbegin(), related.cend());
     std::sort(out.begin(), out.end());
     return out;
-}
-
-QStringList relatedFiles(const std::optional<QString> &bundleIdentifier,
-                         const QString &applicationName)
-{
-    return relatedFiles(bundleIdentifier, applicationName,
-                        listLibrary(SystemLayout::userLibraryFolder()));
 }
 
 qint64 folderSize(const QString &path)

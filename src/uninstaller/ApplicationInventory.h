@@ -36,16 +36,12 @@ struct FoundApplication
     QString iconPath;
 };
 QList<FoundApplication> findApplicationsWithIcons(const QStringList &roots, const QString &library);
-// The same, for the system's "Applications" and the home's, with the home's Library.
-QList<InstalledApplication> findInstalledApplications();
 
 // Entries of the searched folders whose name, lower-cased and without spaces,
 // contains the lower-cased identifier or the normalised application name. An
 // empty identifier counts as none: it would be contained in every name.
 QStringList relatedFiles(const std::optional<QString> &bundleIdentifier,
                          const QString &applicationName, const LibraryListing &library);
-QStringList relatedFiles(const std::optional<QString> &bundleIdentifier,
-                         const QString &applicationName);
 
 // Bytes on disk of the visible regular files below a folder, package contents
 // included, links never followed. A plain file measures itself; anything that
