@@ -34,3 +34,33 @@ QJsonValue jsonDate(const std::optional<qint64> &ms)
         return QJsonValue::Null;
     return double(*ms) / 1000.0;
 }
+
+std::optional<FolderScanOptions> parseFolderScan(const QString &module, const QStringList &options,
+                                                 const QStringList &allowedFlags,
+                                                 QString *usageError)
+{
+    FolderScanOptions parsed;
+    for (int i = 0; i < options.size(); ++i) {
+        const QString &o = options.at(i);
+        if (o == QLatin1String("--min-mb") && i + 1 < options.size()) {
+            bool ok = false;
+            parsed.minimumMB = options.at(++i).toInt(&ok);
+            if (!ok || parsed.minimumMB < 0) {
+                *usageError = QStringLiteral("--min-mb takes a whole number of megabytes");
+                return std::nullopt;
+            }
+        } else if (allowedFlags.contains(o)) {
+            parsed.flags.append(o);
+        } else if (!o.startsWith(QLatin1String("--")) && parsed.folder.isEmpty()) {
+            parsed.folder = o;
+        } else {
+            *usageError = QStringLiteral("unexpected argument \"%1\"").arg(o);
+            return std::nullopt;
+        }
+    }
+    if (parsed.folder.isEmpty() || parsed.minimumMB < 0) {
+        *usageError = QStringLiteral("%1 needs FOLDER and --min-mb N").arg(module);
+        return std::nullopt;
+    }
+    return parsed;
+}

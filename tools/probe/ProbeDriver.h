@@ -42,3 +42,24 @@ void waitForScan(ScannerBase *scanner, int before);
 
 // Small helpers shared by the drivers.
 QJsonValue jsonDate(const std::optional<qint64> &ms);
+
+// A file of a result list (anything with url, name, path, size and a date).
+template <typename Item> QJsonObject fileJson(const Item &item)
+{
+    return {{QStringLiteral("url"), item.url},
+            {QStringLiteral("name"), item.name},
+            {QStringLiteral("path"), item.path},
+            {QStringLiteral("size"), double(item.size)},
+            {QStringLiteral("modificationDate"), jsonDate(item.modificationDateMs)}};
+}
+
+// "FOLDER --min-mb N" and any of the given flags, in any order.
+struct FolderScanOptions
+{
+    QString folder;
+    int minimumMB = -1;
+    QStringList flags; // those given, of the allowed ones
+};
+std::optional<FolderScanOptions> parseFolderScan(const QString &module, const QStringList &options,
+                                                 const QStringList &allowedFlags,
+                                                 QString *usageError);
