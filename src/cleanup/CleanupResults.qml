@@ -81,7 +81,7 @@ Card {
             model: results.scanner ? results.scanner.items : null
             reuseItems: true
             boundsBehavior: Flickable.StopAtBounds
-            ScrollBar.vertical: ScrollBar { policy: ScrollBar.AsNeeded }
+            ScrollBar.vertical: VelmoraScrollBar { objectName: "scrollBar" }
             delegate: CleanupRow {
                 width: list.width
                 recommended: results.view.recommended[itemId] === true

@@ -15,6 +15,20 @@ Rectangle {
     color: Qt.rgba(1, 1, 1, 0.06)
     border.color: VelmoraTheme.border
 
+    // Tab reaches the picker; the arrow keys pick the neighbouring segment.
+    activeFocusOnTab: true
+    function step(by) {
+        const next = options.indexOf(current) + by;
+        if (next >= 0 && next < options.length)
+            picked(options[next]);
+    }
+    Keys.onLeftPressed: step(-1)
+    Keys.onRightPressed: step(1)
+    FocusRing {
+        shown: picker.activeFocus
+        controlRadius: picker.radius
+    }
+
     RowLayout {
         anchors.fill: parent
         anchors.margins: 2

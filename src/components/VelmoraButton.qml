@@ -28,6 +28,10 @@ Button {
     opacity: enabled ? 1 : 0.4
 
     HoverHandler { cursorShape: Qt.PointingHandCursor }
+    FocusRing {
+        shown: control.visualFocus
+        controlRadius: control.small ? 8 : 10
+    }
 
     contentItem: RowLayout {
         spacing: 6

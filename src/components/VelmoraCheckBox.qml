@@ -10,6 +10,13 @@ Rectangle {
     property bool enabledBox: true
     signal toggled
 
+    activeFocusOnTab: enabledBox
+    Keys.onSpacePressed: if (enabledBox) toggled()
+    FocusRing {
+        shown: box.activeFocus
+        controlRadius: box.radius
+    }
+
     implicitWidth: 18
     implicitHeight: 18
     radius: 5

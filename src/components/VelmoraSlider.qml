@@ -8,6 +8,16 @@ Slider {
 
     snapMode: Slider.SnapAlways
 
+    FocusRing {
+        anchors.fill: undefined
+        anchors.centerIn: control.handle
+        width: control.handle.width + 6
+        height: control.handle.height + 6
+        anchors.margins: 0
+        controlRadius: 9
+        shown: control.visualFocus
+    }
+
     background: Rectangle {
         x: control.leftPadding
         y: control.topPadding + control.availableHeight / 2 - height / 2

@@ -24,6 +24,12 @@ RowLayout {
         implicitHeight: 22
         radius: 11
         color: control.checked ? VelmoraTheme.success : Qt.rgba(1, 1, 1, 0.16)
+        activeFocusOnTab: true
+        Keys.onSpacePressed: control.toggled()
+        FocusRing {
+            shown: parent.activeFocus
+            controlRadius: 11
+        }
         Rectangle {
             width: 18
             height: 18

@@ -21,7 +21,7 @@ Flickable {
     contentHeight: column.implicitHeight + 56
     clip: true
     boundsBehavior: Flickable.StopAtBounds
-    ScrollBar.vertical: ScrollBar { policy: ScrollBar.AsNeeded }
+    ScrollBar.vertical: VelmoraScrollBar { objectName: "scrollBar" }
 
     ColumnLayout {
         id: column

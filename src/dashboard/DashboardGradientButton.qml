@@ -17,6 +17,11 @@ Button {
     opacity: !enabled ? 0.45 : (down ? 0.8 : 1)
     scale: down ? 0.98 : 1
 
+    FocusRing {
+        shown: control.visualFocus
+        controlRadius: 13
+    }
+
     contentItem: RowLayout {
         spacing: 8
         Symbol {

@@ -23,4 +23,12 @@ Card {
 
     HoverHandler { id: hover; cursorShape: Qt.PointingHandCursor }
     TapHandler { id: tap; onTapped: card.action() }
+    activeFocusOnTab: true
+    Keys.onSpacePressed: action()
+    Keys.onReturnPressed: action()
+    Keys.onEnterPressed: action()
+    FocusRing {
+        shown: card.activeFocus
+        controlRadius: card.radius
+    }
 }

@@ -26,6 +26,14 @@ Rectangle {
 
     HoverHandler { id: hover }
     TapHandler { onTapped: button.action() }
+    activeFocusOnTab: true
+    Keys.onSpacePressed: action()
+    Keys.onReturnPressed: action()
+    Keys.onEnterPressed: action()
+    FocusRing {
+        shown: button.activeFocus
+        controlRadius: button.radius
+    }
 
     RowLayout {
         anchors.fill: parent

@@ -32,7 +32,7 @@ Card {
         model: results.scanner ? results.scanner.files : null
         reuseItems: true
         boundsBehavior: Flickable.StopAtBounds
-        ScrollBar.vertical: ScrollBar { policy: ScrollBar.AsNeeded }
+        ScrollBar.vertical: VelmoraScrollBar { objectName: "scrollBar" }
         section.property: "groupHash"
         section.delegate: Item {
             id: sectionHeader

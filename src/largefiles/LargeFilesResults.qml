@@ -65,7 +65,7 @@ Card {
             model: results.scanner ? results.scanner.files : null
             reuseItems: true
             boundsBehavior: Flickable.StopAtBounds
-            ScrollBar.vertical: ScrollBar { policy: ScrollBar.AsNeeded }
+            ScrollBar.vertical: VelmoraScrollBar { objectName: "scrollBar" }
 
             delegate: LargeFileRow {
                 width: list.width

@@ -36,8 +36,13 @@ Card {
             selectionColor: VelmoraTheme.blue
             selectedTextColor: "white"
             font.pixelSize: 13
-            leftPadding: 0
-            background: Item {}
+            leftPadding: 4
+            background: Item {
+                FocusRing {
+                    shown: search.activeFocus
+                    controlRadius: 6
+                }
+            }
         }
         Item { Layout.fillWidth: true }
         Spinner {

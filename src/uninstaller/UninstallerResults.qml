@@ -43,7 +43,7 @@ Card {
         clip: true
         model: results.view.filteredApplications
         boundsBehavior: Flickable.StopAtBounds
-        ScrollBar.vertical: ScrollBar { policy: ScrollBar.AsNeeded }
+        ScrollBar.vertical: VelmoraScrollBar { objectName: "scrollBar" }
         delegate: ApplicationRow {
             width: list.width
             expanded: results.expanded[itemId] === true
