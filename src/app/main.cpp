@@ -1,25 +1,19 @@
-#include "VelmoraWindowDelegate.h"
-
 #include "AppSetup.h"
 #include "ImportQmlPlugins.h"
+#include "VelmoraApp.h"
 
 #include <QElapsedTimer>
 #include <QGuiApplication>
-#include <QQmlApplicationEngine>
 #include <QQuickWindow>
-#include <QUrl>
-#include <atomic>
 #include <cstdio>
+#include <memory>
 
 namespace {
 
 // VELMORA_STARTUP_REPORT=1 prints how long the first frame took, for measuring.
-void reportFirstFrame(QQmlApplicationEngine &engine, const QElapsedTimer &sinceStart)
+void reportFirstFrame(QQuickWindow *window, const QElapsedTimer &sinceStart)
 {
-    if (qEnvironmentVariableIsEmpty("VELMORA_STARTUP_REPORT") || engine.rootObjects().isEmpty())
-        return;
-    auto *window = qobject_cast<QQuickWindow *>(engine.rootObjects().constFirst());
-    if (!window)
+    if (qEnvironmentVariableIsEmpty("VELMORA_STARTUP_REPORT"))
         return;
     auto connection = std::make_shared<QMetaObject::Connection>();
     *connection = QObject::connect(
@@ -39,15 +33,10 @@ int main(int argc, char *argv[])
     AppSetup::configureApplication();
     AppSetup::warnAboutLayout();
 
-    QQmlApplicationEngine engine;
-    AppSetup::configureEngine(engine);
-    QObject::connect(
-        &engine, &QQmlApplicationEngine::objectCreationFailed, &app,
-        [] { QCoreApplication::exit(1); }, Qt::QueuedConnection);
-    engine.load(QUrl(QStringLiteral("qrc:/Velmora/app/Main.qml")));
-    reportFirstFrame(engine, sinceStart);
-
-    VelmoraWindowDelegate delegate;
-    delegate.applicationDidFinishLaunching();
+    VelmoraApp velmora;
+    if (!velmora.load())
+        return 1;
+    reportFirstFrame(velmora.window(), sinceStart);
+    velmora.finishLaunching();
     return app.exec();
 }

@@ -6,9 +6,10 @@ import Qt.labs.folderlistmodel
 import Velmora
 import Velmora.Core
 
-// The modal folder chooser: folders only, one at a time. The prompt button chooses
-// the highlighted subfolder, or the folder being shown when none is highlighted.
-// Cancel, Escape or closing answer nothing.
+// The modal folder chooser: folders only, one at a time. The prompt button (or
+// Return) chooses the highlighted subfolder, or the folder being shown when none
+// is highlighted. The arrow keys move the highlight, Right opens it and Left goes
+// up. Cancel, Escape or closing answer nothing.
 Popup {
     id: chooser
 
@@ -31,10 +32,23 @@ Popup {
         highlighted = "";
         answered = false;
         open();
+        list.forceActiveFocus();
     }
     function openFolder(folder) {
         currentFolder = folder;
         highlighted = "";
+        list.currentIndex = -1;
+    }
+    function accept() {
+        answered = true;
+        close();
+        chosen(highlighted !== "" ? highlighted : currentFolder);
+    }
+    function moveHighlight(by) {
+        if (folders.count === 0)
+            return;
+        list.currentIndex = Math.max(0, Math.min(folders.count - 1, list.currentIndex + by));
+        highlighted = folders.get(list.currentIndex, "filePath");
     }
     function parentOf(folder) {
         const i = folder.lastIndexOf("/");
@@ -68,6 +82,7 @@ Popup {
     }
 
     contentItem: ColumnLayout {
+        objectName: "folderChooser"
         spacing: 10
         Text {
             objectName: "chooserTitle"
@@ -88,6 +103,7 @@ Popup {
             Layout.fillWidth: true
             spacing: 8
             VelmoraButton {
+                objectName: "chooserUp"
                 small: true
                 symbol: "chevron.left"
                 enabled: chooser.currentFolder !== "/"
@@ -109,17 +125,31 @@ Popup {
             radius: 10
             color: Qt.rgba(1, 1, 1, 0.03)
             border.color: VelmoraTheme.border
+            FocusRing {
+                shown: list.activeFocus
+                controlRadius: 10
+            }
             ListView {
                 id: list
                 anchors.fill: parent
                 anchors.margins: 4
                 clip: true
                 model: folders
+                currentIndex: -1
+                activeFocusOnTab: true
                 boundsBehavior: Flickable.StopAtBounds
-                ScrollBar.vertical: ScrollBar {}
+                Keys.onUpPressed: chooser.moveHighlight(-1)
+                Keys.onDownPressed: chooser.moveHighlight(1)
+                Keys.onRightPressed: if (chooser.highlighted !== "") chooser.openFolder(chooser.highlighted)
+                Keys.onLeftPressed: if (chooser.currentFolder !== "/") chooser.openFolder(chooser.parentOf(chooser.currentFolder))
+                Keys.onReturnPressed: chooser.accept()
+                Keys.onEnterPressed: chooser.accept()
+                ScrollBar.vertical: VelmoraScrollBar { objectName: "scrollBar" }
                 delegate: Rectangle {
+                    required property int index
                     required property string fileName
                     required property string filePath
+                    objectName: "chooserFolder_" + fileName
                     width: list.width
                     height: 30
                     radius: 7
@@ -140,7 +170,10 @@ Popup {
                         }
                     }
                     TapHandler {
-                        onTapped: chooser.highlighted = filePath
+                        onTapped: {
+                            list.currentIndex = index;
+                            chooser.highlighted = filePath;
+                        }
                         onDoubleTapped: chooser.openFolder(filePath)
                     }
                 }
@@ -158,11 +191,7 @@ Popup {
                 objectName: "chooserAccept"
                 kind: "prominent"
                 text: chooser.prompt
-                onClicked: {
-                    chooser.answered = true;
-                    chooser.close();
-                    chooser.chosen(chooser.highlighted !== "" ? chooser.highlighted : chooser.currentFolder);
-                }
+                onClicked: chooser.accept()
             }
         }
     }

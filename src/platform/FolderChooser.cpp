@@ -29,9 +29,6 @@ FolderChooser *FolderChooser::create(QQmlEngine *, QJSEngine *)
 
 void FolderChooser::choose(const FolderRequest &request, QObject *context, Answer onChosen)
 {
-    // One modal chooser at a time: a second request while one is open is ignored.
-    if (m_pending)
-        return;
     m_context = context;
     m_pending = std::move(onChosen);
     Q_EMIT requested(request.title, request.message, request.prompt);

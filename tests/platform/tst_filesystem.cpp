@@ -126,15 +126,29 @@ void TestFileSystem::folderChooserAnswersOnlyAChosenFolder()
     QCOMPARE(chosen, QStringList({"/srv/with space"}));
     QCOMPARE(chooser.lastRequest.prompt, QStringLiteral("P"));
 
+    FolderChooser::setCurrent(nullptr);
+    FolderChooser *app = FolderChooser::current();
+    QCOMPARE(FolderChooser::create(nullptr, nullptr), app);
+
     // The asker may be gone when the answer comes.
     auto *shortLived = new QObject;
-    FolderChooser plain;
     bool called = false;
-    plain.choose(request, shortLived, [&](const QString &) { called = true; });
+    app->choose(request, shortLived, [&](const QString &) { called = true; });
     delete shortLived;
-    plain.accept(QStringLiteral("/srv"));
+    app->accept(QStringLiteral("/srv"));
     QVERIFY(!called);
-    FolderChooser::setCurrent(nullptr);
+    QVERIFY(!app->isWaiting());
+
+    // A request whose dialog went away unanswered never blocks the next one.
+    QStringList answered;
+    app->choose(request, &context,
+                [&](const QString &f) { answered << QStringLiteral("first ") + f; });
+    app->choose(request, &context,
+                [&](const QString &f) { answered << QStringLiteral("second ") + f; });
+    app->accept(QStringLiteral("/srv"));
+    QCOMPARE(answered, QStringList({"second /srv"}));
+    app->reject();
+    QVERIFY(!app->isWaiting());
 }
 
 QTEST_GUILESS_MAIN(TestFileSystem)

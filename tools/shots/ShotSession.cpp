@@ -1,7 +1,5 @@
 #include "ShotSession.h"
 
-#include "AppSetup.h"
-
 #include <QCoreApplication>
 #include <QDir>
 #include <QElapsedTimer>
@@ -15,13 +13,9 @@ ShotSession::ShotSession(const QString &outDir) : m_outDir(outDir) {}
 
 bool ShotSession::start()
 {
-    AppSetup::configureEngine(m_engine);
-    m_engine.load(QUrl(QStringLiteral("qrc:/Velmora/app/Main.qml")));
-    if (m_engine.rootObjects().isEmpty()) {
-        std::fprintf(stderr, "velmora-shots: the main window did not load\n");
+    if (!m_app.load())
         return false;
-    }
-    m_window = qobject_cast<QQuickWindow *>(m_engine.rootObjects().constFirst());
+    m_window = m_app.window();
     m_content = m_window ? m_window->findChild<QObject *>(QStringLiteral("contentView")) : nullptr;
     if (!m_content) {
         std::fprintf(stderr, "velmora-shots: no content view in the main window\n");

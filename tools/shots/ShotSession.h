@@ -1,6 +1,7 @@
 #pragma once
 
-#include <QQmlApplicationEngine>
+#include "VelmoraApp.h"
+
 #include <QString>
 #include <functional>
 
@@ -30,7 +31,7 @@ public:
 
 private:
     QString m_outDir;
-    QQmlApplicationEngine m_engine;
+    VelmoraApp m_app;
     QQuickWindow *m_window = nullptr;
     QObject *m_content = nullptr;
     int m_failures = 0;
