@@ -52,4 +52,19 @@ ApplicationWindow {
         objectName: "contentView"
         anchors.fill: parent
     }
+
+    Notice {
+        id: notice
+        objectName: "notice"
+        anchors.horizontalCenter: parent.horizontalCenter
+        anchors.bottom: parent.bottom
+        anchors.bottomMargin: 96
+    }
+
+    Connections {
+        target: FileViewer
+        function onRevealFailed() {
+            notice.show("No hay ningún visor de archivos disponible para mostrar este elemento.");
+        }
+    }
 }

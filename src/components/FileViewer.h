@@ -15,6 +15,13 @@ public:
     using QObject::QObject;
 
     // Asks the file manager to select the item; when no file manager answers,
-    // opens the folder that holds it.
-    Q_INVOKABLE static void reveal(const QString &path);
+    // opens the folder that holds it. When neither can be done, revealFailed()
+    // follows so that the window can tell the user.
+    Q_INVOKABLE void reveal(const QString &path);
+
+Q_SIGNALS:
+    void revealFailed(const QString &path);
+
+private:
+    void openFolder(const QString &path);
 };
