@@ -15,13 +15,19 @@ Rectangle {
     implicitHeight: 46
     radius: 12
     color: hover.hovered && !selected ? Qt.rgba(1, 1, 1, 0.04) : "transparent"
-    gradient: selected ? selectedGradient : null
 
-    Gradient {
-        id: selectedGradient
-        orientation: Gradient.Horizontal
-        GradientStop { position: 0; color: Qt.rgba(77 / 255, 117 / 255, 245 / 255, 1) }
-        GradientStop { position: 1; color: Qt.rgba(40 / 255, 217 / 255, 196 / 255, 1) }
+    // The selected fill is its own layer: a gradient switched on and off by a
+    // binding on the row's own `gradient` was never drawn.
+    Rectangle {
+        objectName: "selectedFill"
+        anchors.fill: parent
+        radius: parent.radius
+        visible: button.selected
+        gradient: Gradient {
+            orientation: Gradient.Horizontal
+            GradientStop { position: 0; color: Qt.rgba(77 / 255, 117 / 255, 245 / 255, 1) }
+            GradientStop { position: 1; color: Qt.rgba(40 / 255, 217 / 255, 196 / 255, 1) }
+        }
     }
 
     HoverHandler { id: hover }
