@@ -16,8 +16,11 @@ Popup {
     modal: true
     focus: true
     anchors.centerIn: T.Overlay.overlay
-    width: 420
     padding: 22
+    // Wide enough for its buttons with the same padding on every side, and never
+    // wider than the window.
+    width: Math.min(Math.max(420, buttonRow.implicitWidth + leftPadding + rightPadding),
+                    parent ? parent.width - 48 : 420)
     closePolicy: Popup.CloseOnEscape
 
     T.Overlay.modal: Rectangle { color: Qt.rgba(0, 0, 0, 0.55) }

@@ -17,7 +17,7 @@ ScrollBar {
         radius: width / 2
         visible: bar.size < 1.0
         color: bar.pressed ? Qt.rgba(1, 1, 1, 0.55)
-                           : bar.active || bar.hovered ? Qt.rgba(1, 1, 1, 0.4) : Qt.rgba(1, 1, 1, 0.22)
+                           : bar.active || bar.hovered ? Qt.rgba(1, 1, 1, 0.45) : Qt.rgba(1, 1, 1, 0.28)
     }
     background: Item {}
 }

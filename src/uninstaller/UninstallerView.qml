@@ -127,7 +127,6 @@ Item {
     ConfirmDialog {
         id: confirm
         objectName: "uninstallConfirmation"
-        width: 500
         title: "¿Desinstalar las aplicaciones seleccionadas?"
         message: view.scanner
                  ? view.scanner.selectedCount + " aplicación(es), " + Formatters.formatBytes(view.scanner.selectedSize)
