@@ -18,6 +18,7 @@ Rectangle {
         id: label
         anchors.centerIn: parent
         text: badge.text
+        textFormat: Text.PlainText
         color: badge.tint
         font.pixelSize: 10
         font.bold: true

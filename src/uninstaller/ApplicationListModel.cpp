@@ -1,6 +1,8 @@
 #include "ApplicationListModel.h"
 
+#include "FileLocation.h"
 #include "Formatters.h"
+#include "SystemLayout.h"
 
 #include <QUrl>
 
@@ -10,12 +12,38 @@ void ApplicationListModel::setApplications(const QList<InstalledApplication> &ap
     beginReset();
     m_applications = applications;
     m_iconPaths = iconPaths;
+    // The same application twice: equal names, or equal identifiers.
+    QHash<QString, int> seen;
+    for (const InstalledApplication &app : applications) {
+        ++seen[QStringLiteral("n:") + app.name];
+        if (app.bundleIdentifier)
+            ++seen[QStringLiteral("i:") + *app.bundleIdentifier];
+    }
+    m_installedTwice.clear();
+    for (const InstalledApplication &app : applications)
+        if (seen.value(QStringLiteral("n:") + app.name) > 1 ||
+            (app.bundleIdentifier && seen.value(QStringLiteral("i:") + *app.bundleIdentifier) > 1))
+            m_installedTwice.insert(app.id());
     QList<QString> ids;
     ids.reserve(applications.size());
     for (const InstalledApplication &app : applications)
         ids.append(app.id());
     endReset(std::move(ids));
 }
+
+namespace {
+
+// "~/Applications" or "/Applications", as the user knows these folders.
+QString installedFolderText(const QString &bundle)
+{
+    const QString folder = FileLocation::deletingLastPathComponent(bundle);
+    const QString home = SystemLayout::homeFolder();
+    if (folder == home || folder.startsWith(home + QLatin1Char('/')))
+        return QLatin1Char('~') + folder.mid(home.size());
+    return SystemLayout::pathRelativeToRoot(folder);
+}
+
+} // namespace
 
 QVariant ApplicationListModel::data(const QModelIndex &index, int role) const
 {
@@ -52,6 +80,8 @@ QVariant ApplicationListModel::data(const QModelIndex &index, int role) const
         const QString icon = m_iconPaths.value(app.id());
         return icon.isEmpty() ? QUrl() : QUrl::fromLocalFile(icon);
     }
+    case InstalledFolderRole:
+        return m_installedTwice.contains(app.id()) ? installedFolderText(app.url) : QString();
     case SelectedRole:
         return isSelected(index.row());
     default:
@@ -74,5 +104,6 @@ QHash<int, QByteArray> ApplicationListModel::roleNames() const
             {RelatedFilesRole, "relatedFiles"},
             {RelatedCountRole, "relatedCount"},
             {IconUrlRole, "iconUrl"},
+            {InstalledFolderRole, "installedFolder"},
             {SelectedRole, "selected"}};
 }

@@ -4,6 +4,7 @@
 #include "SelectableListModel.h"
 
 #include <QHash>
+#include <QSet>
 #include <QtQml/qqmlregistration.h>
 
 // The installed applications as the uninstaller lists them, with their icons.
@@ -29,6 +30,9 @@ public:
         RelatedFilesRole,
         RelatedCountRole,
         IconUrlRole,
+        // The folder that holds the bundle ("/Applications", "~/Applications"),
+        // when the same application is listed more than once; else empty.
+        InstalledFolderRole,
         SelectedRole,
     };
     Q_ENUM(Role)
@@ -50,4 +54,5 @@ protected:
 private:
     QList<InstalledApplication> m_applications;
     QHash<QString, QString> m_iconPaths;
+    QSet<QString> m_installedTwice;
 };

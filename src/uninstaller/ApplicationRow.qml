@@ -18,6 +18,7 @@ Item {
     required property var relatedFiles
     required property int relatedCount
     required property url iconUrl
+    required property string installedFolder
     required property bool selected
     property bool expanded: false
     signal toggled
@@ -74,15 +75,30 @@ Item {
         ColumnLayout {
             Layout.fillWidth: true
             spacing: 1
-            Text {
-                objectName: "nameLine"
+            RowLayout {
                 Layout.fillWidth: true
-                text: row.name
-                color: "white"
-                font.pixelSize: 14
-                font.weight: Font.DemiBold
-                elide: Text.ElideRight
-                textFormat: Text.PlainText
+                spacing: 8
+                Text {
+                    objectName: "nameLine"
+                    Layout.fillWidth: row.installedFolder === ""
+                    text: row.name
+                    color: "white"
+                    font.pixelSize: 14
+                    font.weight: Font.DemiBold
+                    elide: Text.ElideRight
+                    textFormat: Text.PlainText
+                }
+                // Installed twice: each row says which copy it is.
+                Badge {
+                    objectName: "installedFolderBadge"
+                    visible: row.installedFolder !== ""
+                    text: "En " + row.installedFolder
+                    tint: VelmoraTheme.cyan
+                }
+                Item {
+                    visible: row.installedFolder !== ""
+                    Layout.fillWidth: true
+                }
             }
             Text {
                 objectName: "versionLine"
