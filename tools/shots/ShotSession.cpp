@@ -92,9 +92,20 @@ void ShotSession::failed(const QString &what)
     ++m_failures;
 }
 
+void ShotSession::resize(int width, int height)
+{
+    m_window->resize(width, height);
+    settle(300);
+}
+
 bool ShotSession::shoot(const QString &name)
 {
     settle();
+    return shootNow(name);
+}
+
+bool ShotSession::shootNow(const QString &name)
+{
     const QImage image = m_window->grabWindow();
     const QString path = QDir(m_outDir).filePath(name + QStringLiteral(".png"));
     if (image.isNull() || !image.save(path)) {
@@ -119,5 +130,9 @@ int ShotSession::renderAll()
     showDashboard();
     shootUninstaller(*this);
     showDashboard();
+    shootChooser(*this);
+    shootFocus(*this);
+    shootScanning(*this);
+    shootMinimumSize(*this);
     return m_failures;
 }

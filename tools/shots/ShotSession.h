@@ -20,6 +20,9 @@ public:
 
     // For the per-module shot lists.
     bool shoot(const QString &name);
+    // Without letting the event loop run first, so a state about to end is kept.
+    bool shootNow(const QString &name);
+    void resize(int width, int height);
     void settle(int ms = 150);
     bool waitFor(const std::function<bool()> &condition, int timeoutMs = 60000);
     QObject *find(const QString &objectName) const;
@@ -28,6 +31,7 @@ public:
     void showDashboard();
     void failed(const QString &what);
     int failures() const { return m_failures; }
+    QQuickWindow *window() const { return m_window; }
 
 private:
     QString m_outDir;
@@ -42,3 +46,7 @@ void shootLargeFiles(ShotSession &session);
 void shootCleanup(ShotSession &session);
 void shootDuplicates(ShotSession &session);
 void shootUninstaller(ShotSession &session);
+void shootChooser(ShotSession &session);
+void shootFocus(ShotSession &session);
+void shootScanning(ShotSession &session);
+void shootMinimumSize(ShotSession &session);
