@@ -4,7 +4,8 @@
 #include <QVariant>
 
 // The uninstaller on the demo applications: the list with icons, a selection with
-// one application's leftovers unfolded, a search, the confirmation and an error.
+// one application's leftovers unfolded, searches (one finding an application
+// installed twice), the confirmation and an error.
 void shootUninstaller(ShotSession &session)
 {
     QObject *screen = session.openModule(QStringLiteral("uninstaller"));
@@ -39,6 +40,9 @@ void shootUninstaller(ShotSession &session)
 
     screen->setProperty("searchText", QStringLiteral("com.a"));
     session.shoot(QStringLiteral("uninstaller-search"));
+    // Quill is installed in both Applications folders: each row says which.
+    screen->setProperty("searchText", QStringLiteral("Quill"));
+    session.shoot(QStringLiteral("uninstaller-installed-twice"));
     screen->setProperty("searchText", QStringLiteral("zzz"));
     session.shoot(QStringLiteral("uninstaller-search-empty"));
     screen->setProperty("searchText", QString());
