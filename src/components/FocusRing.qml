@@ -10,6 +10,7 @@ Rectangle {
     // The corner radius of the control it surrounds.
     property real controlRadius: 8
 
+    objectName: "focusRing"
     anchors.fill: parent
     anchors.margins: -3
     radius: controlRadius + 3

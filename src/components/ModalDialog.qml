@@ -26,6 +26,7 @@ Popup {
     T.Overlay.modal: Rectangle { color: Qt.rgba(0, 0, 0, 0.55) }
 
     background: Rectangle {
+        objectName: "dialogPanel"
         radius: 16
         color: "#0F1B2A"
         border.color: Qt.rgba(1, 1, 1, 0.14)

@@ -90,21 +90,34 @@ QQuickItem *AppJourney::waitForItem(const QString &objectName, int timeoutMs) co
 QQuickItem *AppJourney::row(const QString &list, const char *role, const QString &value) const
 {
     QQuickItem *view = item(list);
-    if (!view)
-        return nullptr;
-    const int count = view->property("count").toInt();
+    const int count = view ? view->property("count").toInt() : 0;
     for (int i = 0; i < count; ++i) {
         QMetaObject::invokeMethod(view, "positionViewAtIndex", Q_ARG(int, i), Q_ARG(int, 0));
         settle(30);
-        QQuickItem *contents = view->property("contentItem").value<QQuickItem *>();
-        const QList<QQuickItem *> delegates =
-            contents ? contents->childItems() : QList<QQuickItem *>();
-        for (QQuickItem *delegate : delegates)
-            if (delegate->property("index").toInt() == i &&
-                delegate->property(role).toString() == value && isShown(delegate))
-                return delegate;
+        QQuickItem *delegate = nullptr;
+        QMetaObject::invokeMethod(view, "itemAtIndex", Q_RETURN_ARG(QQuickItem *, delegate),
+                                  Q_ARG(int, i));
+        if (delegate && delegate->property(role).toString() == value && isShown(delegate))
+            return delegate;
     }
     return nullptr;
+}
+
+QStringList AppJourney::selectedRows(const QString &list, const char *role) const
+{
+    QStringList values;
+    QQuickItem *view = item(list);
+    const int count = view ? view->property("count").toInt() : 0;
+    for (int i = 0; i < count; ++i) {
+        QMetaObject::invokeMethod(view, "positionViewAtIndex", Q_ARG(int, i), Q_ARG(int, 0));
+        settle(30);
+        QQuickItem *delegate = nullptr;
+        QMetaObject::invokeMethod(view, "itemAtIndex", Q_RETURN_ARG(QQuickItem *, delegate),
+                                  Q_ARG(int, i));
+        if (delegate && delegate->property("selected").toBool())
+            values << delegate->property(role).toString();
+    }
+    return values;
 }
 
 QString AppJourney::text(const QString &objectName) const

@@ -37,6 +37,8 @@ public:
     QQuickItem *waitForItem(const QString &objectName, int timeoutMs = 5000) const;
     // The delegate of `list` whose `role` property reads `value`, scrolled into view.
     QQuickItem *row(const QString &list, const char *role, const QString &value) const;
+    // The `role` of every row of `list` whose checkbox is on, in list order.
+    QStringList selectedRows(const QString &list, const char *role) const;
     QString text(const QString &objectName) const;
     // The value of a summary card.
     QString cardValue(const QString &card) const;
