@@ -14,7 +14,21 @@ PACKAGES=(qt6-base-dev qt6-declarative-dev qml6-module-qtquick qml6-module-qtqui
     libssl-dev fonts-material-design-icons-iconfont fonts-inter cmake ninja-build g++ pkg-config)
 
 BUILD=build
-DEMO="$PWD/$BUILD/demo-mac"
+
+# The demo Mac tree lives in the build folder, except in a checkout under /tmp:
+# the generator never builds there (it is emptied behind one's back, and /tmp is
+# a suspicious place to the protection rules), so the tree goes to the user's
+# cache folder instead.
+demo_folder() {
+    local here tmp
+    here=$(pwd -P)
+    tmp=$(cd /tmp && pwd -P)
+    case "$here/" in
+    /tmp/* | "$tmp"/*) echo "${XDG_CACHE_HOME:-$HOME/.cache}/velmora/demo-mac" ;;
+    *) echo "$here/$BUILD/demo-mac" ;;
+    esac
+}
+DEMO=$(demo_folder)
 
 install_missing() {
     local missing=()

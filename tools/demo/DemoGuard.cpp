@@ -18,14 +18,10 @@ QByteArray encoded(const QString &path)
     return QFile::encodeName(path);
 }
 
-bool isUnderTmp(const QString &resolved)
+bool isUnder(const QString &resolved, const QStringList &roots)
 {
-    QStringList tmpRoots{QStringLiteral("/tmp")};
-    const QString realTmp = QFileInfo(QStringLiteral("/tmp")).canonicalFilePath();
-    if (!realTmp.isEmpty() && realTmp != tmpRoots.first())
-        tmpRoots << realTmp;
-    for (const QString &tmp : tmpRoots)
-        if (resolved == tmp || resolved.startsWith(tmp + QLatin1Char('/')))
+    for (const QString &root : roots)
+        if (resolved == root || resolved.startsWith(root + QLatin1Char('/')))
             return true;
     return false;
 }
@@ -116,13 +112,22 @@ QString resolvedPath(const QString &path)
     return resolvedPathFrom(QDir::cleanPath(QDir::current().absoluteFilePath(path)), 0);
 }
 
-Decision decide(const QString &folder, bool force)
+QStringList temporaryRoots()
+{
+    QStringList roots{QStringLiteral("/tmp")};
+    const QString realTmp = QFileInfo(QStringLiteral("/tmp")).canonicalFilePath();
+    if (!realTmp.isEmpty() && realTmp != roots.first())
+        roots << realTmp;
+    return roots;
+}
+
+Decision decide(const QString &folder, bool force, const QStringList &refusedRoots)
 {
     const QString resolved = resolvedPath(folder);
-    if (isUnderTmp(resolved))
-        return {Action::Refuse, QStringLiteral("%1 resolves to %2, under /tmp; choose a folder "
-                                               "outside /tmp")
-                                    .arg(folder, resolved)};
+    if (isUnder(resolved, refusedRoots))
+        return {Action::Refuse, QStringLiteral("%1 resolves to %2, under %3; choose a folder "
+                                               "outside it")
+                                    .arg(folder, resolved, refusedRoots.first())};
     struct stat st;
     if (stat(encoded(folder).constData(), &st) != 0)
         return errno == ENOENT ? Decision{Action::Build, {}}

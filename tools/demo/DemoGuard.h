@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 #include <QString>
+#include <QStringList>
 
 // Keeps the generator from touching anything but a demo tree of its own: it
 // builds into an empty or missing folder, rebuilds only a folder that carries
@@ -32,7 +33,11 @@ struct Decision
     QString message;
 };
 
-Decision decide(const QString &folder, bool force);
+// The folders no demo tree may be built under: /tmp, and where it really is.
+QStringList temporaryRoots();
+// `refusedRoots` stands in for temporaryRoots() where a test needs other ones.
+Decision decide(const QString &folder, bool force,
+                const QStringList &refusedRoots = temporaryRoots());
 
 // Removes everything in folder but the marker, without following links or
 // crossing into other file systems.
