@@ -12,6 +12,8 @@ PACKAGES=(qt6-base-dev qt6-declarative-dev qml6-module-qtquick qml6-module-qtqui
     qml6-module-qt-labs-folderlistmodel qml6-module-qtquick-shapes qml6-module-qtquick-window
     qml6-module-qttest qml6-module-qtqml-workerscript qt6-image-formats-plugins libplist-dev
     libssl-dev fonts-material-design-icons-iconfont fonts-inter cmake ninja-build g++ pkg-config)
+# What only the tests use: trash-cli reads back what our Trash writes.
+TEST_PACKAGES=(trash-cli)
 
 BUILD=build
 
@@ -67,7 +69,7 @@ run)
     demo_env "$BUILD/src/velmora"
     ;;
 test)
-    install_missing
+    install_missing "${TEST_PACKAGES[@]}"
     build
     QT_QPA_PLATFORM=offscreen ctest --test-dir "$BUILD" --output-on-failure -j2
     ;;

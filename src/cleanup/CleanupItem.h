@@ -1,5 +1,6 @@
 #pragma once
 
+#include "FileIdentity.h"
 #include "FileLocation.h"
 
 #include <QString>
@@ -18,6 +19,7 @@ struct CleanupItem
     bool isProtected = false;
     QString protectionReason; // empty when not protected
 
+    FileIdentity identity; // which entry the scan listed
     QString id() const { return FileLocation::standardizedPath(url); }
     bool operator==(const CleanupItem &) const = default;
 };

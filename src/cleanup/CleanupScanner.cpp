@@ -121,8 +121,10 @@ void CleanupScanner::scan()
     setStatusText(QStringLiteral("Calculando el espacio ocupado por las cachés…"));
 
     const QString folder = m_cachesURL;
+    const QString home = m_accessRootURL;
+    m_root = ScanRoot::resolve(folder);
     runWalk<QList<CleanupItem>>(
-        [folder] { return scanTopLevelCaches(folder); },
+        [folder, home] { return scanTopLevelCaches(folder, home); },
         [this](QList<CleanupItem> found) {
             // Unprotected first, then larger first; ties keep the listing order.
             std::stable_sort(found.begin(), found.end(),
@@ -170,8 +172,17 @@ QString listingError(const QString &folder, int error)
 
 } // namespace
 
-WalkOutcome<QList<CleanupItem>> CleanupScanner::scanTopLevelCaches(const QString &folder)
+WalkOutcome<QList<CleanupItem>> CleanupScanner::scanTopLevelCaches(const QString &folder,
+                                                                   const QString &home)
 {
+    // A cache folder that leads to the home, or to a folder holding it, would
+    // list the user's own folders as caches.
+    if (folder == home ||
+        home.startsWith(folder.endsWith(QLatin1Char('/')) ? folder : folder + QLatin1Char('/')))
+        return WalkOutcome<QList<CleanupItem>>::failure(
+            QStringLiteral("No se analizó “%1”: la carpeta de cachés lleva a tu carpeta de inicio "
+                           "o a una carpeta que la contiene.")
+                .arg(folder));
     int error = 0;
     const auto children = FileSystem::listDirectory(folder, true, &error);
     if (!children)
@@ -191,6 +202,7 @@ WalkOutcome<QList<CleanupItem>> CleanupScanner::scanTopLevelCaches(const QString
             item.itemCount = child.isRegularFile ? 1 : 0;
         }
         item.modificationDateMs = child.modificationTimeMs;
+        item.identity = {child.device, child.inode, child.fileSize, child.modificationTimeMs};
         item.isDirectory = child.isDirectory;
         const CleanupRules::Protection protection = CleanupRules::protectionInfo(child.name);
         item.isProtected = protection.isProtected;
@@ -251,7 +263,7 @@ void CleanupScanner::moveSelectedToTrash()
     for (const CleanupItem &item : selected)
         if (!item.isProtected) // never, whatever sits in the selection
             movable.append(item);
-    const auto [moved, failed] = Trash::moveEachToTrash(movable);
+    const auto [moved, failed] = Trash::moveEachToTrash(movable, m_root);
     QList<CleanupItem> remaining;
     for (const CleanupItem &item : items())
         if (!moved.contains(item.id()))

@@ -3,6 +3,7 @@
 #include "CleanupItem.h"
 #include "CleanupListModel.h"
 #include "RunningApplications.h"
+#include "ScanRoot.h"
 #include "ScannerBase.h"
 #include "SmartCleanupMode.h"
 
@@ -71,7 +72,9 @@ public:
     void setClock(Clock clock) { m_clock = std::move(clock); }
 
     // The background work: the visible top-level entries of the cache folder.
-    static WalkOutcome<QList<CleanupItem>> scanTopLevelCaches(const QString &folder);
+    // Refuses a cache folder that is the home folder or holds it.
+    static WalkOutcome<QList<CleanupItem>> scanTopLevelCaches(const QString &folder,
+                                                              const QString &home);
     // Logical bytes and count of the visible regular files below a folder.
     static std::pair<qint64, int> folderStatistics(const QString &folder);
 
@@ -90,6 +93,7 @@ private:
     CleanupListModel m_model;
     QSet<QString> m_selected;
     QString m_cachesURL;
+    ScanRoot m_root; // where the last scan started, for its removals
     QString m_accessRootURL;
     bool m_isMovingToTrash = false;
     RunningApplicationsSource m_runningApplications;

@@ -21,12 +21,7 @@ std::atomic<qint64> g_opened{0};
 struct FileDescriptor
 {
     int fd = -1;
-    explicit FileDescriptor(const QString &path)
-        : fd(::open(FileLocation::encode(path).constData(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW))
-    {
-        if (fd >= 0)
-            ++g_opened;
-    }
+    explicit FileDescriptor(const QString &path) : fd(ContentDigest::openForReading(path)) {}
     ~FileDescriptor()
     {
         if (fd >= 0)
@@ -106,10 +101,18 @@ std::optional<QByteArray> edgeFingerprint(const QString &path, qint64 size)
 
 int openForReading(const QString &path)
 {
-    const int fd =
-        ::open(FileLocation::encode(path).constData(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW);
-    if (fd >= 0)
-        ++g_opened;
+    // Never blocking, and only a regular file: a name swapped for a pipe or a
+    // device after the walk must not hold the scan.
+    const int fd = ::open(FileLocation::encode(path).constData(),
+                          O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
+    if (fd < 0)
+        return -1;
+    ++g_opened;
+    struct stat st;
+    if (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
+        ::close(fd);
+        return -1;
+    }
     return fd;
 }
 

@@ -7,6 +7,7 @@
 #include "RegularFileWalk.h"
 
 #include <QHash>
+#include <QSet>
 #include <algorithm>
 #include <map>
 
@@ -68,7 +69,7 @@ WalkOutcome<QList<DuplicateGroup>> findDuplicates(const QString &inside, qint64 
         if (!entry.isReadable() || entry.allocatedSize() < minimumBytes)
             return std::nullopt;
         return Candidate{{entry.path(), entry.fileName(), entry.folderPath(), entry.allocatedSize(),
-                          entry.modificationTimeMs()},
+                          entry.modificationTimeMs(), FileIdentity::of(entry.st)},
                          qint64(entry.st.st_size)};
     };
     const auto found =
@@ -80,9 +81,16 @@ WalkOutcome<QList<DuplicateGroup>> findDuplicates(const QString &inside, qint64 
     // Buckets by content length. Identical files always share it, while their
     // blocks on disk need not match: ext4 counts a large file's extent blocks in
     // its allocation, so copies written at different times differ by a block or two.
+    // One file is one file: other names of an inode (hard links, or a folder
+    // reached twice through a bind mount) are never its duplicates.
     std::map<qint64, QList<Candidate>> bySize;
+    QSet<std::pair<quint64, quint64>> seen;
     for (const Candidate &c : *found)
-        bySize[c.logicalSize].append(c);
+        if (const std::pair inode{c.item.identity.device, c.item.identity.inode};
+            !seen.contains(inode)) {
+            seen.insert(inode);
+            bySize[c.logicalSize].append(c);
+        }
     QList<QList<Candidate>> sameSize;
     for (auto &[size, list] : bySize)
         if (list.size() >= 2)

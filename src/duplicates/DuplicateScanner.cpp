@@ -103,6 +103,7 @@ void DuplicateScanner::scan(const QString &folder, int minimumSizeMB)
     setGroups({});
     setSelectedFileIDs({});
     setErrorMessage(QString());
+    m_root = ScanRoot::resolve(folderPath);
     setScanning(true);
     setStatusText(QStringLiteral("Buscando archivos duplicados en %1…")
                       .arg(FileLocation::lastPathComponent(folderPath)));
@@ -128,6 +129,15 @@ void DuplicateScanner::scan(const QString &folder, int minimumSizeMB)
             setStatusText(QStringLiteral("No fue posible completar el análisis."));
             setScanning(false);
         });
+}
+
+std::optional<DuplicateFileItem> DuplicateScanner::keeperOf(const DuplicateFileItem &item) const
+{
+    for (const DuplicateGroup &group : m_groups)
+        for (const DuplicateFileItem &file : group.files)
+            if (file.id() == item.id())
+                return DuplicateOrder::keeper(group);
+    return std::nullopt;
 }
 
 bool DuplicateScanner::isKeeper(const DuplicateFileItem &item) const
@@ -200,7 +210,22 @@ void DuplicateScanner::moveSelectedToTrash()
     }
     setMovingToTrash(true);
     setErrorMessage(QString());
-    const auto [moved, failed] = Trash::moveEachToTrash(toMove);
+    // A copy goes only while it and its group's keeper are still the files the
+    // scan compared: same inode, length and date. Otherwise the copy may be the
+    // last one left, or no longer a copy at all.
+    Trash::BatchOutcome outcome;
+    for (const DuplicateFileItem &copy : toMove) {
+        const std::optional<DuplicateFileItem> keeper = keeperOf(copy);
+        const bool keeperIntact = keeper && PinnedItem::pin(m_root, keeper->url, keeper->identity,
+                                                            PinnedItem::Check::Unchanged)
+                                                .has_value();
+        if (keeperIntact && Trash::moveToTrash(m_root, copy.url, copy.identity, nullptr,
+                                               PinnedItem::Check::Unchanged))
+            outcome.moved.insert(copy.id());
+        else
+            outcome.failedNames.append(copy.name);
+    }
+    const auto &[moved, failed] = outcome;
     QList<DuplicateGroup> rebuilt;
     for (const DuplicateGroup &group : m_groups) {
         DuplicateGroup kept{group.hash, {}};

@@ -2,6 +2,7 @@
 
 #include "DuplicateListModel.h"
 #include "DuplicateTypes.h"
+#include "ScanRoot.h"
 #include "ScannerBase.h"
 
 #include <QSet>
@@ -53,6 +54,8 @@ public:
     void toggleSelection(const DuplicateFileItem &item);
     Q_INVOKABLE void toggleSelection(const QString &itemId);
     bool isKeeper(const DuplicateFileItem &item) const;
+    // The file kept in the item's group; nothing when it is in none.
+    std::optional<DuplicateFileItem> keeperOf(const DuplicateFileItem &item) const;
     Q_INVOKABLE void selectRecommendedCopies();
     Q_INVOKABLE void moveSelectedToTrash();
     // For the section headers.
@@ -74,5 +77,6 @@ private:
     DuplicateListModel m_model;
     QSet<QString> m_selected;
     QString m_selectedFolder;
+    ScanRoot m_root; // where the last scan started, for its removals
     bool m_isMovingToTrash = false;
 };

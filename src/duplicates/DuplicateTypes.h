@@ -1,5 +1,6 @@
 #pragma once
 
+#include "FileIdentity.h"
 #include "FileLocation.h"
 
 #include <QList>
@@ -14,6 +15,7 @@ struct DuplicateFileItem
     QString path;    // the folder that holds it
     qint64 size = 0; // on disk
     std::optional<qint64> modificationDateMs;
+    FileIdentity identity; // which file the scan saw, with its length and date then
 
     QString id() const { return FileLocation::standardizedPath(url); }
     bool operator==(const DuplicateFileItem &) const = default;

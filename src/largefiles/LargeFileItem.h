@@ -1,5 +1,6 @@
 #pragma once
 
+#include "FileIdentity.h"
 #include "FileLocation.h"
 
 #include <QString>
@@ -13,6 +14,7 @@ struct LargeFileItem
     QString path;    // the folder that holds it
     qint64 size = 0; // on disk: allocated size, else logical size
     std::optional<qint64> modificationDateMs;
+    FileIdentity identity; // which file the scan saw
 
     QString id() const { return FileLocation::standardizedPath(url); }
     bool operator==(const LargeFileItem &) const = default;

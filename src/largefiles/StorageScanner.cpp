@@ -98,6 +98,7 @@ void StorageScanner::scan(const QString &folder, int minimumSizeMB)
     setFiles({});
     setSelectedFileIDs({});
     setErrorMessage(QString());
+    m_root = ScanRoot::resolve(folderPath);
     setScanning(true);
     setStatusText(
         QStringLiteral("Analizando %1…").arg(FileLocation::lastPathComponent(folderPath)));
@@ -136,8 +137,8 @@ WalkOutcome<QList<LargeFileItem>> StorageScanner::findLargeFiles(const QString &
         const qint64 size = entry.allocatedSize();
         if (size < minimumBytes)
             return std::nullopt;
-        return LargeFileItem{entry.path(), entry.fileName(), entry.folderPath(), size,
-                             entry.modificationTimeMs()};
+        return LargeFileItem{entry.path(), entry.fileName(),           entry.folderPath(),
+                             size,         entry.modificationTimeMs(), FileIdentity::of(entry.st)};
     };
     auto found = RegularFileWalk::collect<LargeFileItem>(
         inside, SkipPackageContents | SkipHiddenFiles, keep);
@@ -171,7 +172,7 @@ void StorageScanner::moveSelectedToTrash()
     }
     setMovingToTrash(true);
     setErrorMessage(QString());
-    const auto [moved, failed] = Trash::moveEachToTrash(selected);
+    const auto [moved, failed] = Trash::moveEachToTrash(selected, m_root);
     QList<LargeFileItem> remaining;
     for (const LargeFileItem &item : files())
         if (!moved.contains(item.id()))

@@ -2,6 +2,7 @@
 
 #include "LargeFileItem.h"
 #include "LargeFileListModel.h"
+#include "ScanRoot.h"
 #include "ScannerBase.h"
 
 #include <QSet>
@@ -69,6 +70,7 @@ private:
     LargeFileListModel m_model;
     QSet<QString> m_selected;
     QString m_selectedFolder;
+    ScanRoot m_root; // where the last scan started, for its removals
     bool m_isMovingToTrash = false;
     int m_selectedCount = 0;
     qint64 m_selectedSize = 0;

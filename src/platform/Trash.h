@@ -1,16 +1,29 @@
 #pragma once
 
+#include "FileIdentity.h"
+#include "PinnedItem.h"
+#include "ScanRoot.h"
+
 #include <QList>
 #include <QSet>
 #include <QString>
 #include <QStringList>
 #include <functional>
 
-// The one way anything leaves its place for good: the user's Trash.
+// The one way anything leaves its place for good: the user's Trash (the
+// freedesktop Trash here). Nothing is ever deleted or copied instead: an item
+// that cannot go stays where it was.
 namespace Trash {
 
-// Moves a file or folder into the current user's Trash. On failure the item
-// stays where it was, *error says why, and nothing is ever deleted instead.
+// Moves an item a scan listed: reached again from the scan's root without
+// following links, and only while it is the file the scan saw. *error says why
+// when it stays.
+bool moveToTrash(const ScanRoot &root, const QString &path, const FileIdentity &expected,
+                 QString *error = nullptr, PinnedItem::Check check = PinnedItem::Check::SameFile);
+// The core: moves an item already pinned.
+bool moveToTrash(const PinnedItem &item, QString *error = nullptr);
+// For an item named now, not by an earlier scan: the item as it is at this moment,
+// reached from its parent folder.
 bool moveToTrash(const QString &path, QString *error = nullptr);
 
 // What moving a list of items did: the identifiers that went, the names that stayed.
@@ -20,15 +33,16 @@ struct BatchOutcome
     QStringList failedNames;
 };
 
-// Moves result items (anything with `url`, `name` and `id()`) one at a time, in
-// order; onMoved runs right after each item that went.
+// Moves result items (anything with `url`, `name`, `identity` and `id()`) found
+// below `root`, one at a time, in order; onMoved runs right after each item
+// that went.
 template <typename Item>
-BatchOutcome moveEachToTrash(const QList<Item> &items,
+BatchOutcome moveEachToTrash(const QList<Item> &items, const ScanRoot &root,
                              const std::function<void(const Item &)> &onMoved = {})
 {
     BatchOutcome outcome;
     for (const Item &item : items) {
-        if (!moveToTrash(item.url)) {
+        if (!moveToTrash(root, item.url, item.identity)) {
             outcome.failedNames.append(item.name);
             continue;
         }

@@ -52,6 +52,7 @@ ApplicationInventory::FoundApplication inspect(const EntryInfo &child,
     ApplicationInventory::FoundApplication found;
     InstalledApplication &app = found.application;
     app.url = child.path;
+    app.identity = {child.device, child.inode, child.fileSize, child.modificationTimeMs};
     app.name = nameWithoutExtension(child.name);
     app.version = QStringLiteral("Sin versión");
     if (child.isDirectory && !child.isSymbolicLink) {
@@ -67,8 +68,10 @@ ApplicationInventory::FoundApplication inspect(const EntryInfo &child,
     }
     app.appSize = ApplicationInventory::folderSize(child.path);
     app.relatedFiles = ApplicationInventory::relatedFiles(app.bundleIdentifier, app.name, library);
-    for (const QString &related : app.relatedFiles)
+    for (const QString &related : app.relatedFiles) {
         app.relatedSize += ApplicationInventory::folderSize(related);
+        app.relatedIdentities.append(library.identities.value(related));
+    }
     return found;
 }
 
@@ -95,6 +98,8 @@ LibraryListing listLibrary(const QString &library)
         for (const EntryInfo &child : *children) {
             listing.paths << child.path;
             listing.normalisedNames << normalised(child.name);
+            listing.identities.insert(
+                child.path, {child.device, child.inode, child.fileSize, child.modificationTimeMs});
         }
     }
     return listing;
@@ -104,13 +109,22 @@ QList<FoundApplication> findApplicationsWithIcons(const QStringList &roots, cons
 {
     const LibraryListing listing = listLibrary(library);
     QList<FoundApplication> found;
+    // One bundle is one application, whichever root reached it (the home's
+    // Applications may be a link to the system's).
+    QSet<std::pair<quint64, quint64>> seen;
     for (const QString &root : roots) {
         const auto children = FileSystem::listDirectory(root, true);
         if (!children)
             continue;
-        for (const EntryInfo &child : *children)
-            if (FileLocation::pathExtension(child.name).toLower() == QLatin1String("app"))
-                found.append(inspect(child, listing));
+        for (const EntryInfo &child : *children) {
+            if (FileLocation::pathExtension(child.name).toLower() != QLatin1String("app"))
+                continue;
+            const std::pair inode{child.device, child.inode};
+            if (seen.contains(inode))
+                continue;
+            seen.insert(inode);
+            found.append(inspect(child, listing));
+        }
     }
     return found;
 }

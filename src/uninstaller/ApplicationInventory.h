@@ -2,6 +2,7 @@
 
 #include "InstalledApplication.h"
 
+#include <QHash>
 #include <QList>
 #include <QString>
 #include <QStringList>
@@ -19,7 +20,8 @@ QStringList librarySearchFolders(const QString &library);
 struct LibraryListing
 {
     QStringList paths;
-    QStringList normalisedNames; // lower-cased, spaces removed
+    QStringList normalisedNames;             // lower-cased, spaces removed
+    QHash<QString, FileIdentity> identities; // by path
 };
 LibraryListing listLibrary(const QString &library);
 

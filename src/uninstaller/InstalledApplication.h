@@ -1,7 +1,9 @@
 #pragma once
 
+#include "FileIdentity.h"
 #include "FileLocation.h"
 
+#include <QList>
 #include <QString>
 #include <QStringList>
 #include <optional>
@@ -16,6 +18,8 @@ struct InstalledApplication
     qint64 appSize = 0;                      // bytes on disk below the bundle
     QStringList relatedFiles;                // entries of the user's Library, each once
     qint64 relatedSize = 0;                  // bytes on disk of those entries
+    FileIdentity identity;                   // which bundle the scan saw
+    QList<FileIdentity> relatedIdentities;   // which entries, in relatedFiles' order
 
     QString id() const { return FileLocation::standardizedPath(url); }
     qint64 totalSize() const { return appSize + relatedSize; }

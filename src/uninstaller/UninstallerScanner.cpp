@@ -81,6 +81,10 @@ void UninstallerScanner::scanApplications()
     const QStringList roots{SystemLayout::systemApplicationsFolder(),
                             SystemLayout::userApplicationsFolder()};
     const QString library = SystemLayout::userLibraryFolder();
+    m_roots.clear();
+    for (const QString &root : roots)
+        m_roots.append(ScanRoot::resolve(root));
+    m_libraryRoot = ScanRoot::resolve(library);
     runWalk<Inventory>(
         [roots, library] {
             Inventory inventory;
@@ -114,6 +118,15 @@ void UninstallerScanner::scanApplications()
         });
 }
 
+ScanRoot UninstallerScanner::rootOf(const InstalledApplication &app) const
+{
+    const QString folder = FileLocation::deletingLastPathComponent(app.id());
+    for (const ScanRoot &root : m_roots)
+        if (root.path == folder)
+            return root;
+    return {};
+}
+
 void UninstallerScanner::toggleSelection(const QString &applicationId)
 {
     QSet<QString> ids = m_selected;
@@ -130,13 +143,23 @@ void UninstallerScanner::uninstallSelected()
     }
     setUninstalling(true);
     setErrorMessage(QString());
-    // The bundle goes first: while it stays, so do the files it uses.
-    const auto [removed, failed] =
-        Trash::moveEachToTrash<InstalledApplication>(selected, [](const InstalledApplication &app) {
-            for (const QString &related : app.relatedFiles)
-                if (FileSystem::fileExists(related))
-                    Trash::moveToTrash(related); // a leftover that stays is not reported
-        });
+    // The bundle goes first: while it stays, so do the files it uses. Each is
+    // reached from the folder the scan listed it in, and only while it is the
+    // entry the scan saw.
+    Trash::BatchOutcome outcome;
+    for (const InstalledApplication &app : selected) {
+        const ScanRoot root = rootOf(app);
+        if (!Trash::moveToTrash(root, app.url, app.identity)) {
+            outcome.failedNames.append(app.name);
+            continue;
+        }
+        for (qsizetype i = 0; i < app.relatedFiles.size(); ++i)
+            if (i < app.relatedIdentities.size()) // a leftover that stays is not reported
+                Trash::moveToTrash(m_libraryRoot, app.relatedFiles.at(i),
+                                   app.relatedIdentities.at(i));
+        outcome.moved.insert(app.id());
+    }
+    const auto &[removed, failed] = outcome;
     QList<InstalledApplication> remaining;
     for (const InstalledApplication &app : applications())
         if (!removed.contains(app.id()))

@@ -2,6 +2,7 @@
 
 #include "ApplicationListModel.h"
 #include "InstalledApplication.h"
+#include "ScanRoot.h"
 #include "ScannerBase.h"
 
 #include <QSet>
@@ -52,11 +53,15 @@ Q_SIGNALS:
     void isUninstallingChanged();
 
 private:
+    ScanRoot rootOf(const InstalledApplication &app) const;
     void setApplications(const QList<InstalledApplication> &applications,
                          const QHash<QString, QString> &iconPaths);
     void setUninstalling(bool uninstalling);
 
     ApplicationListModel m_model;
     QSet<QString> m_selected;
+    // Where the last scan listed bundles and leftovers, for its removals.
+    QList<ScanRoot> m_roots;
+    ScanRoot m_libraryRoot;
     bool m_isUninstalling = false;
 };

@@ -1,0 +1,321 @@
+#include "TrashCan.h"
+
+#include <QDateTime>
+#include <QFile>
+#include <QList>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
+#include <linux/fs.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace {
+
+// A .trashinfo name must fit too: 255 bytes less ".trashinfo".
+constexpr int kNameLimit = 245;
+constexpr int kNameTries = 100;
+
+bool fail(QString *why, const QString &text)
+{
+    if (why)
+        *why = text;
+    return false;
+}
+
+QString errorText(int error)
+{
+    return QString::fromLocal8Bit(strerror(error));
+}
+
+// A folder below dirFd, made when missing, opened without following a link, and
+// accepted only as a real folder owned by the current user.
+int ownFolder(int dirFd, const char *name, QString *why)
+{
+    if (mkdirat(dirFd, name, 0700) != 0 && errno != EEXIST) {
+        fail(why,
+             QStringLiteral("cannot create %1: %2").arg(QLatin1String(name), errorText(errno)));
+        return -1;
+    }
+    const int fd = openat(dirFd, name, O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    struct stat st;
+    if (fd < 0 || fstat(fd, &st) != 0 || !S_ISDIR(st.st_mode) || st.st_uid != geteuid()) {
+        if (fd >= 0)
+            close(fd);
+        fail(why, QStringLiteral("%1 is not a folder of this user").arg(QLatin1String(name)));
+        return -1;
+    }
+    return fd;
+}
+
+int renameNoReplace(int fromDir, const char *from, int toDir, const char *to)
+{
+#ifdef SYS_renameat2
+    const int done = int(syscall(SYS_renameat2, fromDir, from, toDir, to, RENAME_NOREPLACE));
+    if (done == 0 || (errno != ENOSYS && errno != EINVAL))
+        return done;
+#endif
+    // Without renameat2, check then rename: the window is small, and the Trash
+    // names are ours alone.
+    struct stat st;
+    if (fstatat(toDir, to, &st, AT_SYMLINK_NOFOLLOW) == 0) {
+        errno = EEXIST;
+        return -1;
+    }
+    return renameat(fromDir, from, toDir, to);
+}
+
+bool writeAll(int fd, const QByteArray &bytes)
+{
+    qsizetype done = 0;
+    while (done < bytes.size()) {
+        const ssize_t n = write(fd, bytes.constData() + done, size_t(bytes.size() - done));
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            return false;
+        done += n;
+    }
+    return fsync(fd) == 0;
+}
+
+// Undoes octal escapes of the mount table ("\040" for a space).
+QByteArray unescapeMountField(const QByteArray &field)
+{
+    QByteArray out;
+    for (qsizetype i = 0; i < field.size(); ++i) {
+        if (field[i] == '\\' && i + 3 < field.size()) {
+            bool ok = false;
+            const int value = field.mid(i + 1, 3).toInt(&ok, 8);
+            if (ok) {
+                out += char(value);
+                i += 3;
+                continue;
+            }
+        }
+        out += field[i];
+    }
+    return out;
+}
+
+} // namespace
+
+namespace TrashNames {
+
+QByteArray shortened(const QByteArray &name, int limit)
+{
+    if (name.size() <= limit)
+        return name;
+    qsizetype cut = limit;
+    // Never split a character: step back over continuation bytes.
+    while (cut > 0 && (uchar(name[cut]) & 0xC0) == 0x80)
+        --cut;
+    return name.left(cut);
+}
+
+QByteArray percentEncoded(const QByteArray &path)
+{
+    static const char kHex[] = "0123456789ABCDEF";
+    QByteArray out;
+    out.reserve(path.size() * 3);
+    for (const char c : path) {
+        const uchar u = uchar(c);
+        if ((u >= 'a' && u <= 'z') || (u >= 'A' && u <= 'Z') || (u >= '0' && u <= '9') ||
+            std::strchr("-_.!~*'()/", c)) {
+            out += c;
+        } else {
+            out += '%';
+            out += kHex[u >> 4];
+            out += kHex[u & 15];
+        }
+    }
+    return out;
+}
+
+} // namespace TrashNames
+
+QByteArray TrashCan::dataHome()
+{
+    const QByteArray xdg = qgetenv("XDG_DATA_HOME");
+    if (xdg.startsWith('/'))
+        return xdg;
+    return qgetenv("HOME") + "/.local/share";
+}
+
+std::optional<TrashCan> TrashCan::home(QString *why)
+{
+    const QByteArray data = dataHome();
+    if (!data.startsWith('/')) {
+        fail(why, QStringLiteral("no home folder"));
+        return std::nullopt;
+    }
+    // The data home itself may be reached through links; the Trash below it not.
+    QByteArray current;
+    for (const QByteArray &part : data.split('/')) {
+        if (part.isEmpty())
+            continue;
+        current += '/' + part;
+        if (mkdir(current.constData(), 0700) != 0 && errno != EEXIST) {
+            fail(why, QStringLiteral("cannot create %1").arg(QFile::decodeName(current)));
+            return std::nullopt;
+        }
+    }
+    const int dataFd = open(data.constData(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+    if (dataFd < 0) {
+        fail(why, QStringLiteral("cannot open %1").arg(QFile::decodeName(data)));
+        return std::nullopt;
+    }
+    const int trashFd = ownFolder(dataFd, "Trash", why);
+    close(dataFd);
+    if (trashFd < 0)
+        return std::nullopt;
+    TrashCan can;
+    can.m_filesFd = ownFolder(trashFd, "files", why);
+    can.m_infoFd = can.m_filesFd >= 0 ? ownFolder(trashFd, "info", why) : -1;
+    close(trashFd);
+    if (can.m_infoFd < 0)
+        return std::nullopt;
+    return can;
+}
+
+std::optional<TrashCan> TrashCan::forVolume(const QByteArray &topdir, QString *why)
+{
+    const int topFd = open(topdir.constData(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+    if (topFd < 0) {
+        fail(why, QStringLiteral("cannot open %1").arg(QFile::decodeName(topdir)));
+        return std::nullopt;
+    }
+    const QByteArray uid = QByteArray::number(geteuid());
+    int trashFd = -1;
+    // The administrator's shared .Trash counts only as a real, sticky folder.
+    const int shared = openat(topFd, ".Trash", O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    struct stat st;
+    if (shared >= 0 && fstat(shared, &st) == 0 && S_ISDIR(st.st_mode) && (st.st_mode & S_ISVTX))
+        trashFd = ownFolder(shared, uid.constData(), why);
+    if (shared >= 0)
+        close(shared);
+    if (trashFd < 0)
+        trashFd = ownFolder(topFd, (".Trash-" + uid).constData(), why);
+    close(topFd);
+    if (trashFd < 0)
+        return std::nullopt;
+    TrashCan can;
+    can.m_topdir = topdir;
+    can.m_filesFd = ownFolder(trashFd, "files", why);
+    can.m_infoFd = can.m_filesFd >= 0 ? ownFolder(trashFd, "info", why) : -1;
+    close(trashFd);
+    if (can.m_infoFd < 0)
+        return std::nullopt;
+    return can;
+}
+
+dev_t TrashCan::deviceHolding(QByteArray path)
+{
+    struct stat st;
+    while (stat(path.constData(), &st) != 0) {
+        const qsizetype slash = path.lastIndexOf('/');
+        if (slash <= 0)
+            return stat("/", &st) == 0 ? st.st_dev : dev_t(-1);
+        path.truncate(slash);
+    }
+    return st.st_dev;
+}
+
+dev_t TrashCan::device() const
+{
+    struct stat st;
+    return fstat(m_filesFd, &st) == 0 ? st.st_dev : dev_t(-1);
+}
+
+QByteArray TrashCan::mountPointOf(const QByteArray &resolvedPath)
+{
+    QFile table(QStringLiteral("/proc/self/mountinfo"));
+    QByteArray best = "/";
+    if (!table.open(QIODevice::ReadOnly))
+        return best;
+    for (const QByteArray &line : table.readAll().split('\n')) {
+        const QList<QByteArray> fields = line.split(' ');
+        if (fields.size() < 5)
+            continue;
+        const QByteArray point = unescapeMountField(fields.at(4));
+        const bool holds =
+            point == "/" || resolvedPath == point || resolvedPath.startsWith(point + '/');
+        if (holds && point.size() > best.size())
+            best = point;
+    }
+    return best;
+}
+
+TrashCan::TrashCan(TrashCan &&other) noexcept
+    : m_filesFd(std::exchange(other.m_filesFd, -1)), m_infoFd(std::exchange(other.m_infoFd, -1)),
+      m_topdir(std::move(other.m_topdir))
+{}
+
+TrashCan::~TrashCan()
+{
+    if (m_filesFd >= 0)
+        close(m_filesFd);
+    if (m_infoFd >= 0)
+        close(m_infoFd);
+}
+
+QByteArray TrashCan::infoFor(const QByteArray &resolvedPath) const
+{
+    QByteArray path = resolvedPath;
+    if (!m_topdir.isEmpty())
+        path = m_topdir == "/" ? resolvedPath.mid(1) : resolvedPath.mid(m_topdir.size() + 1);
+    return "[Trash Info]\nPath=" + TrashNames::percentEncoded(path) + "\nDeletionDate=" +
+           QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-ddThh:mm:ss")).toLatin1() +
+           "\n";
+}
+
+TrashCan::Result TrashCan::take(const PinnedItem &item, QString *why)
+{
+    const QByteArray info = infoFor(item.resolvedPath());
+    const QByteArray base = TrashNames::shortened(item.name(), kNameLimit);
+    for (int attempt = 0; attempt < kNameTries; ++attempt) {
+        const QByteArray suffix =
+            attempt == 0 ? QByteArray() : '.' + QByteArray::number(attempt + 1);
+        const QByteArray name =
+            TrashNames::shortened(base, kNameLimit - int(suffix.size())) + suffix;
+        const QByteArray infoName = name + ".trashinfo";
+        const int fd = openat(m_infoFd, infoName.constData(),
+                              O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+        if (fd < 0 && errno == EEXIST)
+            continue;
+        if (fd < 0) {
+            fail(why, QStringLiteral("the Trash information cannot be written: %1")
+                          .arg(errorText(errno)));
+            return Result::Failed;
+        }
+        const bool written = writeAll(fd, info);
+        const int writeError = errno;
+        const bool closed = close(fd) == 0;
+        if (!written || !closed) {
+            unlinkat(m_infoFd, infoName.constData(), 0);
+            fail(why, QStringLiteral("the Trash information cannot be written: %1")
+                          .arg(errorText(written ? errno : writeError)));
+            return Result::Failed;
+        }
+        if (!item.stillSame()) {
+            unlinkat(m_infoFd, infoName.constData(), 0);
+            fail(why, QStringLiteral("not the file that was analysed"));
+            return Result::Failed;
+        }
+        if (renameNoReplace(item.parentFd(), item.name().constData(), m_filesFd,
+                            name.constData()) == 0)
+            return Result::Moved;
+        const int moveError = errno;
+        unlinkat(m_infoFd, infoName.constData(), 0);
+        if (moveError == EEXIST || moveError == ENOTEMPTY)
+            continue;
+        if (moveError == EXDEV)
+            return Result::CrossDevice;
+        fail(why, errorText(moveError));
+        return Result::Failed;
+    }
+    fail(why, QStringLiteral("no free name in the Trash"));
+    return Result::Failed;
+}
