@@ -18,6 +18,7 @@ private Q_SLOTS:
     void duplicatesAndCleanupShapes();
     void uninstallerSelectsByNameAndUninstalls();
     void usageErrors();
+    void faultInjectedBeforeRemoval();
 
 private:
     QJsonObject run(const QStringList &args, int *exitCode = nullptr);
@@ -155,6 +156,41 @@ void TestProbe::usageErrors()
         run(args, &code);
         QVERIFY2(code == 2, qPrintable(args.join(' ')));
     }
+}
+
+void TestProbe::faultInjectedBeforeRemoval()
+{
+    TestEnvironment env;
+    TreeBuilder tree(env.home());
+    tree.allocatedFile("Movies/big.mov", 2 * 1024 * 1024);
+    const QString precious = tree.allocatedFile("Precious/big.mov", 2 * 1024 * 1024);
+    // Between the selection and the removal the folder is swapped for a link.
+    const QString swap = QStringLiteral("mv '%1' '%1.old' && ln -s '%2' '%1'")
+                             .arg(tree.path("Movies"), tree.path("Precious"));
+    const QJsonObject moved = run({"largefiles", tree.path("Movies"), "--min-mb", "1",
+                                   "--select-all", "--trash-selected", "--before-remove", swap});
+    QCOMPARE(moved.value("errorMessage").toString(),
+             QStringLiteral("No fue posible mover: big.mov."));
+    QCOMPARE(moved.value("selected").toArray().size(), 1);
+    QVERIFY(QFile::exists(precious));
+    QVERIFY(QFile::exists(tree.path("Movies.old/big.mov")));
+    QVERIFY(!QFile::exists(env.trashFiles()));
+
+    // The command runs only when a removal is asked for.
+    const QString marker = tree.path("ran");
+    run({"largefiles", tree.path("Precious"), "--min-mb", "1", "--before-remove",
+         QStringLiteral("touch '%1'").arg(marker)});
+    QVERIFY(!QFile::exists(marker));
+
+    // --select-path picks one of two installations of an application.
+    TreeBuilder root(env.root());
+    const QString system = root.bundle("Applications/Quill.app", {}, false);
+    const QString mine = tree.bundle("Applications/Quill.app", {}, false);
+    const QJsonObject uninstalled = run({"uninstaller", "--select-path", mine, "--uninstall"});
+    QVERIFY(uninstalled.value("errorMessage").isNull());
+    QCOMPARE(uninstalled.value("items").toArray().size(), 1);
+    QVERIFY(!QFile::exists(mine));
+    QVERIFY(QFile::exists(system));
 }
 
 QTEST_GUILESS_MAIN(TestProbe)

@@ -63,8 +63,10 @@ public:
             m_scanner->selectRecommended(mode);
         if (allSafe)
             m_scanner->selectAllSafe();
-        if (trash)
+        if (trash) {
+            runBeforeRemove();
             m_scanner->moveSelectedToTrash();
+        }
         for (const CleanupItem &item : m_scanner->items())
             result->items.append(toJson(item));
         for (const CleanupItem &item : m_scanner->selectedItems())

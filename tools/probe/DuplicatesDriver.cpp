@@ -27,8 +27,10 @@ public:
         waitForScan(m_scanner.get(), 0);
         if (m_scanner->completedScanCount() > 0)
             m_scanner->selectRecommendedCopies();
-        if (parsed->flags.contains(QLatin1String("--trash-selected")))
+        if (parsed->flags.contains(QLatin1String("--trash-selected"))) {
+            runBeforeRemove();
             m_scanner->moveSelectedToTrash();
+        }
         for (const DuplicateGroup &group : m_scanner->groups()) {
             QJsonArray files;
             for (const DuplicateFileItem &file : group.files)

@@ -29,8 +29,10 @@ public:
         waitForScan(m_scanner.get(), before);
         if (parsed->flags.contains(QLatin1String("--select-all")))
             m_scanner->selectAll();
-        if (parsed->flags.contains(QLatin1String("--trash-selected")))
+        if (parsed->flags.contains(QLatin1String("--trash-selected"))) {
+            runBeforeRemove();
             m_scanner->moveSelectedToTrash();
+        }
         for (const LargeFileItem &item : m_scanner->files())
             result->items.append(fileJson(item));
         for (const LargeFileItem &item : m_scanner->selectedFiles())

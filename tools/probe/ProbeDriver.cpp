@@ -1,5 +1,7 @@
 #include "ProbeDriver.h"
 
+#include <QProcess>
+
 #include "ScannerBase.h"
 
 #include <QCoreApplication>
@@ -26,6 +28,26 @@ void waitForScan(ScannerBase *scanner, int before)
     QObject::connect(scanner, &ScannerBase::completedScanCountChanged, &loop, check);
     QObject::connect(scanner, &ScannerBase::errorMessageChanged, &loop, check);
     loop.exec();
+}
+
+namespace {
+QString g_beforeRemove;
+} // namespace
+
+void setBeforeRemove(const QString &command)
+{
+    g_beforeRemove = command;
+}
+
+void runBeforeRemove()
+{
+    if (g_beforeRemove.isEmpty())
+        return;
+    QProcess shell;
+    shell.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    shell.setStandardOutputFile(QProcess::nullDevice());
+    shell.start(QStringLiteral("/bin/sh"), {QStringLiteral("-c"), g_beforeRemove});
+    shell.waitForFinished(-1);
 }
 
 QJsonValue jsonDate(const std::optional<qint64> &ms)

@@ -40,6 +40,11 @@ const QList<ProbeDriverFactory> &probeDrivers();
 // above `before` or it stops scanning without a result.
 void waitForScan(ScannerBase *scanner, int before);
 
+// The --before-remove command: drivers call runBeforeRemove() right before the
+// removal they were asked for; it runs the command with /bin/sh and waits.
+void setBeforeRemove(const QString &command);
+void runBeforeRemove();
+
 // Small helpers shared by the drivers.
 QJsonValue jsonDate(const std::optional<qint64> &ms);
 

@@ -1,6 +1,8 @@
 #include "ProbeDriver.h"
 #include "UninstallerScanner.h"
 
+#include "FileLocation.h"
+
 namespace {
 
 QJsonObject toJson(const InstalledApplication &app)
@@ -16,26 +18,30 @@ QJsonObject toJson(const InstalledApplication &app)
             {QStringLiteral("relatedSize"), double(app.relatedSize)}};
 }
 
-// uninstaller [--select NAME]… [--uninstall]
+// uninstaller [--select NAME]… [--select-path PATH]… [--uninstall]
 class UninstallerDriver : public ProbeDriver
 {
 public:
     QString module() const override { return QStringLiteral("uninstaller"); }
     QString usage() const override
     {
-        return QStringLiteral("uninstaller [--select NAME]... [--uninstall]   "
-                              "(NAME selects every application of that name)");
+        return QStringLiteral("uninstaller [--select NAME]... [--select-path PATH]... "
+                              "[--uninstall]   (NAME selects every application of that name, "
+                              "PATH the one at that bundle path)");
     }
     ScannerBase *scanner() const override { return m_scanner.get(); }
 
     bool run(const QStringList &options, ProbeResult *result, QString *usageError) override
     {
         QStringList names;
+        QStringList paths;
         bool uninstall = false;
         for (int i = 0; i < options.size(); ++i) {
             const QString &o = options.at(i);
             if (o == QLatin1String("--select") && i + 1 < options.size()) {
                 names << options.at(++i);
+            } else if (o == QLatin1String("--select-path") && i + 1 < options.size()) {
+                paths << FileLocation::standardizedPath(options.at(++i));
             } else if (o == QLatin1String("--uninstall")) {
                 uninstall = true;
             } else {
@@ -59,8 +65,23 @@ public:
                 return false;
             }
         }
-        if (uninstall)
+        for (const QString &path : paths) {
+            bool found = false;
+            for (const InstalledApplication &app : m_scanner->applications())
+                if (app.id() == path) {
+                    found = true;
+                    if (!m_scanner->selectedApplicationIDs().contains(app.id()))
+                        m_scanner->toggleSelection(app);
+                }
+            if (!found) {
+                *usageError = QStringLiteral("no application at \"%1\"").arg(path);
+                return false;
+            }
+        }
+        if (uninstall) {
+            runBeforeRemove();
             m_scanner->uninstallSelected();
+        }
         for (const InstalledApplication &app : m_scanner->applications())
             result->items.append(toJson(app));
         for (const InstalledApplication &app : m_scanner->selectedApplications())

@@ -35,6 +35,13 @@ int main(int argc, char *argv[])
     if (args.isEmpty())
         return usage({});
     const QString module = args.takeFirst();
+    // Fault injection: a command run between the selection and the removal.
+    if (const qsizetype at = args.indexOf(QStringLiteral("--before-remove")); at >= 0) {
+        if (at + 1 >= args.size())
+            return usage(QStringLiteral("--before-remove needs a command"));
+        setBeforeRemove(args.at(at + 1));
+        args.remove(at, 2);
+    }
 
     std::unique_ptr<ProbeDriver> driver;
     for (const ProbeDriverFactory &make : probeDrivers()) {
