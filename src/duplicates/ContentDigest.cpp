@@ -1,6 +1,7 @@
 #include "ContentDigest.h"
 
 #include "FileLocation.h"
+#include "StopToken.h"
 
 #include <atomic>
 #include <cerrno>
@@ -62,6 +63,8 @@ std::optional<QString> fileHash(const QString &path)
         return std::nullopt;
     std::vector<char> chunk(static_cast<size_t>(kChunkBytes));
     for (;;) {
+        if (StopToken::requested())
+            return std::nullopt;
         const ssize_t n = ::read(file.fd, chunk.data(), chunk.size());
         if (n < 0) {
             if (errno == EINTR)

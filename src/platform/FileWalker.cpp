@@ -2,6 +2,7 @@
 
 #include "FileLocation.h"
 #include "PosixEntries.h"
+#include "StopToken.h"
 
 #include <QSet>
 #include <cerrno>
@@ -60,6 +61,8 @@ struct WalkContext
 void walkFolder(WalkContext &ctx, int fd, const QString &folderPath, int level,
                 const std::vector<QByteArray> &names)
 {
+    if (StopToken::requested())
+        ctx.stopped = true;
     for (const QByteArray &raw : names) {
         if (ctx.stopped)
             return;

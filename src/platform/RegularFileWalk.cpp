@@ -1,5 +1,7 @@
 #include "RegularFileWalk.h"
 
+#include "StopToken.h"
+
 #include "FileLocation.h"
 #include "FileWalker.h"
 #include "PosixEntries.h"
@@ -150,6 +152,10 @@ private:
 
     void readTask(const Task &task)
     {
+        if (StopToken::requested()) {
+            close(task.fd); // stopped: what is still queued is only closed
+            return;
+        }
         if (!task.names.empty()) {
             readEntries(task, task.names);
         } else {
@@ -225,9 +231,13 @@ bool walk(const QString &root, int options, Sink *top, int threads)
 
     Walk walk(options);
     walk.push(Task{top, fd, rootBytes, 1, std::move(names)});
+    const StopToken::Flag stop = StopToken::current();
     std::vector<std::thread> helpers;
     for (int i = 1; i < threads; ++i)
-        helpers.emplace_back([&walk] { walk.work(); });
+        helpers.emplace_back([&walk, stop] {
+            const StopToken::Scope scope(stop);
+            walk.work();
+        });
     walk.work();
     for (std::thread &t : helpers)
         t.join();

@@ -4,6 +4,25 @@ ScannerBase::ScannerBase(const QString &initialStatus, QObject *parent)
     : QObject(parent), m_statusText(initialStatus)
 {}
 
+ScannerBase::~ScannerBase()
+{
+    stopWalk();
+}
+
+quint64 ScannerBase::startGeneration()
+{
+    stopWalk();
+    m_stop = StopToken::make();
+    return ++m_generation;
+}
+
+void ScannerBase::stopWalk()
+{
+    if (m_stop)
+        m_stop->store(true);
+    ++m_generation;
+}
+
 void ScannerBase::setErrorMessage(const QString &message)
 {
     if (message == m_errorMessage)

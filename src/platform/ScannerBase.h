@@ -1,5 +1,6 @@
 #pragma once
 
+#include "StopToken.h"
 #include <QCoreApplication>
 #include <QFuture>
 #include <QObject>
@@ -33,6 +34,7 @@ class ScannerBase : public QObject
 
 public:
     explicit ScannerBase(const QString &initialStatus, QObject *parent = nullptr);
+    ~ScannerBase() override;
 
     bool isScanning() const { return m_isScanning; }
     QString statusText() const { return m_statusText; }
@@ -67,18 +69,28 @@ protected:
     // loop, either onResult(value) or onFailure(error) - or nothing at all when
     // the scanner is gone by then. Whether it is gone is decided on the main
     // thread, where scanners are deleted, so the two cannot race.
+    //
+    // A newer walk of the same scanner replaces an older one still running: the
+    // older is asked to stop and publishes nothing, so a slow scan can never
+    // overwrite a newer result. A scanner that is destroyed stops its walk too.
     template <typename T, typename Walk, typename OnResult, typename OnFailure>
     void runWalk(Walk walk, OnResult onResult, OnFailure onFailure)
     {
         QPointer<ScannerBase> guard(this);
+        const quint64 generation = startGeneration();
+        StopToken::Flag stop = m_stop;
         // The answer travels by the queued call below, not through the future.
-        [[maybe_unused]] QFuture<void> running =
-            QtConcurrent::run([walk = std::move(walk), guard, onResult, onFailure]() mutable {
-                WalkOutcome<T> out = walk();
+        [[maybe_unused]] QFuture<void> running = QtConcurrent::run(
+            [walk = std::move(walk), guard, generation, stop, onResult, onFailure]() mutable {
+                WalkOutcome<T> out;
+                {
+                    const StopToken::Scope scope(stop);
+                    out = walk();
+                }
                 QMetaObject::invokeMethod(
                     QCoreApplication::instance(),
-                    [guard, onResult, onFailure, out = std::move(out)]() mutable {
-                        if (!guard)
+                    [guard, generation, onResult, onFailure, out = std::move(out)]() mutable {
+                        if (!guard || guard->m_generation != generation)
                             return;
                         if (out.value)
                             onResult(std::move(*out.value));
@@ -89,7 +101,14 @@ protected:
             });
     }
 
+    // Stops the walk running now, if any; its outcome is then never published.
+    void stopWalk();
+
 private:
+    quint64 startGeneration();
+
+    quint64 m_generation = 0;
+    StopToken::Flag m_stop;
     bool m_isScanning = false;
     QString m_statusText;
     QString m_errorMessage;

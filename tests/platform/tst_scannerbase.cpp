@@ -1,4 +1,9 @@
+#include "FileWalker.h"
+#include "RegularFileWalk.h"
 #include "ScannerBase.h"
+#include "StopToken.h"
+#include "TestEnvironment.h"
+#include "TreeBuilder.h"
 
 #include <QThread>
 #include <QtTest>
@@ -16,7 +21,8 @@ public:
     bool publishedOnMainThread = false;
     std::atomic<bool> *walkStarted = nullptr;
     std::atomic<bool> *release = nullptr;
-    bool *answered = nullptr; // outlives the scanner
+    std::atomic<bool> *sawStop = nullptr; // the walk was asked to stop while it waited
+    bool *answered = nullptr;             // outlives the scanner
 
     void scan(int n)
     {
@@ -25,12 +31,16 @@ public:
         setStatusText(QStringLiteral("working"));
         std::atomic<bool> *started = walkStarted;
         std::atomic<bool> *gate = release;
+        std::atomic<bool> *stopped = sawStop;
         runWalk<QList<int>>(
-            [n, started, gate] {
+            [n, started, gate, stopped] {
                 if (started)
                     *started = true;
-                while (gate && !*gate)
+                while (gate && !*gate) {
+                    if (stopped && StopToken::requested())
+                        *stopped = true;
                     QThread::msleep(1);
+                }
                 if (n < 0)
                     return WalkOutcome<QList<int>>::failure(QStringLiteral("cannot open"));
                 QList<int> out;
@@ -66,6 +76,8 @@ private Q_SLOTS:
     void failureLeavesTheCountAlone();
     void scannerGoneBeforeTheWalkEnds();
     void selectionHelpers();
+    void olderSlowerScanNeverOverwritesNewer();
+    void walkersStopWhenAsked();
 };
 
 void TestScannerBase::resultIsPublishedOnTheMainThread()
@@ -128,6 +140,73 @@ void TestScannerBase::selectionHelpers()
     selection.insert("/zz"); // a stale identifier selects nothing
     QCOMPARE(Selection::selectedItems(items, selection, [](const QString &s) { return s; }),
              QStringList({"/b", "/d"}));
+}
+
+void TestScannerBase::olderSlowerScanNeverOverwritesNewer()
+{
+    std::atomic<bool> started = false, releaseFirst = false, firstStopped = false;
+    CountingScanner scanner;
+    scanner.walkStarted = &started;
+    scanner.release = &releaseFirst;
+    scanner.sawStop = &firstStopped;
+    scanner.scan(5); // slow: waits until released
+    QTRY_VERIFY(started.load());
+    scanner.walkStarted = nullptr;
+    scanner.release = nullptr;
+    scanner.sawStop = nullptr;
+    scanner.scan(2); // newer and fast
+    QTRY_COMPARE(scanner.completedScanCount(), 1);
+    QCOMPARE(scanner.published, QList<int>({1, 2}));
+    QTRY_VERIFY2(firstStopped.load(), "the older walk is asked to stop");
+    releaseFirst = true;
+    QThreadPool::globalInstance()->waitForDone();
+    QCoreApplication::processEvents();
+    QCoreApplication::processEvents();
+    QCOMPARE(scanner.published, QList<int>({1, 2}));
+    QCOMPARE(scanner.completedScanCount(), 1);
+    QVERIFY(!scanner.isScanning());
+
+    // A scanner that goes away asks its walk to stop too.
+    std::atomic<bool> startedAgain = false, neverReleased = false, stoppedOnDelete = false;
+    auto *closing = new CountingScanner;
+    closing->walkStarted = &startedAgain;
+    closing->release = &neverReleased;
+    closing->sawStop = &stoppedOnDelete;
+    closing->scan(3);
+    QTRY_VERIFY(startedAgain.load());
+    delete closing;
+    QTRY_VERIFY(stoppedOnDelete.load());
+    neverReleased = true;
+    QThreadPool::globalInstance()->waitForDone();
+}
+
+void TestScannerBase::walkersStopWhenAsked()
+{
+    TestEnvironment env;
+    TreeBuilder tree(env.home());
+    for (int i = 0; i < 20; ++i)
+        tree.file(QStringLiteral("Deep/%1/file.bin").arg(i), "x");
+    const StopToken::Flag stop = StopToken::make();
+    const StopToken::Scope scope(stop);
+    int seenBefore = 0;
+    FileWalker::walk(tree.path(QStringLiteral("Deep")), 0, [&](const EntryInfo &) {
+        ++seenBefore;
+        return FileWalker::Action::Continue;
+    });
+    QCOMPARE(seenBefore, 40);
+    stop->store(true);
+    int seenAfter = 0;
+    FileWalker::walk(tree.path(QStringLiteral("Deep")), 0, [&](const EntryInfo &) {
+        ++seenAfter;
+        return FileWalker::Action::Continue;
+    });
+    QCOMPARE(seenAfter, 0);
+    const RegularFileWalk::Keep<QString> keep = [](const FileEntry &e) -> std::optional<QString> {
+        return e.path();
+    };
+    const auto found =
+        RegularFileWalk::collect<QString>(tree.path(QStringLiteral("Deep")), 0, keep);
+    QVERIFY(found && found->isEmpty());
 }
 
 QTEST_GUILESS_MAIN(TestScannerBase)
