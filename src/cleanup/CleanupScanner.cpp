@@ -106,6 +106,8 @@ void CleanupScanner::setMovingToTrash(bool moving)
 
 void CleanupScanner::scan()
 {
+    if (deferWhileRemoving([this] { scan(); }))
+        return;
     if (m_cachesURL.isEmpty() || m_accessRootURL.isEmpty())
         configureAutomaticCachesPath();
     if (m_cachesURL.isEmpty() || m_accessRootURL.isEmpty()) {
@@ -257,13 +259,22 @@ void CleanupScanner::moveSelectedToTrash()
         setErrorMessage(QStringLiteral("No fue posible acceder a la ruta automática de cachés."));
         return;
     }
+    if (isRemoving())
+        return;
     setMovingToTrash(true);
     setErrorMessage(QString());
     QList<CleanupItem> movable;
     for (const CleanupItem &item : selected)
         if (!item.isProtected) // never, whatever sits in the selection
             movable.append(item);
-    const auto [moved, failed] = Trash::moveEachToTrash(movable, m_root);
+    runRemoval<Trash::BatchOutcome>(
+        [movable, root = m_root] { return Trash::moveEachToTrash(movable, root); },
+        [this](const Trash::BatchOutcome &outcome) { publishRemoval(outcome); });
+}
+
+void CleanupScanner::publishRemoval(const Trash::BatchOutcome &outcome)
+{
+    const auto &[moved, failed] = outcome;
     QList<CleanupItem> remaining;
     for (const CleanupItem &item : items())
         if (!moved.contains(item.id()))

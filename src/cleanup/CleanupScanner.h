@@ -6,6 +6,7 @@
 #include "ScanRoot.h"
 #include "ScannerBase.h"
 #include "SmartCleanupMode.h"
+#include "Trash.h"
 
 #include <QDateTime>
 #include <QSet>
@@ -85,6 +86,7 @@ Q_SIGNALS:
     void isMovingToTrashChanged();
 
 private:
+    void publishRemoval(const Trash::BatchOutcome &outcome);
     void configureAutomaticCachesPath();
     void setItems(const QList<CleanupItem> &items);
     void setMovingToTrash(bool moving);

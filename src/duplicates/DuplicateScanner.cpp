@@ -91,6 +91,8 @@ void DuplicateScanner::chooseFolderAndScan(int minimumSizeMB)
 
 void DuplicateScanner::scan(const QString &folder, int minimumSizeMB)
 {
+    if (deferWhileRemoving([this, folder, minimumSizeMB] { scan(folder, minimumSizeMB); }))
+        return;
     if (isScanning()) {
         setStatusText(QStringLiteral("Ya hay un análisis de duplicados en proceso."));
         return;
@@ -208,23 +210,40 @@ void DuplicateScanner::moveSelectedToTrash()
         setErrorMessage(QStringLiteral("Selecciona al menos un archivo duplicado."));
         return;
     }
+    if (isRemoving())
+        return;
     setMovingToTrash(true);
     setErrorMessage(QString());
+    QList<std::pair<DuplicateFileItem, std::optional<DuplicateFileItem>>> copies;
+    for (const DuplicateFileItem &copy : toMove)
+        copies.append({copy, keeperOf(copy)});
+    runRemoval<Trash::BatchOutcome>([copies, root = m_root] { return trashCopies(copies, root); },
+                                    [this](const Trash::BatchOutcome &o) { publishRemoval(o); });
+}
+
+Trash::BatchOutcome DuplicateScanner::trashCopies(
+    const QList<std::pair<DuplicateFileItem, std::optional<DuplicateFileItem>>> &copies,
+    const ScanRoot &root)
+{
     // A copy goes only while it and its group's keeper are still the files the
     // scan compared: same inode, length and date. Otherwise the copy may be the
     // last one left, or no longer a copy at all.
     Trash::BatchOutcome outcome;
-    for (const DuplicateFileItem &copy : toMove) {
-        const std::optional<DuplicateFileItem> keeper = keeperOf(copy);
-        const bool keeperIntact = keeper && PinnedItem::pin(m_root, keeper->url, keeper->identity,
+    for (const auto &[copy, keeper] : copies) {
+        const bool keeperIntact = keeper && PinnedItem::pin(root, keeper->url, keeper->identity,
                                                             PinnedItem::Check::Unchanged)
                                                 .has_value();
-        if (keeperIntact && Trash::moveToTrash(m_root, copy.url, copy.identity, nullptr,
+        if (keeperIntact && Trash::moveToTrash(root, copy.url, copy.identity, nullptr,
                                                PinnedItem::Check::Unchanged))
             outcome.moved.insert(copy.id());
         else
             outcome.failedNames.append(copy.name);
     }
+    return outcome;
+}
+
+void DuplicateScanner::publishRemoval(const Trash::BatchOutcome &outcome)
+{
     const auto &[moved, failed] = outcome;
     QList<DuplicateGroup> rebuilt;
     for (const DuplicateGroup &group : m_groups) {

@@ -4,6 +4,7 @@
 #include "DuplicateTypes.h"
 #include "ScanRoot.h"
 #include "ScannerBase.h"
+#include "Trash.h"
 
 #include <QSet>
 #include <QtQml/qqmlregistration.h>
@@ -69,6 +70,10 @@ Q_SIGNALS:
     void isMovingToTrashChanged();
 
 private:
+    static Trash::BatchOutcome
+    trashCopies(const QList<std::pair<DuplicateFileItem, std::optional<DuplicateFileItem>>> &copies,
+                const ScanRoot &root);
+    void publishRemoval(const Trash::BatchOutcome &outcome);
     void setGroups(const QList<DuplicateGroup> &groups);
     void setMovingToTrash(bool moving);
     const DuplicateGroup *groupOf(const QString &hash) const;

@@ -90,6 +90,8 @@ void StorageScanner::chooseFolderAndScan(int minimumSizeMB)
 
 void StorageScanner::scan(const QString &folder, int minimumSizeMB)
 {
+    if (deferWhileRemoving([this, folder, minimumSizeMB] { scan(folder, minimumSizeMB); }))
+        return;
     const QString folderPath = FileLocation::standardizedPath(folder);
     if (folderPath != m_selectedFolder) {
         m_selectedFolder = folderPath;
@@ -170,19 +172,26 @@ void StorageScanner::moveSelectedToTrash()
         setErrorMessage(QStringLiteral("Selecciona al menos un archivo."));
         return;
     }
+    if (isRemoving())
+        return;
     setMovingToTrash(true);
     setErrorMessage(QString());
-    const auto [moved, failed] = Trash::moveEachToTrash(selected, m_root);
-    QList<LargeFileItem> remaining;
-    for (const LargeFileItem &item : files())
-        if (!moved.contains(item.id()))
-            remaining.append(item);
-    setSelectedFileIDs(m_selected - moved);
-    setFiles(remaining);
-    if (!failed.isEmpty())
-        setErrorMessage(
-            QStringLiteral("No fue posible mover: %1.").arg(failed.join(QStringLiteral(", "))));
-    else
-        setStatusText(QStringLiteral("%1 archivo(s) enviados a la Papelera.").arg(moved.size()));
-    setMovingToTrash(false);
+    runRemoval<Trash::BatchOutcome>(
+        [selected, root = m_root] { return Trash::moveEachToTrash(selected, root); },
+        [this](const Trash::BatchOutcome &outcome) {
+            const auto &[moved, failed] = outcome;
+            QList<LargeFileItem> remaining;
+            for (const LargeFileItem &item : files())
+                if (!moved.contains(item.id()))
+                    remaining.append(item);
+            setSelectedFileIDs(m_selected - moved);
+            setFiles(remaining);
+            if (!failed.isEmpty())
+                setErrorMessage(QStringLiteral("No fue posible mover: %1.")
+                                    .arg(failed.join(QStringLiteral(", "))));
+            else
+                setStatusText(
+                    QStringLiteral("%1 archivo(s) enviados a la Papelera.").arg(moved.size()));
+            setMovingToTrash(false);
+        });
 }

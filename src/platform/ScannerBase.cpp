@@ -1,5 +1,7 @@
 #include "ScannerBase.h"
 
+#include <utility>
+
 ScannerBase::ScannerBase(const QString &initialStatus, QObject *parent)
     : QObject(parent), m_statusText(initialStatus)
 {}
@@ -21,6 +23,20 @@ void ScannerBase::stopWalk()
     if (m_stop)
         m_stop->store(true);
     ++m_generation;
+}
+
+bool ScannerBase::deferWhileRemoving(std::function<void()> scan)
+{
+    if (!m_isRemoving)
+        return false;
+    m_deferredScan = std::move(scan);
+    return true;
+}
+
+void ScannerBase::runDeferredScan()
+{
+    if (std::function<void()> scan = std::exchange(m_deferredScan, nullptr))
+        scan();
 }
 
 void ScannerBase::setErrorMessage(const QString &message)

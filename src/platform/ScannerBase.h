@@ -8,6 +8,7 @@
 #include <QSet>
 #include <QString>
 #include <QtConcurrent/QtConcurrentRun>
+#include <functional>
 #include <optional>
 
 // What a background walk hands back: a value, or the error text for the user.
@@ -40,6 +41,8 @@ public:
     QString statusText() const { return m_statusText; }
     QString errorMessage() const { return m_errorMessage; } // empty means none
     int completedScanCount() const { return m_completedScanCount; }
+    // A removal runs (see runRemoval()).
+    bool isRemoving() const { return m_isRemoving; }
 
     void setErrorMessage(const QString &message);
     Q_INVOKABLE void clearError() { setErrorMessage(QString()); }
@@ -104,8 +107,39 @@ protected:
     // Stops the walk running now, if any; its outcome is then never published.
     void stopWalk();
 
+    // Runs a removal (moves to the Trash, an uninstall) on a pool thread, so the
+    // window stays responsive and its spinner turns; then onDone(outcome) on the
+    // main thread, or nothing when the scanner is gone by then. A scanner runs one
+    // removal at a time: isRemoving() is true until onDone has run.
+    template <typename T, typename Work, typename OnDone> void runRemoval(Work work, OnDone onDone)
+    {
+        QPointer<ScannerBase> guard(this);
+        m_isRemoving = true;
+        [[maybe_unused]] QFuture<void> running =
+            QtConcurrent::run([work = std::move(work), guard, onDone]() mutable {
+                T out = work();
+                QMetaObject::invokeMethod(
+                    QCoreApplication::instance(),
+                    [guard, onDone, out = std::move(out)]() mutable {
+                        if (!guard)
+                            return;
+                        guard->m_isRemoving = false;
+                        onDone(std::move(out));
+                        guard->runDeferredScan();
+                    },
+                    Qt::QueuedConnection);
+            });
+    }
+    // A scan asked for while a removal runs starts once the removal has ended:
+    // true when `scan` was kept for then (the latest request wins).
+    bool deferWhileRemoving(std::function<void()> scan);
+
 private:
     quint64 startGeneration();
+    void runDeferredScan();
+
+    bool m_isRemoving = false;
+    std::function<void()> m_deferredScan;
 
     quint64 m_generation = 0;
     StopToken::Flag m_stop;

@@ -72,6 +72,8 @@ void UninstallerScanner::setUninstalling(bool uninstalling)
 
 void UninstallerScanner::scanApplications()
 {
+    if (deferWhileRemoving([this] { scanApplications(); }))
+        return;
     setApplications({}, {});
     setSelectedApplicationIDs({});
     setErrorMessage(QString());
@@ -141,24 +143,41 @@ void UninstallerScanner::uninstallSelected()
         setErrorMessage(QStringLiteral("Selecciona una aplicación."));
         return;
     }
+    if (isRemoving())
+        return;
     setUninstalling(true);
     setErrorMessage(QString());
+    QList<std::pair<InstalledApplication, ScanRoot>> removals;
+    for (const InstalledApplication &app : selected)
+        removals.append({app, rootOf(app)});
+    runRemoval<Trash::BatchOutcome>(
+        [removals, library = m_libraryRoot] { return uninstall(removals, library); },
+        [this](const Trash::BatchOutcome &outcome) { publishRemoval(outcome); });
+}
+
+Trash::BatchOutcome
+UninstallerScanner::uninstall(const QList<std::pair<InstalledApplication, ScanRoot>> &removals,
+                              const ScanRoot &library)
+{
     // The bundle goes first: while it stays, so do the files it uses. Each is
     // reached from the folder the scan listed it in, and only while it is the
     // entry the scan saw.
     Trash::BatchOutcome outcome;
-    for (const InstalledApplication &app : selected) {
-        const ScanRoot root = rootOf(app);
+    for (const auto &[app, root] : removals) {
         if (!Trash::moveToTrash(root, app.url, app.identity)) {
             outcome.failedNames.append(app.name);
             continue;
         }
         for (qsizetype i = 0; i < app.relatedFiles.size(); ++i)
             if (i < app.relatedIdentities.size()) // a leftover that stays is not reported
-                Trash::moveToTrash(m_libraryRoot, app.relatedFiles.at(i),
-                                   app.relatedIdentities.at(i));
+                Trash::moveToTrash(library, app.relatedFiles.at(i), app.relatedIdentities.at(i));
         outcome.moved.insert(app.id());
     }
+    return outcome;
+}
+
+void UninstallerScanner::publishRemoval(const Trash::BatchOutcome &outcome)
+{
     const auto &[removed, failed] = outcome;
     QList<InstalledApplication> remaining;
     for (const InstalledApplication &app : applications())

@@ -4,6 +4,7 @@
 #include "InstalledApplication.h"
 #include "ScanRoot.h"
 #include "ScannerBase.h"
+#include "Trash.h"
 
 #include <QSet>
 #include <QStringList>
@@ -53,6 +54,10 @@ Q_SIGNALS:
     void isUninstallingChanged();
 
 private:
+    static Trash::BatchOutcome
+    uninstall(const QList<std::pair<InstalledApplication, ScanRoot>> &removals,
+              const ScanRoot &library);
+    void publishRemoval(const Trash::BatchOutcome &outcome);
     ScanRoot rootOf(const InstalledApplication &app) const;
     void setApplications(const QList<InstalledApplication> &applications,
                          const QHash<QString, QString> &iconPaths);

@@ -196,9 +196,11 @@ void TestCleanupScanner::protectedCachesAreNeverSelectedOrMoved()
     scanner.setSelectedItemIDs({safari});
     QCOMPARE(scanner.selectedCount(), 0);
     scanner.moveSelectedToTrash();
+    QTRY_VERIFY_WITH_TIMEOUT(!scanner.isRemoving(), 10000);
     QCOMPARE(scanner.errorMessage(), QStringLiteral("Primero selecciona una o más cachés."));
     scanner.setSelectedItemIDs({safari, tree.path("com.vendor.Editor")});
     scanner.moveSelectedToTrash();
+    QTRY_VERIFY_WITH_TIMEOUT(!scanner.isRemoving(), 10000);
     QVERIFY(QFile::exists(safari + "/a"));
     QVERIFY(!QFile::exists(tree.path("com.vendor.Editor")));
 }
@@ -214,11 +216,13 @@ void TestCleanupScanner::removalReports()
     const QString status = scanner.statusText();
     scanner.setSelectedItemIDs({tree.path("c1")});
     scanner.moveSelectedToTrash();
+    QTRY_VERIFY_WITH_TIMEOUT(!scanner.isRemoving(), 10000);
     QCOMPARE(scanner.statusText(), QStringLiteral("1 caché fue enviada a la Papelera."));
 
     scanner.setSelectedItemIDs(
         {tree.path("c2"), tree.path("c3"), tree.path("c4"), tree.path("c5")});
     scanner.moveSelectedToTrash();
+    QTRY_VERIFY_WITH_TIMEOUT(!scanner.isRemoving(), 10000);
     QCOMPARE(scanner.statusText(), QStringLiteral("4 cachés fueron enviadas a la Papelera."));
     QVERIFY(scanner.errorMessage().isEmpty());
 
@@ -226,6 +230,7 @@ void TestCleanupScanner::removalReports()
     QVERIFY(QDir(tree.path("c7")).removeRecursively()); // gone: it cannot be moved
     QSignalSpy moving(&scanner, &CleanupScanner::isMovingToTrashChanged);
     scanner.moveSelectedToTrash();
+    QTRY_VERIFY_WITH_TIMEOUT(!scanner.isRemoving(), 10000);
     QCOMPARE(moving.count(), 2);
     QCOMPARE(scanner.statusText(), QStringLiteral("2 cachés enviadas a la Papelera."));
     QCOMPARE(scanner.errorMessage(),

@@ -221,6 +221,7 @@ void TestDuplicateScanner::moveRebuildsGroupsAndNeverTrashesTheKeeper()
     // A keeper planted in the selection is dropped, never trashed.
     scanner.setSelectedFileIDs({tree.path("a/three.bin")});
     scanner.moveSelectedToTrash();
+    QTRY_VERIFY_WITH_TIMEOUT(!scanner.isRemoving(), 10000);
     QCOMPARE(scanner.errorMessage(), QStringLiteral("Selecciona al menos un archivo duplicado."));
     QVERIFY(scanner.selectedFileIDs().isEmpty());
     QVERIFY(QFile::exists(tree.path("a/three.bin")));
@@ -230,6 +231,7 @@ void TestDuplicateScanner::moveRebuildsGroupsAndNeverTrashesTheKeeper()
                                 tree.path("c/three.bin"), tree.path("b/other.bin")});
     QFile::remove(tree.path("c/three.bin")); // gone: it cannot be moved
     scanner.moveSelectedToTrash();
+    QTRY_VERIFY_WITH_TIMEOUT(!scanner.isRemoving(), 10000);
     QCOMPARE(scanner.errorMessage(), QStringLiteral("No fue posible mover: three.bin."));
     QVERIFY(QFile::exists(tree.path("a/three.bin")));
     QVERIFY(QFile::exists(env.trashFiles() + "/three.bin"));
@@ -240,6 +242,7 @@ void TestDuplicateScanner::moveRebuildsGroupsAndNeverTrashesTheKeeper()
     scanner.clearError();
     scanner.setSelectedFileIDs({tree.path("c/other.bin")});
     scanner.moveSelectedToTrash();
+    QTRY_VERIFY_WITH_TIMEOUT(!scanner.isRemoving(), 10000);
     QCOMPARE(scanner.statusText(), QStringLiteral("1 duplicado(s) enviados a la Papelera."));
     QCOMPARE(scanner.groups().size(), 1); // one file left: the group is gone
 }

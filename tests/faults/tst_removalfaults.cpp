@@ -65,6 +65,7 @@ void TestRemovalFaults::largeFileBehindASwappedFolderStays()
     QVERIFY(QFile::link(tree.path(QStringLiteral("Precious")),
                         tree.path(QStringLiteral("Scan/Videos"))));
     scanner.moveSelectedToTrash();
+    QTRY_VERIFY_WITH_TIMEOUT(!scanner.isRemoving(), 10000);
     QCOMPARE(scanner.errorMessage(), QStringLiteral("No fue posible mover: film.mov."));
     QVERIFY(QFile::exists(precious));
     QVERIFY(QFile::exists(tree.path(QStringLiteral("Scan/Videos.old/film.mov"))));
@@ -111,6 +112,8 @@ void TestRemovalFaults::duplicatesAreCheckedAgainBeforeRemoval()
     QVERIFY(QFile::remove(pairs[1].keeper));
 
     scanner.moveSelectedToTrash();
+
+    QTRY_VERIFY_WITH_TIMEOUT(!scanner.isRemoving(), 10000);
     QCOMPARE(trashed(env), QStringList({"copy2.bin"}));
     QVERIFY(QFile::exists(pairs[0].copy));
     QVERIFY(QFile::exists(pairs[1].copy)); // now the last one left
@@ -173,6 +176,7 @@ void TestRemovalFaults::applicationsReachedTwiceAreOneApplication()
     QCOMPARE(scanner.applications().size(), 1);
     scanner.toggleSelection(scanner.applications().first());
     scanner.uninstallSelected();
+    QTRY_VERIFY_WITH_TIMEOUT(!scanner.isRemoving(), 10000);
     QCOMPARE(scanner.errorMessage(), QString());
     QCOMPARE(scanner.statusText(), QStringLiteral("1 aplicación(es) movidas a la Papelera."));
     QVERIFY(scanner.applications().isEmpty());
@@ -197,6 +201,7 @@ void TestRemovalFaults::cacheFolderLeadingToTheHomeIsNotAnalysed()
         QCOMPARE(scanner.completedScanCount(), 0);
         scanner.selectRecommended(QStringLiteral("Agresivo"));
         scanner.moveSelectedToTrash();
+        QTRY_VERIFY_WITH_TIMEOUT(!scanner.isRemoving(), 10000);
         QVERIFY(QFile::exists(tree.path(QStringLiteral("Documents/thesis.tex"))));
         QVERIFY(trashed(env).isEmpty());
     }

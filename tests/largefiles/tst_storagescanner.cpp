@@ -220,6 +220,7 @@ void TestStorageScanner::moveWithOneFailure()
 
     QSignalSpy moving(&scanner, &StorageScanner::isMovingToTrashChanged);
     scanner.moveSelectedToTrash();
+    QTRY_VERIFY_WITH_TIMEOUT(!scanner.isRemoving(), 10000);
     QCOMPARE(moving.count(), 2);
     QVERIFY(!scanner.isMovingToTrash());
     QCOMPARE(scanner.errorMessage(), QStringLiteral("No fue posible mover: b.bin."));
@@ -235,6 +236,7 @@ void TestStorageScanner::moveWithOneFailure()
     scanner.toggleSelection(scanner.files().first()); // b.bin off
     scanner.toggleSelection(scanner.files().last());  // keep.bin on
     scanner.moveSelectedToTrash();
+    QTRY_VERIFY_WITH_TIMEOUT(!scanner.isRemoving(), 10000);
     QVERIFY(scanner.errorMessage().isEmpty());
     QCOMPARE(scanner.statusText(), QStringLiteral("1 archivo(s) enviados a la Papelera."));
     QCOMPARE(scanner.selectedFolder(), env.home());
@@ -251,6 +253,7 @@ void TestStorageScanner::moveWithNothingSelected()
     scanner.setSelectedFileIDs({env.home() + "/elsewhere.bin"});
     QSignalSpy moving(&scanner, &StorageScanner::isMovingToTrashChanged);
     scanner.moveSelectedToTrash();
+    QTRY_VERIFY_WITH_TIMEOUT(!scanner.isRemoving(), 10000);
     QCOMPARE(scanner.errorMessage(), QStringLiteral("Selecciona al menos un archivo."));
     QCOMPARE(moving.count(), 0);
     QCOMPARE(scanner.statusText(), QStringLiteral("Se encontraron 1 archivos grandes."));

@@ -146,6 +146,7 @@ Item {
             tryVerify(() => confirm.opened);
             compare(confirm.message.indexOf("1 elemento(s), "), 0);
             mouseClick(findChild(confirm.contentItem, "dialogConfirmButton"));
+            tryVerify(() => !scanner.isMovingToTrash, 10000);
             compare(find("statusLine").text, "1 caché fue enviada a la Papelera.");
 
             mouseClick(findChild(find("autoSwitch"), "switchTrack")); // on
@@ -154,6 +155,7 @@ Item {
             mouseClick(find("selectionActionButton"));
             tryVerify(() => confirm.opened);
             mouseClick(findChild(confirm.contentItem, "dialogConfirmButton"));
+            tryVerify(() => !scanner.isMovingToTrash, 10000);
             // The smart selection runs again on what is left and reports instead.
             compare(find("statusLine").text, "1 caché(s) seleccionadas automáticamente.");
             compare(scanner.itemCount, 2);

@@ -92,6 +92,7 @@ Item {
             compare(confirm.title, "¿Mover los duplicados seleccionados a la Papelera?");
             compare(confirm.message, "2 archivo(s), " + Formatters.formatBytes(scanner.selectedSize));
             mouseClick(findChild(confirm.contentItem, "dialogConfirmButton"));
+            tryVerify(() => !scanner.isMovingToTrash, 10000);
             compare(find("statusLine").text, "2 duplicado(s) enviados a la Papelera.");
             compare(scanner.groupCount, 0);
             verify(find("emptyState").visible);

@@ -162,6 +162,7 @@ Item {
             mouseClick(find("selectionActionButton"));
             tryVerify(() => confirm.opened);
             mouseClick(findChild(confirm.contentItem, "dialogConfirmButton"));
+            tryVerify(() => !scanner.isMovingToTrash, 10000);
             compare(scanner.errorMessage, "No fue posible mover: gone.bin.");
             compare(Fixtures.exists(keep), false);
             compare(scanner.fileCount, 1);

@@ -173,6 +173,7 @@ Item {
             compare(findChild(confirm.contentItem, "dialogConfirmButton").text,
                     "Mover aplicaciones y archivos relacionados a la Papelera");
             mouseClick(findChild(confirm.contentItem, "dialogConfirmButton"));
+            tryVerify(() => !scanner.isUninstalling, 10000);
             compare(find("statusLine").text, "1 aplicación(es) movidas a la Papelera.");
             compare(value("cardApplications"), "1");
             compare(value("cardSelected"), "0");
@@ -197,6 +198,7 @@ Item {
             const confirm = find("uninstallConfirmation");
             tryVerify(() => confirm.opened);
             mouseClick(findChild(confirm.contentItem, "dialogConfirmButton"));
+            tryVerify(() => !scanner.isUninstalling, 10000);
 
             const alert = find("errorAlert");
             tryVerify(() => alert.opened);

@@ -293,6 +293,7 @@ void TestUninstallerScanner::uninstallMovesBundleBeforeLeftovers()
     UninstallerScanner scanner;
     waitForScan(scanner, 1);
     scanner.uninstallSelected();
+    QTRY_VERIFY_WITH_TIMEOUT(!scanner.isRemoving(), 10000);
     QCOMPARE(scanner.errorMessage(), QStringLiteral("Selecciona una aplicación."));
     scanner.clearError();
     const QString status = scanner.statusText();
@@ -308,6 +309,7 @@ void TestUninstallerScanner::uninstallMovesBundleBeforeLeftovers()
 
     QSignalSpy uninstalling(&scanner, &UninstallerScanner::isUninstallingChanged);
     scanner.uninstallSelected();
+    QTRY_VERIFY_WITH_TIMEOUT(!scanner.isRemoving(), 10000);
     QCOMPARE(uninstalling.count(), 2);
     QVERIFY(!scanner.isUninstalling());
     QCOMPARE(scanner.errorMessage(), QStringLiteral("No fue posible desinstalar: Stuck."));
@@ -329,6 +331,7 @@ void TestUninstallerScanner::uninstallMovesBundleBeforeLeftovers()
     scanner.clearError();
     scanner.setSelectedApplicationIDs({named(scanner.applications(), "Keep")->id()});
     scanner.uninstallSelected();
+    QTRY_VERIFY_WITH_TIMEOUT(!scanner.isRemoving(), 10000);
     QVERIFY(scanner.errorMessage().isEmpty());
     QCOMPARE(scanner.statusText(), QStringLiteral("1 aplicación(es) movidas a la Papelera."));
     QCOMPARE(names(scanner.applications()), QStringList({"Stuck"}));

@@ -66,6 +66,7 @@ public:
         if (trash) {
             runBeforeRemove();
             m_scanner->moveSelectedToTrash();
+            waitForRemoval(m_scanner.get());
         }
         for (const CleanupItem &item : m_scanner->items())
             result->items.append(toJson(item));

@@ -30,6 +30,7 @@ public:
         if (parsed->flags.contains(QLatin1String("--trash-selected"))) {
             runBeforeRemove();
             m_scanner->moveSelectedToTrash();
+            waitForRemoval(m_scanner.get());
         }
         for (const DuplicateGroup &group : m_scanner->groups()) {
             QJsonArray files;

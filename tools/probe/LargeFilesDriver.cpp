@@ -32,6 +32,7 @@ public:
         if (parsed->flags.contains(QLatin1String("--trash-selected"))) {
             runBeforeRemove();
             m_scanner->moveSelectedToTrash();
+            waitForRemoval(m_scanner.get());
         }
         for (const LargeFileItem &item : m_scanner->files())
             result->items.append(fileJson(item));

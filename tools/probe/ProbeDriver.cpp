@@ -30,6 +30,12 @@ void waitForScan(ScannerBase *scanner, int before)
     loop.exec();
 }
 
+void waitForRemoval(ScannerBase *scanner)
+{
+    while (scanner->isRemoving())
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
+}
+
 namespace {
 QString g_beforeRemove;
 } // namespace

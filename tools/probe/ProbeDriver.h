@@ -39,6 +39,8 @@ const QList<ProbeDriverFactory> &probeDrivers();
 // Waits, as the full analysis does, until the scanner's completed count rises
 // above `before` or it stops scanning without a result.
 void waitForScan(ScannerBase *scanner, int before);
+// Waits until the scanner's removal has ended and its outcome is published.
+void waitForRemoval(ScannerBase *scanner);
 
 // The --before-remove command: drivers call runBeforeRemove() right before the
 // removal they were asked for; it runs the command with /bin/sh and waits.

@@ -81,6 +81,7 @@ public:
         if (uninstall) {
             runBeforeRemove();
             m_scanner->uninstallSelected();
+            waitForRemoval(m_scanner.get());
         }
         for (const InstalledApplication &app : m_scanner->applications())
             result->items.append(toJson(app));
