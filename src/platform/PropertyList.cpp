@@ -1,6 +1,7 @@
 #include "PropertyList.h"
 
 #include "FileLocation.h"
+#include "PropertyListShape.h"
 
 #include <QDateTime>
 #include <QFile>
@@ -134,6 +135,10 @@ plist_t fromVariant(const QVariant &value)
 std::optional<QVariantMap> fromData(const QByteArray &data)
 {
     if (data.isEmpty() || data.size() > kMaxPlistBytes)
+        return std::nullopt;
+    // libplist recurses as deep as the list nests, and copies shared binary objects
+    // at every reference: a hostile list is measured before it gets the bytes.
+    if (!PropertyListShape::isWithinBounds(data.constData(), std::size_t(data.size()), kMaxDepth))
         return std::nullopt;
     plist_t root = nullptr;
     plist_from_memory(data.constData(), uint32_t(data.size()), &root);
