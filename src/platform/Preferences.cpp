@@ -1,30 +1,68 @@
 #include "Preferences.h"
 
+#include <QFile>
 #include <QSettings>
+#include <QStandardPaths>
+#include <cerrno>
+#include <memory>
+#include <sys/stat.h>
 
 namespace Preferences {
 
 namespace {
 
+// The file QSettings("Velmora", "Velmora") uses on Linux, named outright: QSettings
+// works its default location out once per process and also reads fallbacks beside
+// it (an organisation-wide file, system-wide ones under /etc/xdg), and every file
+// it opens is one more place a planted named pipe could hang it.
+QString storePath()
+{
+    return QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation) +
+           QStringLiteral("/Velmora/Velmora.conf");
+}
+
+// QSettings opens its file with a blocking open and reads it to the end, so a named
+// pipe (or a device) in its place would hang the app on the first preference. Only
+// a missing file or a regular one, directly or through a link, is handed over.
+bool isUsable(const QString &path)
+{
+    struct stat st;
+    if (stat(QFile::encodeName(path).constData(), &st) == 0)
+        return S_ISREG(st.st_mode);
+    return errno == ENOENT;
+}
+
+// The store, or nothing when its file is not usable. Writing also takes the lock
+// file beside it, whose contents QLockFile reads when it finds one already there.
+std::unique_ptr<QSettings> openStore(bool forWriting)
+{
+    const QString path = storePath();
+    if (!isUsable(path) || (forWriting && !isUsable(path + QStringLiteral(".lock"))))
+        return nullptr;
+    return std::make_unique<QSettings>(path, QSettings::IniFormat);
+}
+
 QVariant read(const QString &key)
 {
-    QSettings settings(QStringLiteral("Velmora"), QStringLiteral("Velmora"));
-    return settings.value(key);
+    const auto settings = openStore(false);
+    return settings ? settings->value(key) : QVariant();
 }
 
 void write(const QString &key, const QVariant &value)
 {
-    QSettings settings(QStringLiteral("Velmora"), QStringLiteral("Velmora"));
-    settings.setValue(key, value);
-    settings.sync();
+    const auto settings = openStore(true);
+    if (!settings)
+        return;
+    settings->setValue(key, value);
+    settings->sync();
 }
 
 } // namespace
 
 bool contains(const QString &key)
 {
-    QSettings settings(QStringLiteral("Velmora"), QStringLiteral("Velmora"));
-    return settings.contains(key);
+    const auto settings = openStore(false);
+    return settings && settings->contains(key);
 }
 
 QString string(const QString &key)
