@@ -108,8 +108,8 @@ void CleanupScanner::scan()
 {
     if (deferWhileRemoving([this] { scan(); }))
         return;
-    if (m_cachesURL.isEmpty() || m_accessRootURL.isEmpty())
-        configureAutomaticCachesPath();
+    // Resolved anew for every scan: a link put in place since the last one counts.
+    configureAutomaticCachesPath();
     if (m_cachesURL.isEmpty() || m_accessRootURL.isEmpty()) {
         setErrorMessage(QStringLiteral("No fue posible localizar ~/Library/Caches."));
         return;
@@ -122,11 +122,10 @@ void CleanupScanner::scan()
     setSelectedItemIDs({});
     setStatusText(QStringLiteral("Calculando el espacio ocupado por las cachés…"));
 
-    const QString folder = m_cachesURL;
     const QString home = m_accessRootURL;
-    m_root = ScanRoot::resolve(folder);
+    m_root = ScanRoot::resolve(m_cachesURL);
     runWalk<QList<CleanupItem>>(
-        [folder, home] { return scanTopLevelCaches(folder, home); },
+        [root = m_root, home] { return scanTopLevelCaches(root, home); },
         [this](QList<CleanupItem> found) {
             // Unprotected first, then larger first; ties keep the listing order.
             std::stable_sort(found.begin(), found.end(),
@@ -174,13 +173,22 @@ QString listingError(const QString &folder, int error)
 
 } // namespace
 
-WalkOutcome<QList<CleanupItem>> CleanupScanner::scanTopLevelCaches(const QString &folder,
+WalkOutcome<QList<CleanupItem>> CleanupScanner::scanTopLevelCaches(const ScanRoot &root,
                                                                    const QString &home)
 {
     // A cache folder that leads to the home, or to a folder holding it, would
-    // list the user's own folders as caches.
-    if (folder == home ||
-        home.startsWith(folder.endsWith(QLatin1Char('/')) ? folder : folder + QLatin1Char('/')))
+    // list the user's own folders as caches. It is judged by where it really
+    // is now, and listed only while it is still the folder the scan resolved.
+    const QString folder = root.path;
+    const ScanRoot now = ScanRoot::resolve(folder);
+    const QString real = now.isValid() ? now.resolved : folder;
+    const QString realHome = FileLocation::resolvingSymlinksInPath(home);
+    const bool holdsHome = real == realHome || realHome.startsWith(real + QLatin1Char('/')) ||
+                           real == QLatin1String("/");
+    const bool swapped =
+        root.isValid() && now.isValid() &&
+        (now.identity.device != root.identity.device || now.identity.inode != root.identity.inode);
+    if (holdsHome || swapped)
         return WalkOutcome<QList<CleanupItem>>::failure(
             QStringLiteral("No se analizó “%1”: la carpeta de cachés lleva a tu carpeta de inicio "
                            "o a una carpeta que la contiene.")

@@ -74,7 +74,7 @@ public:
 
     // The background work: the visible top-level entries of the cache folder.
     // Refuses a cache folder that is the home folder or holds it.
-    static WalkOutcome<QList<CleanupItem>> scanTopLevelCaches(const QString &folder,
+    static WalkOutcome<QList<CleanupItem>> scanTopLevelCaches(const ScanRoot &root,
                                                               const QString &home);
     // Logical bytes and count of the visible regular files below a folder.
     static std::pair<qint64, int> folderStatistics(const QString &folder);

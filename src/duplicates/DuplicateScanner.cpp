@@ -230,11 +230,15 @@ Trash::BatchOutcome DuplicateScanner::trashCopies(
     // last one left, or no longer a copy at all.
     Trash::BatchOutcome outcome;
     for (const auto &[copy, keeper] : copies) {
-        const bool keeperIntact = keeper && PinnedItem::pin(root, keeper->url, keeper->identity,
-                                                            PinnedItem::Check::Unchanged)
-                                                .has_value();
-        if (keeperIntact && Trash::moveToTrash(root, copy.url, copy.identity, nullptr,
-                                               PinnedItem::Check::Unchanged))
+        // The keeper stays pinned while its copy moves, and is looked at again
+        // right before the move.
+        const std::optional<PinnedItem> kept =
+            keeper
+                ? PinnedItem::pin(root, keeper->url, keeper->identity, PinnedItem::Check::Unchanged)
+                : std::nullopt;
+        if (kept &&
+            Trash::moveToTrash(root, copy.url, copy.identity, nullptr, PinnedItem::Check::Unchanged,
+                               [&kept] { return kept->stillSame(); }))
             outcome.moved.insert(copy.id());
         else
             outcome.failedNames.append(copy.name);

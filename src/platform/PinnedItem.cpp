@@ -4,6 +4,7 @@
 
 #include <QList>
 #include <cerrno>
+#include <climits>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -118,6 +119,17 @@ PinnedItem::~PinnedItem()
 {
     if (m_parentFd >= 0)
         close(m_parentFd);
+}
+
+bool PinnedItem::parentStillAtItsPath() const
+{
+    char buffer[PATH_MAX];
+    const QByteArray link = "/proc/self/fd/" + QByteArray::number(m_parentFd);
+    const ssize_t n = readlink(link.constData(), buffer, sizeof buffer);
+    if (n <= 0 || n >= ssize_t(sizeof buffer))
+        return true;
+    const QByteArray parent = m_resolvedPath.left(m_resolvedPath.lastIndexOf('/'));
+    return QByteArray(buffer, n) == (parent.isEmpty() ? QByteArray("/") : parent);
 }
 
 bool PinnedItem::stillSame() const

@@ -41,6 +41,9 @@ public:
     const QByteArray &resolvedPath() const { return m_resolvedPath; }
     // Looks again, right before acting: still the same file under that name.
     bool stillSame() const;
+    // The pinned parent folder is still found at the path the item's resolved
+    // path names (true where the system cannot tell).
+    bool parentStillAtItsPath() const;
 
 private:
     PinnedItem() = default;

@@ -18,7 +18,7 @@ bool fail(QString *error, const QString &why)
 
 } // namespace
 
-bool moveToTrash(const PinnedItem &item, QString *error)
+bool moveToTrash(const PinnedItem &item, QString *error, const std::function<bool()> &stillValid)
 {
     // An item on the data home's file system goes to the home Trash. One on
     // another volume, or on a bind mount of the home's (the rename then fails
@@ -31,26 +31,32 @@ bool moveToTrash(const PinnedItem &item, QString *error)
         if (!home && TrashCan::deviceHolding(TrashCan::dataHome()) == item.status().st_dev)
             return fail(error, homeError);
         if (home) {
-            const TrashCan::Result result = home->take(item, error);
+            const TrashCan::Result result = home->take(item, error, stillValid);
             if (result != TrashCan::Result::CrossDevice)
                 return result == TrashCan::Result::Moved;
         }
     }
-    std::optional<TrashCan> can =
-        TrashCan::forVolume(TrashCan::mountPointOf(item.resolvedPath()), error);
+    // The volume of the folder holding the item: an item that is itself a mount
+    // point belongs to the volume it is mounted on.
+    const QByteArray parent = item.resolvedPath().left(item.resolvedPath().lastIndexOf('/'));
+    const QByteArray topdir = TrashCan::mountPointOf(parent.isEmpty() ? QByteArray("/") : parent);
+    struct stat top;
+    if (stat(topdir.constData(), &top) != 0 || top.st_dev != item.status().st_dev)
+        return fail(error, QStringLiteral("no Trash on the item's volume"));
+    std::optional<TrashCan> can = TrashCan::forVolume(topdir, error);
     if (!can)
         return false;
-    const TrashCan::Result result = can->take(item, error);
+    const TrashCan::Result result = can->take(item, error, stillValid);
     if (result == TrashCan::Result::CrossDevice)
         return fail(error, QStringLiteral("no Trash on the item's volume"));
     return result == TrashCan::Result::Moved;
 }
 
 bool moveToTrash(const ScanRoot &root, const QString &path, const FileIdentity &expected,
-                 QString *error, PinnedItem::Check check)
+                 QString *error, PinnedItem::Check check, const std::function<bool()> &stillValid)
 {
     const std::optional<PinnedItem> item = PinnedItem::pin(root, path, expected, check, error);
-    return item && moveToTrash(*item, error);
+    return item && moveToTrash(*item, error, stillValid);
 }
 
 bool moveToTrash(const QString &path, QString *error)

@@ -18,10 +18,14 @@ namespace Trash {
 // Moves an item a scan listed: reached again from the scan's root without
 // following links, and only while it is the file the scan saw. *error says why
 // when it stays.
+// `stillValid`, when given, is asked right before the move as well: the item goes
+// only while it holds (a duplicate, only while its keeper is intact).
 bool moveToTrash(const ScanRoot &root, const QString &path, const FileIdentity &expected,
-                 QString *error = nullptr, PinnedItem::Check check = PinnedItem::Check::SameFile);
+                 QString *error = nullptr, PinnedItem::Check check = PinnedItem::Check::SameFile,
+                 const std::function<bool()> &stillValid = {});
 // The core: moves an item already pinned.
-bool moveToTrash(const PinnedItem &item, QString *error = nullptr);
+bool moveToTrash(const PinnedItem &item, QString *error = nullptr,
+                 const std::function<bool()> &stillValid = {});
 // For an item named now, not by an earlier scan: the item as it is at this moment,
 // reached from its parent folder.
 bool moveToTrash(const QString &path, QString *error = nullptr);

@@ -109,8 +109,9 @@ QByteArray shortened(const QByteArray &name, int limit)
     if (name.size() <= limit)
         return name;
     qsizetype cut = limit;
-    // Never split a character: step back over continuation bytes.
-    while (cut > 0 && (uchar(name[cut]) & 0xC0) == 0x80)
+    // Never split a character: step back over its continuation bytes (three at
+    // most in UTF-8).
+    for (int step = 0; step < 3 && cut > 0 && (uchar(name[cut]) & 0xC0) == 0x80; ++step)
         --cut;
     return name.left(cut);
 }
@@ -267,12 +268,21 @@ QByteArray TrashCan::infoFor(const QByteArray &resolvedPath) const
     if (!m_topdir.isEmpty())
         path = m_topdir == "/" ? resolvedPath.mid(1) : resolvedPath.mid(m_topdir.size() + 1);
     return "[Trash Info]\nPath=" + TrashNames::percentEncoded(path) + "\nDeletionDate=" +
-           QDateTime::currentDateTime().toString(QStringLiteral("yyyy-MM-ddThh:mm:ss")).toLatin1() +
+           QDateTime::currentDateTime()
+               .toString(QStringLiteral("yyyy-MM-dd'T'HH:mm:ss"))
+               .toLatin1() +
            "\n";
 }
 
-TrashCan::Result TrashCan::take(const PinnedItem &item, QString *why)
+TrashCan::Result TrashCan::take(const PinnedItem &item, QString *why,
+                                const std::function<bool()> &stillValid)
 {
+    // The restore path names where the item really is: a folder on the way
+    // renamed since it was pinned would make it name another place.
+    if (!item.parentStillAtItsPath()) {
+        fail(why, QStringLiteral("a folder on the way changed"));
+        return Result::Failed;
+    }
     const QByteArray info = infoFor(item.resolvedPath());
     const QByteArray base = TrashNames::shortened(item.name(), kNameLimit);
     for (int attempt = 0; attempt < kNameTries; ++attempt) {
@@ -299,14 +309,25 @@ TrashCan::Result TrashCan::take(const PinnedItem &item, QString *why)
                           .arg(errorText(written ? errno : writeError)));
             return Result::Failed;
         }
-        if (!item.stillSame()) {
+        if (!item.stillSame() || (stillValid && !stillValid())) {
             unlinkat(m_infoFd, infoName.constData(), 0);
             fail(why, QStringLiteral("not the file that was analysed"));
             return Result::Failed;
         }
         if (renameNoReplace(item.parentFd(), item.name().constData(), m_filesFd,
-                            name.constData()) == 0)
-            return Result::Moved;
+                            name.constData()) == 0) {
+            // What arrived must be what was checked: an item swapped in the
+            // instant between the check and the rename goes back.
+            struct stat arrived;
+            if (fstatat(m_filesFd, name.constData(), &arrived, AT_SYMLINK_NOFOLLOW) == 0 &&
+                arrived.st_dev == item.status().st_dev && arrived.st_ino == item.status().st_ino)
+                return Result::Moved;
+            if (renameNoReplace(m_filesFd, name.constData(), item.parentFd(),
+                                item.name().constData()) == 0)
+                unlinkat(m_infoFd, infoName.constData(), 0);
+            fail(why, QStringLiteral("not the file that was analysed"));
+            return Result::Failed;
+        }
         const int moveError = errno;
         unlinkat(m_infoFd, infoName.constData(), 0);
         if (moveError == EEXIST || moveError == ENOTEMPTY)

@@ -4,6 +4,7 @@
 
 #include <QByteArray>
 #include <QString>
+#include <functional>
 #include <optional>
 #include <sys/types.h>
 
@@ -40,7 +41,9 @@ public:
     };
     // Writes the item's .trashinfo (created exclusively, complete and flushed),
     // then renames the item into "files". A failure undoes what was done.
-    Result take(const PinnedItem &item, QString *why);
+    // `stillValid`, when given, is asked right before the rename too: the item
+    // goes only while it holds.
+    Result take(const PinnedItem &item, QString *why, const std::function<bool()> &stillValid = {});
 
     // What a .trashinfo says of an item at this resolved path (for tests).
     QByteArray infoFor(const QByteArray &resolvedPath) const;

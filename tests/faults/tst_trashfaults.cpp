@@ -8,6 +8,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QProcess>
+#include <QRegularExpression>
 #include <QStandardPaths>
 #include <QUrl>
 #include <QtTest>
@@ -104,6 +105,14 @@ void TestTrashFaults::hostileNamesRestoreWhereTheyCameFrom()
         const QByteArray info = infoOf(env, name);
         QCOMPARE(info.count('\n'), 3); // header, Path, DeletionDate: nothing split
         QVERIFY(info.startsWith("[Trash Info]\nPath=/"));
+        const QRegularExpression date(
+            QStringLiteral("\nDeletionDate=(\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d)\n$"));
+        const QRegularExpressionMatch when = date.match(QString::fromLatin1(info));
+        QVERIFY2(when.hasMatch(), info.constData());
+        // Local time, as the Trash specification asks.
+        const QDateTime deleted =
+            QDateTime::fromString(when.captured(1), QStringLiteral("yyyy-MM-dd'T'HH:mm:ss"));
+        QVERIFY(qAbs(deleted.secsTo(QDateTime::currentDateTime())) < 120);
         restoredTo << pathInInfo(info);
         // What the Trash holds is the item itself.
         QFile held(env.trashFiles() + QLatin1Char('/') + name);
@@ -308,15 +317,22 @@ void TestTrashFaults::swappedFoldersAreNeverFollowed()
     QVERIFY(lstat(QFile::encodeName(file).constData(), &st) == 0);
     const FileIdentity seen = FileIdentity::of(st);
 
-    // After the scan, Sub is renamed and a link to another folder takes its name.
+    // After the scan, Sub is renamed and a link takes its name. Through the link
+    // the very same file is reached, so only never following links keeps it.
     QVERIFY(QDir().rename(tree.path(QStringLiteral("Scan/Sub")),
                           tree.path(QStringLiteral("Scan/Sub.old"))));
-    QVERIFY(
-        QFile::link(tree.path(QStringLiteral("Precious")), tree.path(QStringLiteral("Scan/Sub"))));
+    QVERIFY(QFile::link(tree.path(QStringLiteral("Scan/Sub.old")),
+                        tree.path(QStringLiteral("Scan/Sub"))));
     QString error;
     QVERIFY(!Trash::moveToTrash(root, file, seen, &error));
-    QVERIFY(QFile::exists(outside));
     QVERIFY(QFile::exists(tree.path(QStringLiteral("Scan/Sub.old/report.pdf"))));
+    QVERIFY(QDir(env.trashFiles()).isEmpty());
+    // A link to another folder is refused as well.
+    QFile::remove(tree.path(QStringLiteral("Scan/Sub")));
+    QVERIFY(
+        QFile::link(tree.path(QStringLiteral("Precious")), tree.path(QStringLiteral("Scan/Sub"))));
+    QVERIFY(!Trash::moveToTrash(root, file, seen, &error));
+    QVERIFY(QFile::exists(outside));
     QVERIFY(QDir(env.trashFiles()).isEmpty());
 
     // The same file under the same name but another inode is not the one scanned.

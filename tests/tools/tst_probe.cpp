@@ -164,9 +164,10 @@ void TestProbe::faultInjectedBeforeRemoval()
     TreeBuilder tree(env.home());
     tree.allocatedFile("Movies/big.mov", 2 * 1024 * 1024);
     const QString precious = tree.allocatedFile("Precious/big.mov", 2 * 1024 * 1024);
-    // Between the selection and the removal the folder is swapped for a link.
-    const QString swap = QStringLiteral("mv '%1' '%1.old' && ln -s '%2' '%1'")
-                             .arg(tree.path("Movies"), tree.path("Precious"));
+    // Between the selection and the removal the folder is swapped for a link to
+    // itself under its new name: the same file, reached only through a link.
+    const QString swap =
+        QStringLiteral("mv '%1' '%1.old' && ln -s '%1.old' '%1'").arg(tree.path("Movies"));
     const QJsonObject moved = run({"largefiles", tree.path("Movies"), "--min-mb", "1",
                                    "--select-all", "--trash-selected", "--before-remove", swap});
     QCOMPARE(moved.value("errorMessage").toString(),
