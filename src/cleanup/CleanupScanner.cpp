@@ -190,9 +190,9 @@ WalkOutcome<QList<CleanupItem>> CleanupScanner::scanTopLevelCaches(const ScanRoo
         (now.identity.device != root.identity.device || now.identity.inode != root.identity.inode);
     if (holdsHome || swapped)
         return WalkOutcome<QList<CleanupItem>>::failure(
-            QStringLiteral("No se analizó “%1”: la carpeta de cachés lleva a tu carpeta de inicio "
-                           "o a una carpeta que la contiene.")
-                .arg(folder));
+            QStringLiteral("No se analizó ~/Library/Caches: lleva a “%1”, tu carpeta de inicio "
+                           "o una carpeta que la contiene.")
+                .arg(real));
     int error = 0;
     const auto children = FileSystem::listDirectory(folder, true, &error);
     if (!children)
