@@ -170,15 +170,7 @@ std::optional<TrashCan> TrashCan::home(QString *why)
     }
     const int trashFd = ownFolder(dataFd, "Trash", why);
     close(dataFd);
-    if (trashFd < 0)
-        return std::nullopt;
-    TrashCan can;
-    can.m_filesFd = ownFolder(trashFd, "files", why);
-    can.m_infoFd = can.m_filesFd >= 0 ? ownFolder(trashFd, "info", why) : -1;
-    close(trashFd);
-    if (can.m_infoFd < 0)
-        return std::nullopt;
-    return can;
+    return openFolders(trashFd, {}, why);
 }
 
 std::optional<TrashCan> TrashCan::forVolume(const QByteArray &topdir, QString *why)
@@ -200,6 +192,11 @@ std::optional<TrashCan> TrashCan::forVolume(const QByteArray &topdir, QString *w
     if (trashFd < 0)
         trashFd = ownFolder(topFd, (".Trash-" + uid).constData(), why);
     close(topFd);
+    return openFolders(trashFd, topdir, why);
+}
+
+std::optional<TrashCan> TrashCan::openFolders(int trashFd, const QByteArray &topdir, QString *why)
+{
     if (trashFd < 0)
         return std::nullopt;
     TrashCan can;

@@ -50,6 +50,8 @@ public:
 
 private:
     TrashCan() = default;
+    // Its "files" and "info" below an open Trash folder, which it closes.
+    static std::optional<TrashCan> openFolders(int trashFd, const QByteArray &topdir, QString *why);
     int m_filesFd = -1;
     int m_infoFd = -1;
     QByteArray m_topdir; // empty for the home Trash, whose paths are absolute

@@ -87,19 +87,25 @@ QQuickItem *AppJourney::waitForItem(const QString &objectName, int timeoutMs) co
     return found;
 }
 
+QQuickItem *AppJourney::delegateAt(QQuickItem *view, int index) const
+{
+    // Only rows in view exist (and are reused): scroll to it, read it at once.
+    QMetaObject::invokeMethod(view, "positionViewAtIndex", Q_ARG(int, index), Q_ARG(int, 0));
+    settle(30);
+    QQuickItem *delegate = nullptr;
+    QMetaObject::invokeMethod(view, "itemAtIndex", Q_RETURN_ARG(QQuickItem *, delegate),
+                              Q_ARG(int, index));
+    return delegate;
+}
+
 QQuickItem *AppJourney::row(const QString &list, const char *role, const QString &value) const
 {
     QQuickItem *view = item(list);
     const int count = view ? view->property("count").toInt() : 0;
-    for (int i = 0; i < count; ++i) {
-        QMetaObject::invokeMethod(view, "positionViewAtIndex", Q_ARG(int, i), Q_ARG(int, 0));
-        settle(30);
-        QQuickItem *delegate = nullptr;
-        QMetaObject::invokeMethod(view, "itemAtIndex", Q_RETURN_ARG(QQuickItem *, delegate),
-                                  Q_ARG(int, i));
-        if (delegate && delegate->property(role).toString() == value && isShown(delegate))
+    for (int i = 0; i < count; ++i)
+        if (QQuickItem *delegate = delegateAt(view, i);
+            delegate && delegate->property(role).toString() == value && isShown(delegate))
             return delegate;
-    }
     return nullptr;
 }
 
@@ -108,15 +114,10 @@ QStringList AppJourney::selectedRows(const QString &list, const char *role) cons
     QStringList values;
     QQuickItem *view = item(list);
     const int count = view ? view->property("count").toInt() : 0;
-    for (int i = 0; i < count; ++i) {
-        QMetaObject::invokeMethod(view, "positionViewAtIndex", Q_ARG(int, i), Q_ARG(int, 0));
-        settle(30);
-        QQuickItem *delegate = nullptr;
-        QMetaObject::invokeMethod(view, "itemAtIndex", Q_RETURN_ARG(QQuickItem *, delegate),
-                                  Q_ARG(int, i));
-        if (delegate && delegate->property("selected").toBool())
+    for (int i = 0; i < count; ++i)
+        if (QQuickItem *delegate = delegateAt(view, i);
+            delegate && delegate->property("selected").toBool())
             values << delegate->property(role).toString();
-    }
     return values;
 }
 

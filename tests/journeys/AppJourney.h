@@ -76,6 +76,8 @@ public:
     QStringList trashNames() const;
 
 private:
+    QQuickItem *delegateAt(QQuickItem *view, int index) const;
+
     TestEnvironment m_env;
     std::unique_ptr<VelmoraApp> m_app;
 };
