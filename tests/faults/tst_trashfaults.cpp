@@ -109,7 +109,7 @@ void TestTrashFaults::hostileNamesRestoreWhereTheyCameFrom()
             QStringLiteral("\nDeletionDate=(\\d{4}-\\d\\d-\\d\\dT\\d\\d:\\d\\d:\\d\\d)\n$"));
         const QRegularExpressionMatch when = date.match(QString::fromLatin1(info));
         QVERIFY2(when.hasMatch(), info.constData());
-        // Local time, as the Trash specification asks.
+        // Local time, as freedesktop Trash entries carry it.
         const QDateTime deleted =
             QDateTime::fromString(when.captured(1), QStringLiteral("yyyy-MM-dd'T'HH:mm:ss"));
         QVERIFY(qAbs(deleted.secsTo(QDateTime::currentDateTime())) < 120);
