@@ -2,21 +2,57 @@
 
 namespace CleanupRules {
 
+namespace {
+
+// The protected system caches, as data: checked in this order, the first rule
+// that matches gives the reason. Prefixes match the lower-cased name; names match
+// whole, ignoring case.
+struct ProtectionRule
+{
+    enum Match
+    {
+        Prefix,
+        Name
+    } match;
+    const char *text;
+};
+
+constexpr const char kSystemReason[] =
+    "Caché de macOS protegida para evitar problemas del sistema.";
+constexpr const char kBuiltInReason[] = "Caché de una función integrada de macOS.";
+
+constexpr ProtectionRule kRules[] = {
+    {ProtectionRule::Prefix, "com.apple."},
+    {ProtectionRule::Prefix, "apple."},
+    {ProtectionRule::Prefix, "cloudkit"},
+    {ProtectionRule::Prefix, "familycircle"},
+    {ProtectionRule::Prefix, "locationd"},
+    {ProtectionRule::Prefix, "knowledge-agent"},
+    {ProtectionRule::Prefix, "nsurlsessiond"},
+    {ProtectionRule::Prefix, "sharedfilelist"},
+    {ProtectionRule::Prefix, "systempreferences"},
+    {ProtectionRule::Prefix, "mobileasset"},
+    {ProtectionRule::Name, "Safari"},
+    {ProtectionRule::Name, "com.apple.Safari"},
+    {ProtectionRule::Name, "GeoServices"},
+    {ProtectionRule::Name, "HomeKit"},
+    {ProtectionRule::Name, "PassKit"},
+    {ProtectionRule::Name, "CoreDuet"},
+    {ProtectionRule::Name, "CoreFollowUp"},
+};
+
+} // namespace
+
 Protection protectionInfo(const QString &name)
 {
-    static const char *const prefixes[] = {
-        "com.apple.",      "apple.",        "cloudkit",       "familycircle",      "locationd",
-        "knowledge-agent", "nsurlsessiond", "sharedfilelist", "systempreferences", "mobileasset"};
-    static const char *const builtIn[] = {"Safari",  "com.apple.Safari", "GeoServices", "HomeKit",
-                                          "PassKit", "CoreDuet",         "CoreFollowUp"};
     const QString lower = name.toLower();
-    for (const char *prefix : prefixes)
-        if (lower.startsWith(QLatin1String(prefix)))
-            return {true,
-                    QStringLiteral("Caché de macOS protegida para evitar problemas del sistema.")};
-    for (const char *exact : builtIn)
-        if (name.compare(QLatin1String(exact), Qt::CaseInsensitive) == 0)
-            return {true, QStringLiteral("Caché de una función integrada de macOS.")};
+    for (const ProtectionRule &rule : kRules) {
+        const QLatin1String text(rule.text);
+        if (rule.match == ProtectionRule::Prefix && lower.startsWith(text))
+            return {true, QString::fromUtf8(kSystemReason)};
+        if (rule.match == ProtectionRule::Name && name.compare(text, Qt::CaseInsensitive) == 0)
+            return {true, QString::fromUtf8(kBuiltInReason)};
+    }
     return {};
 }
 
