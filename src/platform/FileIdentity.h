@@ -15,7 +15,6 @@ struct FileIdentity
     std::optional<qint64> modificationTimeMs;
 
     static FileIdentity of(const struct stat &st);
-    bool isKnown() const { return device != 0 || inode != 0; }
     // The same file: device and inode.
     bool sameFile(const struct stat &st) const;
     // The same file, with the same length and modification time.

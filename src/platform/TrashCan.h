@@ -45,11 +45,10 @@ public:
     // goes only while it holds.
     Result take(const PinnedItem &item, QString *why, const std::function<bool()> &stillValid = {});
 
-    // What a .trashinfo says of an item at this resolved path (for tests).
-    QByteArray infoFor(const QByteArray &resolvedPath) const;
-
 private:
     TrashCan() = default;
+    // What the .trashinfo of an item at this resolved path says.
+    QByteArray infoFor(const QByteArray &resolvedPath) const;
     // Its "files" and "info" below an open Trash folder, which it closes.
     static std::optional<TrashCan> openFolders(int trashFd, const QByteArray &topdir, QString *why);
     int m_filesFd = -1;
