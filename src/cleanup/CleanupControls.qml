@@ -1,15 +1,16 @@
 import QtQuick
 import QtQuick.Layouts
 import Velmora
+import Velmora.Core
 
 // The automatic path with its progress or "Volver a analizar", and the smart
 // selection: mode, switch and "Seleccionar ahora".
 ColumnLayout {
     id: controls
 
-    required property Item view
-    readonly property var scanner: view.scanner
-    readonly property var automation: view.automation
+    required property CleanupScanner scanner
+    required property CleanupAutomationSettings automation
+    readonly property bool busy: scanner.isScanning || scanner.isRemoving
 
     spacing: 12
 
@@ -35,7 +36,7 @@ ColumnLayout {
                 Text {
                     objectName: "cachesPath"
                     Layout.fillWidth: true
-                    text: controls.scanner && controls.scanner.cachesURL !== ""
+                    text: controls.scanner.cachesURL !== ""
                           ? controls.scanner.cachesURL : AppPaths.homeFolder + "/Library/Caches"
                     color: VelmoraTheme.secondaryText
                     font.pixelSize: 12
@@ -45,10 +46,10 @@ ColumnLayout {
             }
             Spinner {
                 objectName: "progressIndicator"
-                visible: controls.view.busy
+                visible: controls.busy
             }
             Text {
-                visible: !controls.view.busy
+                visible: !controls.busy
                 text: "AUTOMÁTICA"
                 color: VelmoraTheme.success
                 font.pixelSize: 11
@@ -56,7 +57,7 @@ ColumnLayout {
             }
             VelmoraButton {
                 objectName: "rescanButton"
-                visible: !controls.view.busy
+                visible: !controls.busy
                 small: true
                 symbol: "arrow.clockwise"
                 text: "Volver a analizar"
@@ -132,9 +133,8 @@ ColumnLayout {
                         kind: "prominent"
                         accent: VelmoraTheme.violet
                         text: "Seleccionar ahora"
-                        enabled: controls.scanner !== null && controls.scanner.itemCount > 0
-                                 && !controls.scanner.isScanning
-                        onClicked: controls.view.applyMode()
+                        enabled: controls.scanner.itemCount > 0 && !controls.scanner.isScanning
+                        onClicked: controls.scanner.selectRecommended(controls.automation.mode)
                     }
                 }
             }

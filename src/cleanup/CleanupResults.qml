@@ -1,16 +1,24 @@
+pragma ComponentBehavior: Bound
 import QtQuick
 import QtQuick.Controls.Basic
 import QtQuick.Layouts
 import Velmora
+import Velmora.Core
 
 // "Cachés encontradas": the status line, the two selection buttons, and the list
 // or its empty state.
 Card {
     id: results
 
-    required property Item view
-    readonly property var scanner: view.scanner
-    readonly property bool hasItems: scanner !== null && scanner.itemCount > 0
+    required property CleanupScanner scanner
+    readonly property bool hasItems: scanner.itemCount > 0
+    // What the current mode recommends, as a set for the rows' badges.
+    readonly property var recommended: {
+        const set = {};
+        for (const id of scanner.recommendedIDs)
+            set[id] = true;
+        return set;
+    }
 
     radius: 16
 
@@ -35,11 +43,16 @@ Card {
                 Text {
                     objectName: "statusLine"
                     Layout.fillWidth: true
-                    text: results.scanner ? results.scanner.statusText : ""
+                    text: results.scanner.statusText
                     textFormat: Text.PlainText
                     color: VelmoraTheme.secondaryText
                     font.pixelSize: 12
                     elide: Text.ElideRight
+                }
+                ScanStatus {
+                    Layout.fillWidth: true
+                    scanner: results.scanner
+                    showStatus: false
                 }
             }
             VelmoraButton {
@@ -53,11 +66,11 @@ Card {
             VelmoraButton {
                 objectName: "clearSelectionButton"
                 visible: results.hasItems
-                enabled: results.scanner !== null && results.scanner.selectedItemIDs.length > 0
+                enabled: results.scanner.hasSelection
                 kind: "borderless"
                 small: true
                 text: "Quitar selección"
-                onClicked: results.scanner.selectedItemIDs = []
+                onClicked: results.scanner.clearSelection()
             }
         }
 
@@ -78,13 +91,13 @@ Card {
             Layout.fillWidth: true
             Layout.fillHeight: true
             clip: true
-            model: results.scanner ? results.scanner.items : null
+            model: results.scanner.items
             reuseItems: true
             boundsBehavior: Flickable.StopAtBounds
             ScrollBar.vertical: VelmoraScrollBar { objectName: "scrollBar" }
             delegate: CleanupRow {
                 width: list.width
-                recommended: results.view.recommended[itemId] === true
+                recommended: results.recommended[itemId] === true
                 onToggled: results.scanner.toggleSelection(itemId)
             }
         }

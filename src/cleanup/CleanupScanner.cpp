@@ -4,6 +4,7 @@
 #include "FileLocation.h"
 #include "FileSystem.h"
 #include "FileWalker.h"
+#include "Formatters.h"
 #include "SystemLayout.h"
 #include "Trash.h"
 
@@ -14,8 +15,30 @@
 
 CleanupScanner::CleanupScanner(QObject *parent)
     : ScannerBase(QStringLiteral("Preparando la ruta fija de cachés…"), parent),
+      m_items(
+          {[](const CleanupItem &item) { return item.size; },
+           [](const CleanupItem &item) { return !item.isProtected; },
+           fileRoles<CleanupItem>() +
+               QList<ResultRole<CleanupItem>>{
+                   {"displayName",
+                    [](const CleanupItem &item) { return QVariant(item.displayName); }},
+                   {"itemCount", [](const CleanupItem &item) { return QVariant(item.itemCount); }},
+                   {"dateText",
+                    [](const CleanupItem &item) {
+                        return item.modificationDateMs
+                                   ? QVariant(Formatters::mediumDate(
+                                         QDateTime::fromMSecsSinceEpoch(*item.modificationDateMs)))
+                                   : QVariant(QString());
+                    }},
+                   {"isDirectory",
+                    [](const CleanupItem &item) { return QVariant(item.isDirectory); }},
+                   {"isProtected",
+                    [](const CleanupItem &item) { return QVariant(item.isProtected); }},
+                   {"protectionReason",
+                    [](const CleanupItem &item) { return QVariant(item.protectionReason); }}}}),
       m_runningApplications(&RunningApplications::list), m_clock(&QDateTime::currentDateTimeUtc)
 {
+    setResults(&m_items);
     configureAutomaticCachesPath();
     // The first analysis starts on the next turn of the event loop, and not at
     // all if the scanner is gone by then.
@@ -37,14 +60,6 @@ void CleanupScanner::configureAutomaticCachesPath()
     setStatusText(QStringLiteral("Ruta automática lista: ~/Library/Caches"));
 }
 
-qint64 CleanupScanner::totalSize() const
-{
-    qint64 total = 0;
-    for (const CleanupItem &item : items())
-        total += item.size;
-    return total;
-}
-
 QList<CleanupItem> CleanupScanner::safeItems() const
 {
     QList<CleanupItem> safe;
@@ -54,54 +69,14 @@ QList<CleanupItem> CleanupScanner::safeItems() const
     return safe;
 }
 
-QList<CleanupItem> CleanupScanner::selectedItems() const
-{
-    return Selection::selectedItems(safeItems(), m_selected,
-                                    [](const CleanupItem &item) { return item.id(); });
-}
-
-qint64 CleanupScanner::selectedSize() const
-{
-    qint64 total = 0;
-    for (const CleanupItem &item : selectedItems())
-        total += item.size;
-    return total;
-}
-
-void CleanupScanner::setSelectedItemIDs(const QSet<QString> &ids)
-{
-    if (ids == m_selected)
-        return;
-    m_selected = ids;
-    QSet<QString> shown;
-    for (const CleanupItem &item : selectedItems())
-        shown.insert(item.id());
-    m_model.setSelection(shown);
-    Q_EMIT selectionChanged();
-}
-
-void CleanupScanner::setSelectedItemIDList(const QStringList &ids)
-{
-    setSelectedItemIDs(QSet<QString>(ids.cbegin(), ids.cend()));
-}
-
 void CleanupScanner::setItems(const QList<CleanupItem> &items)
 {
     // Unchanged lists are not announced: a screen re-selects when the list changes.
-    if (items == m_model.items())
+    if (items == m_items.items())
         return;
-    m_model.setItems(items);
-    QSet<QString> shown;
-    for (const CleanupItem &item : selectedItems())
-        shown.insert(item.id());
-    m_model.setSelection(shown);
+    m_items.setItems(items);
+    updateRecommendation();
     Q_EMIT itemsChanged();
-    Q_EMIT selectionChanged(); // the selected figures are filtered through the list
-}
-
-void CleanupScanner::setMovingToTrash(bool moving)
-{
-    publish(m_isMovingToTrash, moving, &CleanupScanner::isMovingToTrashChanged);
 }
 
 void CleanupScanner::scan()
@@ -119,7 +94,7 @@ void CleanupScanner::scan()
     setErrorMessage(QString());
     setScanning(true);
     setItems({});
-    setSelectedItemIDs({});
+    m_items.clearSelection();
     setStatusText(QStringLiteral("Calculando el espacio ocupado por las cachés…"));
 
     const QString home = m_accessRootURL;
@@ -238,72 +213,47 @@ std::pair<qint64, int> CleanupScanner::folderStatistics(const QString &folder)
     return {size, count};
 }
 
-void CleanupScanner::toggleSelection(const QString &itemId)
-{
-    for (const CleanupItem &item : items())
-        if (item.id() == itemId && item.isProtected)
-            return;
-    QSet<QString> ids = m_selected;
-    Selection::toggle(ids, itemId);
-    setSelectedItemIDs(ids);
-}
-
 void CleanupScanner::selectAllSafe()
 {
-    QSet<QString> ids;
-    for (const CleanupItem &item : safeItems())
-        ids.insert(item.id());
-    setSelectedItemIDs(ids);
+    m_items.selectAll(); // every unprotected cache
 }
 
 void CleanupScanner::moveSelectedToTrash()
 {
-    const QList<CleanupItem> selected = selectedItems();
-    if (selected.isEmpty()) {
-        setErrorMessage(QStringLiteral("Primero selecciona una o más cachés."));
-        return;
-    }
-    if (m_cachesURL.isEmpty() || m_accessRootURL.isEmpty()) {
+    if (!selectedItems().isEmpty() && (m_cachesURL.isEmpty() || m_accessRootURL.isEmpty())) {
         setErrorMessage(QStringLiteral("No fue posible acceder a la ruta automática de cachés."));
         return;
     }
-    if (isRemoving())
-        return;
-    setMovingToTrash(true);
-    setErrorMessage(QString());
-    QList<CleanupItem> movable;
-    for (const CleanupItem &item : selected)
-        if (!item.isProtected) // never, whatever sits in the selection
-            movable.append(item);
-    runRemoval<Trash::BatchOutcome>(
-        [movable, root = m_root] { return Trash::moveEachToTrash(movable, root); },
-        [this](const Trash::BatchOutcome &outcome) { publishRemoval(outcome); });
+    removeItems(
+        selectedItems(), QStringLiteral("Primero selecciona una o más cachés."),
+        [root = m_root](const QList<CleanupItem> &items) {
+            return Trash::moveEachToTrash(items, root);
+        },
+        [this](const QSet<QString> &moved) {
+            m_items.setSelection(m_items.selection() - moved);
+            QList<CleanupItem> remaining;
+            for (const CleanupItem &item : items())
+                if (!moved.contains(item.id()))
+                    remaining.append(item);
+            setItems(remaining);
+        },
+        [this](const Trash::BatchOutcome &outcome) { reportRemoval(outcome); });
 }
 
-void CleanupScanner::publishRemoval(const Trash::BatchOutcome &outcome)
+void CleanupScanner::reportRemoval(const Trash::BatchOutcome &outcome)
 {
     const auto &[moved, failed] = outcome;
-    QList<CleanupItem> remaining;
-    for (const CleanupItem &item : items())
-        if (!moved.contains(item.id()))
-            remaining.append(item);
-    setSelectedItemIDs(m_selected - moved);
     if (failed.isEmpty()) {
         setStatusText(
             moved.size() == 1
                 ? QStringLiteral("1 caché fue enviada a la Papelera.")
                 : QStringLiteral("%1 cachés fueron enviadas a la Papelera.").arg(moved.size()));
-    } else {
-        setStatusText(QStringLiteral("%1 cachés enviadas a la Papelera.").arg(moved.size()));
-        setErrorMessage(
-            QStringLiteral("No fue posible mover: %1. Cierra la aplicación relacionada y "
-                           "vuelve a intentar.")
-                .arg(failed.join(QStringLiteral(", "))));
+        return;
     }
-    // Published after the report, so that a screen re-applying its smart mode on
-    // the new list replaces the report, as it should.
-    setItems(remaining);
-    setMovingToTrash(false);
+    setStatusText(QStringLiteral("%1 cachés enviadas a la Papelera.").arg(moved.size()));
+    setErrorMessage(QStringLiteral("No fue posible mover: %1. Cierra la aplicación relacionada y "
+                                   "vuelve a intentar.")
+                        .arg(failed.join(QStringLiteral(", "))));
 }
 
 bool CleanupScanner::isProbablyInUse(const CleanupItem &item) const
@@ -336,6 +286,9 @@ void CleanupScanner::selectRecommended(SmartCleanupMode mode)
     for (const CleanupItem &item : recommendedItems(mode))
         ids.insert(item.id());
     setSelectedItemIDs(ids);
+    if (mode == m_mode)
+        updateRecommendation(); // running applications may have changed since the list came
+
     if (!ids.isEmpty()) {
         setStatusText(QStringLiteral("%1 caché(s) seleccionadas automáticamente.").arg(ids.size()));
         return;
@@ -360,20 +313,26 @@ SmartCleanupMode CleanupScanner::modeFor(const QString &title) const
     return SmartCleanupModes::fromRawValue(title).value_or(SmartCleanupMode::balanced);
 }
 
-QStringList CleanupScanner::recommendedItemIDs(const QString &mode) const
+void CleanupScanner::setRecommendationMode(const QString &mode)
 {
-    QStringList ids;
-    for (const CleanupItem &item : recommendedItems(modeFor(mode)))
-        ids.append(item.id());
-    return ids;
+    const SmartCleanupMode chosen = modeFor(mode);
+    if (chosen == m_mode)
+        return;
+    m_mode = chosen;
+    updateRecommendation();
 }
 
-qint64 CleanupScanner::recommendedSize(const QString &mode) const
+void CleanupScanner::updateRecommendation()
 {
-    qint64 total = 0;
-    for (const CleanupItem &item : recommendedItems(modeFor(mode)))
-        total += item.size;
-    return total;
+    QStringList ids;
+    qint64 size = 0;
+    for (const CleanupItem &item : recommendedItems(m_mode)) {
+        ids.append(item.id());
+        size += item.size;
+    }
+    m_recommendedIDs = ids;
+    m_recommendedSize = size;
+    Q_EMIT recommendationChanged();
 }
 
 void CleanupScanner::selectRecommended(const QString &mode)

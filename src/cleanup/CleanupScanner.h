@@ -1,7 +1,7 @@
 #pragma once
 
 #include "CleanupItem.h"
-#include "CleanupListModel.h"
+#include "ResultList.h"
 #include "RunningApplications.h"
 #include "ScanRoot.h"
 #include "ScannerBase.h"
@@ -20,15 +20,20 @@ class CleanupScanner : public ScannerBase
 {
     Q_OBJECT
     QML_ELEMENT
-    Q_PROPERTY(CleanupListModel *items READ itemsModel CONSTANT)
+    Q_PROPERTY(ResultModel *items READ itemsModel CONSTANT)
     Q_PROPERTY(int itemCount READ itemCount NOTIFY itemsChanged)
     Q_PROPERTY(qint64 totalSize READ totalSize NOTIFY itemsChanged)
     Q_PROPERTY(QStringList selectedItemIDs READ selectedItemIDList WRITE setSelectedItemIDList
                    NOTIFY selectionChanged)
-    Q_PROPERTY(int selectedCount READ selectedCount NOTIFY selectionChanged)
-    Q_PROPERTY(qint64 selectedSize READ selectedSize NOTIFY selectionChanged)
     Q_PROPERTY(QString cachesURL READ cachesURL NOTIFY cachesURLChanged)
-    Q_PROPERTY(bool isMovingToTrash READ isMovingToTrash NOTIFY isMovingToTrashChanged)
+    Q_PROPERTY(bool isMovingToTrash READ isRemoving NOTIFY isRemovingChanged)
+    // The smart mode the screen shows (its raw value), and what that mode
+    // recommends now. Worked out when the list, the mode or the selection by
+    // mode changes, never on every read: it looks at the running applications.
+    Q_PROPERTY(QString recommendationMode READ recommendationMode WRITE setRecommendationMode NOTIFY
+                   recommendationChanged)
+    Q_PROPERTY(QStringList recommendedIDs READ recommendedIDs NOTIFY recommendationChanged)
+    Q_PROPERTY(qint64 recommendedSize READ recommendedSize NOTIFY recommendationChanged)
 
 public:
     using RunningApplicationsSource = std::function<QList<RunningApplication>()>;
@@ -36,26 +41,25 @@ public:
 
     explicit CleanupScanner(QObject *parent = nullptr);
 
-    const QList<CleanupItem> &items() const { return m_model.items(); }
-    CleanupListModel *itemsModel() { return &m_model; }
-    int itemCount() const { return int(items().size()); }
-    qint64 totalSize() const;
+    const QList<CleanupItem> &items() const { return m_items.items(); }
+    ResultList<CleanupItem> *itemsModel() { return &m_items; }
+    int itemCount() const { return m_items.count(); }
+    qint64 totalSize() const { return m_items.totalSize(); }
     QList<CleanupItem> safeItems() const;
-    QList<CleanupItem> selectedItems() const; // protected identities never count
-    const QSet<QString> &selectedItemIDs() const { return m_selected; }
-    void setSelectedItemIDs(const QSet<QString> &ids);
-    QStringList selectedItemIDList() const
-    {
-        return QStringList(m_selected.cbegin(), m_selected.cend());
-    }
-    void setSelectedItemIDList(const QStringList &ids);
-    int selectedCount() const { return int(selectedItems().size()); }
-    qint64 selectedSize() const;
+    QList<CleanupItem> selectedItems() const { return m_items.selectedItems(); } // never protected
+    const QSet<QString> &selectedItemIDs() const { return m_items.selection(); }
+    void setSelectedItemIDs(const QSet<QString> &ids) { m_items.setSelection(ids); }
+    QStringList selectedItemIDList() const { return m_items.selectionList(); }
+    void setSelectedItemIDList(const QStringList &ids) { m_items.setSelection(ids); }
     QString cachesURL() const { return m_cachesURL; } // empty until set up
-    bool isMovingToTrash() const { return m_isMovingToTrash; }
+    bool isMovingToTrash() const { return isRemoving(); }
+    QString recommendationMode() const { return SmartCleanupModes::rawValue(m_mode); }
+    void setRecommendationMode(const QString &mode);
+    QStringList recommendedIDs() const { return m_recommendedIDs; }
+    qint64 recommendedSize() const { return m_recommendedSize; }
 
     Q_INVOKABLE void scan();
-    Q_INVOKABLE void toggleSelection(const QString &itemId);
+    using ScannerBase::toggleSelection;
     void toggleSelection(const CleanupItem &item) { toggleSelection(item.id()); }
     Q_INVOKABLE void selectAllSafe();
     Q_INVOKABLE void moveSelectedToTrash();
@@ -64,8 +68,6 @@ public:
     void selectRecommended(SmartCleanupMode mode);
     bool isProbablyInUse(const CleanupItem &item) const;
     // For the screen: modes by their raw value.
-    Q_INVOKABLE QStringList recommendedItemIDs(const QString &mode) const;
-    Q_INVOKABLE qint64 recommendedSize(const QString &mode) const;
     Q_INVOKABLE void selectRecommended(const QString &mode);
 
     // Tests choose what runs and what time it is.
@@ -81,23 +83,23 @@ public:
 
 Q_SIGNALS:
     void itemsChanged();
-    void selectionChanged();
     void cachesURLChanged();
-    void isMovingToTrashChanged();
+    void recommendationChanged();
 
 private:
-    void publishRemoval(const Trash::BatchOutcome &outcome);
+    void reportRemoval(const Trash::BatchOutcome &outcome);
     void configureAutomaticCachesPath();
     void setItems(const QList<CleanupItem> &items);
-    void setMovingToTrash(bool moving);
+    void updateRecommendation();
     SmartCleanupMode modeFor(const QString &title) const;
 
-    CleanupListModel m_model;
-    QSet<QString> m_selected;
+    ResultList<CleanupItem> m_items;
+    SmartCleanupMode m_mode = SmartCleanupMode::balanced;
+    QStringList m_recommendedIDs;
+    qint64 m_recommendedSize = 0;
     QString m_cachesURL;
     ScanRoot m_root; // where the last scan started, for its removals
     QString m_accessRootURL;
-    bool m_isMovingToTrash = false;
     RunningApplicationsSource m_runningApplications;
     Clock m_clock;
 };

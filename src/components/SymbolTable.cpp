@@ -49,6 +49,7 @@ const QHash<QString, char16_t> &symbolTable()
         {QStringLiteral("speedometer"), 0xe9e4},                   // speed
         {QStringLiteral("square.on.square"), 0xe3e0},              // filter_none
         {QStringLiteral("square.stack.3d.up.fill"), 0xe53b},       // layers
+        {QStringLiteral("stop.circle"), 0xe047},                   // stop
         {QStringLiteral("trash"), 0xe92e},                         // delete_outline
         {QStringLiteral("trash.fill"), 0xe872},                    // delete
         {QStringLiteral("wand.and.stars"), 0xe663},                // auto_fix_high

@@ -20,19 +20,25 @@ Rectangle {
 
     Component {
         id: largeFilesScreen
-        LargeFilesView { minimumSizeMB: 500 }
+        LargeFilesView {
+            minimumSizeMB: 500
+            scanner: StorageScanner {}
+        }
     }
     Component {
         id: duplicatesScreen
-        DuplicatesView { minimumSizeMB: 10 }
+        DuplicatesView {
+            minimumSizeMB: 10
+            scanner: DuplicateScanner {}
+        }
     }
     Component {
         id: cleanupScreen
-        CleanupView {}
+        CleanupView { scanner: CleanupScanner {} }
     }
     Component {
         id: uninstallerScreen
-        UninstallerView {}
+        UninstallerView { scanner: UninstallerScanner {} }
     }
 
     readonly property var completionTexts: ({

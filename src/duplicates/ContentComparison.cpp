@@ -2,7 +2,7 @@
 
 #include "ContentDigest.h"
 #include "FileLocation.h"
-#include "StopToken.h"
+#include "WalkControl.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -69,7 +69,7 @@ std::optional<QString> digestOf(int fd, qint64 length)
     std::vector<char> buffer(size_t(ContentDigest::kChunkBytes));
     qint64 offset = 0;
     while (offset < length) {
-        if (StopToken::requested())
+        if (WalkControl::stopRequested())
             return std::nullopt;
         const size_t want = size_t(std::min<qint64>(qint64(buffer.size()), length - offset));
         const ssize_t n = ::pread(fd, buffer.data(), want, offset);
@@ -138,7 +138,8 @@ std::vector<IdenticalFiles> identicalContent(const QList<QString> &paths)
             all.members.push_back(&m);
         open.push_back(std::move(all));
     }
-    for (qint64 offset = 0; !open.empty() && !StopToken::requested(); offset += kCompareChunk) {
+    for (qint64 offset = 0; !open.empty() && !WalkControl::stopRequested();
+         offset += kCompareChunk) {
         std::vector<Candidates> next;
         for (Candidates &set : open) {
             std::vector<Candidates> parts;

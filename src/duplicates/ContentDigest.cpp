@@ -1,7 +1,7 @@
 #include "ContentDigest.h"
 
 #include "FileLocation.h"
-#include "StopToken.h"
+#include "WalkControl.h"
 
 #include <atomic>
 #include <cerrno>
@@ -63,7 +63,7 @@ std::optional<QString> fileHash(const QString &path)
         return std::nullopt;
     std::vector<char> chunk(static_cast<size_t>(kChunkBytes));
     for (;;) {
-        if (StopToken::requested())
+        if (WalkControl::stopRequested())
             return std::nullopt;
         const ssize_t n = ::read(file.fd, chunk.data(), chunk.size());
         if (n < 0) {

@@ -3,8 +3,8 @@
 #include "ContentComparison.h"
 #include "ContentDigest.h"
 #include "FileWalker.h"
-#include "ParallelWork.h"
 #include "RegularFileWalk.h"
+#include "WorkQueue.h"
 
 #include <QHash>
 #include <QSet>

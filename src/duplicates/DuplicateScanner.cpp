@@ -2,14 +2,28 @@
 
 #include "DuplicateFinder.h"
 #include "FileLocation.h"
-#include "FolderChooser.h"
+#include "Formatters.h"
 #include "Trash.h"
 
 #include <algorithm>
 
 DuplicateScanner::DuplicateScanner(QObject *parent)
-    : ScannerBase(QStringLiteral("Selecciona una carpeta para comenzar."), parent)
-{}
+    : FolderScanner({QStringLiteral("Selecciona una carpeta"),
+                     QStringLiteral("Velmora buscará archivos duplicados sin eliminarlos."),
+                     QStringLiteral("Analizar")},
+                    parent),
+      m_files(
+          {[](const DuplicateRow &row) { return row.file.size; },
+           [](const DuplicateRow &row) { return !row.isKeeper; },
+           fileRoles<DuplicateRow>(
+               [](const DuplicateRow &row) -> const DuplicateFileItem & { return row.file; }) +
+               QList<ResultRole<DuplicateRow>>{
+                   {"path", [](const DuplicateRow &row) { return QVariant(row.file.path); }},
+                   {"groupHash", [](const DuplicateRow &row) { return QVariant(row.groupHash); }},
+                   {"isKeeper", [](const DuplicateRow &row) { return QVariant(row.isKeeper); }}}})
+{
+    setResults(&m_files);
+}
 
 int DuplicateScanner::duplicateFilesCount() const
 {
@@ -27,36 +41,19 @@ qint64 DuplicateScanner::recoverableSize() const
     return total;
 }
 
-void DuplicateScanner::setSelectedFileIDs(const QSet<QString> &ids)
-{
-    if (ids == m_selected)
-        return;
-    m_selected = ids;
-    m_model.setSelection(m_selected);
-    Q_EMIT selectionChanged();
-}
-
-void DuplicateScanner::setSelectedFileIDList(const QStringList &ids)
-{
-    setSelectedFileIDs(QSet<QString>(ids.cbegin(), ids.cend()));
-}
-
 QList<DuplicateFileItem> DuplicateScanner::selectedFiles() const
 {
-    QList<DuplicateFileItem> selected;
-    for (const DuplicateGroup &group : m_groups)
-        for (const DuplicateFileItem &file : group.files)
-            if (m_selected.contains(file.id()))
-                selected.append(file);
-    return selected;
+    QList<DuplicateFileItem> files;
+    for (const DuplicateRow &row : m_files.selectedItems())
+        files.append(row.file);
+    return files;
 }
 
-qint64 DuplicateScanner::selectedSize() const
+QString DuplicateScanner::progressLine(qint64 entries, qint64 bytes) const
 {
-    qint64 total = 0;
-    for (const DuplicateFileItem &file : selectedFiles())
-        total += file.size;
-    return total;
+    return QStringLiteral("%1 elementos examinados · %2 comparados")
+        .arg(entries)
+        .arg(Formatters::bytes(bytes));
 }
 
 qint64 DuplicateScanner::thresholdBytes(qint64 minimumSizeMB)
@@ -67,26 +64,14 @@ qint64 DuplicateScanner::thresholdBytes(qint64 minimumSizeMB)
 void DuplicateScanner::setGroups(const QList<DuplicateGroup> &groups)
 {
     m_groups = groups;
-    m_model.setGroups(groups);
-    m_model.setSelection(m_selected);
+    QList<DuplicateRow> rows;
+    for (const DuplicateGroup &group : groups) {
+        const auto keeper = DuplicateOrder::keeper(group);
+        for (const DuplicateFileItem &file : group.files)
+            rows.append({file, group.hash, keeper && keeper->id() == file.id()});
+    }
+    m_files.setItems(rows);
     Q_EMIT groupsChanged();
-    Q_EMIT selectionChanged(); // selected figures follow the groups
-}
-
-void DuplicateScanner::setMovingToTrash(bool moving)
-{
-    publish(m_isMovingToTrash, moving, &DuplicateScanner::isMovingToTrashChanged);
-}
-
-void DuplicateScanner::chooseFolderAndScan(int minimumSizeMB)
-{
-    const FolderRequest request{
-        QStringLiteral("Selecciona una carpeta"),
-        QStringLiteral("Velmora buscará archivos duplicados sin eliminarlos."),
-        QStringLiteral("Analizar")};
-    FolderChooser::current()->choose(request, this, [this, minimumSizeMB](const QString &folder) {
-        scan(folder, minimumSizeMB);
-    });
 }
 
 void DuplicateScanner::scan(const QString &folder, int minimumSizeMB)
@@ -97,13 +82,9 @@ void DuplicateScanner::scan(const QString &folder, int minimumSizeMB)
         setStatusText(QStringLiteral("Ya hay un análisis de duplicados en proceso."));
         return;
     }
-    const QString folderPath = FileLocation::standardizedPath(folder);
-    if (folderPath != m_selectedFolder) {
-        m_selectedFolder = folderPath;
-        Q_EMIT selectedFolderChanged();
-    }
+    const QString folderPath = selectFolder(folder);
+    m_files.clearSelection();
     setGroups({});
-    setSelectedFileIDs({});
     setErrorMessage(QString());
     m_root = ScanRoot::resolve(folderPath);
     setScanning(true);
@@ -120,9 +101,15 @@ void DuplicateScanner::scan(const QString &folder, int minimumSizeMB)
                                  return a.recoverableBytes() > b.recoverableBytes();
                              });
             setGroups(found);
-            setStatusText(found.isEmpty() ? QStringLiteral("No se encontraron duplicados.")
-                                          : QStringLiteral("Se encontraron %1 archivos duplicados.")
-                                                .arg(duplicateFilesCount()));
+            if (wasStopped())
+                setStatusText(QStringLiteral("Análisis detenido: %1 duplicado(s) confirmados "
+                                             "hasta el momento.")
+                                  .arg(duplicateFilesCount()));
+            else
+                setStatusText(found.isEmpty()
+                                  ? QStringLiteral("No se encontraron duplicados.")
+                                  : QStringLiteral("Se encontraron %1 archivos duplicados.")
+                                        .arg(duplicateFilesCount()));
             countCompletedScan();
             setScanning(false);
         },
@@ -154,76 +141,56 @@ bool DuplicateScanner::isKeeper(const DuplicateFileItem &item) const
     return false;
 }
 
-void DuplicateScanner::toggleSelection(const DuplicateFileItem &item)
+void DuplicateScanner::toggleSelection(const QString &itemId)
 {
-    QSet<QString> ids = m_selected;
-    if (isKeeper(item)) {
-        ids.remove(item.id());
-        setSelectedFileIDs(ids);
+    const int row = m_files.rowOf(itemId);
+    if (row < 0)
+        return;
+    if (m_files.items().at(row).isKeeper) {
+        QSet<QString> ids = m_files.selection();
+        ids.remove(itemId);
+        m_files.setSelection(ids);
         setStatusText(QStringLiteral("El archivo marcado como CONSERVAR está protegido."));
         return;
     }
-    Selection::toggle(ids, item.id());
-    setSelectedFileIDs(ids);
-}
-
-void DuplicateScanner::toggleSelection(const QString &itemId)
-{
-    for (const DuplicateGroup &group : m_groups)
-        for (const DuplicateFileItem &file : group.files)
-            if (file.id() == itemId) {
-                toggleSelection(file);
-                return;
-            }
+    m_files.toggle(itemId);
 }
 
 void DuplicateScanner::selectRecommendedCopies()
 {
-    QSet<QString> ids;
-    for (const DuplicateGroup &group : m_groups) {
-        const auto keeper = DuplicateOrder::keeper(group);
-        if (!keeper)
-            continue;
-        for (const DuplicateFileItem &file : group.files)
-            if (file.id() != keeper->id())
-                ids.insert(file.id());
-    }
-    setSelectedFileIDs(ids);
-    setStatusText(
-        ids.isEmpty()
-            ? QStringLiteral("No hay copias recomendadas para eliminar.")
-            : QStringLiteral("%1 copia(s) seleccionadas automáticamente.").arg(ids.size()));
+    m_files.selectAll(); // every file but the keepers
+    const int count = selectedCount();
+    setStatusText(count == 0
+                      ? QStringLiteral("No hay copias recomendadas para eliminar.")
+                      : QStringLiteral("%1 copia(s) seleccionadas automáticamente.").arg(count));
 }
 
 void DuplicateScanner::moveSelectedToTrash()
 {
-    // The keeper never goes, whatever sits in the selection.
-    QList<DuplicateFileItem> toMove;
-    QSet<QString> remainingIds;
-    for (const DuplicateFileItem &file : selectedFiles())
-        if (!isKeeper(file)) {
-            toMove.append(file);
-            remainingIds.insert(file.id());
-        }
-    setSelectedFileIDs(remainingIds);
-    if (toMove.isEmpty()) {
-        setErrorMessage(QStringLiteral("Selecciona al menos un archivo duplicado."));
-        return;
-    }
-    if (isRemoving())
-        return;
-    setMovingToTrash(true);
-    setErrorMessage(QString());
-    QList<std::pair<DuplicateFileItem, std::optional<DuplicateFileItem>>> copies;
+    // What is left selected is what may go: never a keeper.
+    const QList<DuplicateFileItem> toMove = selectedFiles();
+    QSet<QString> ids;
+    for (const DuplicateFileItem &file : toMove)
+        ids.insert(file.id());
+    m_files.setSelection(ids);
+    Copies copies;
     for (const DuplicateFileItem &copy : toMove)
         copies.append({copy, keeperOf(copy)});
-    runRemoval<Trash::BatchOutcome>([copies, root = m_root] { return trashCopies(copies, root); },
-                                    [this](const Trash::BatchOutcome &o) { publishRemoval(o); });
+    removeItems(
+        copies, QStringLiteral("Selecciona al menos un archivo duplicado."),
+        [root = m_root](const Copies &copies) { return trashCopies(copies, root); },
+        [this](const QSet<QString> &moved) { forgetMoved(moved); },
+        [this](const Trash::BatchOutcome &outcome) {
+            if (outcome.failedNames.isEmpty())
+                setStatusText(QStringLiteral("%1 duplicado(s) enviados a la Papelera.")
+                                  .arg(outcome.moved.size()));
+            else
+                setErrorMessage(
+                    failedNames(QStringLiteral("No fue posible mover: "), outcome.failedNames));
+        });
 }
 
-Trash::BatchOutcome DuplicateScanner::trashCopies(
-    const QList<std::pair<DuplicateFileItem, std::optional<DuplicateFileItem>>> &copies,
-    const ScanRoot &root)
+Trash::BatchOutcome DuplicateScanner::trashCopies(const Copies &copies, const ScanRoot &root)
 {
     // A copy goes only while it and its group's keeper are still the files the
     // scan compared: same inode, length and date. Otherwise the copy may be the
@@ -246,9 +213,8 @@ Trash::BatchOutcome DuplicateScanner::trashCopies(
     return outcome;
 }
 
-void DuplicateScanner::publishRemoval(const Trash::BatchOutcome &outcome)
+void DuplicateScanner::forgetMoved(const QSet<QString> &moved)
 {
-    const auto &[moved, failed] = outcome;
     QList<DuplicateGroup> rebuilt;
     for (const DuplicateGroup &group : m_groups) {
         DuplicateGroup kept{group.hash, {}};
@@ -258,14 +224,8 @@ void DuplicateScanner::publishRemoval(const Trash::BatchOutcome &outcome)
         if (kept.files.size() >= 2)
             rebuilt.append(kept);
     }
-    setSelectedFileIDs(m_selected - moved);
+    m_files.setSelection(m_files.selection() - moved);
     setGroups(rebuilt);
-    if (failed.isEmpty())
-        setStatusText(QStringLiteral("%1 duplicado(s) enviados a la Papelera.").arg(moved.size()));
-    else
-        setErrorMessage(
-            QStringLiteral("No fue posible mover: %1.").arg(failed.join(QStringLiteral(", "))));
-    setMovingToTrash(false);
 }
 
 const DuplicateGroup *DuplicateScanner::groupOf(const QString &hash) const

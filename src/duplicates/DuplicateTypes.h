@@ -34,6 +34,17 @@ struct DuplicateGroup
     bool operator==(const DuplicateGroup &) const = default;
 };
 
+// A file as the duplicates list shows it: with its group, and whether it is the
+// file that group keeps.
+struct DuplicateRow
+{
+    DuplicateFileItem file;
+    QString groupHash;
+    bool isKeeper = false;
+
+    QString id() const { return file.id(); }
+};
+
 namespace DuplicateOrder {
 
 // Unicode canonical order: canonically equivalent strings are equal, others

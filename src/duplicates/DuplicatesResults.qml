@@ -1,3 +1,4 @@
+pragma ComponentBehavior: Bound
 import QtQuick
 import QtQuick.Controls.Basic
 import QtQuick.Layouts
@@ -9,7 +10,7 @@ Card {
     id: results
 
     required property DuplicateScanner scanner
-    readonly property bool hasGroups: scanner !== null && scanner.groupCount > 0
+    readonly property bool hasGroups: scanner.groupCount > 0
 
     radius: 16
 
@@ -29,7 +30,7 @@ Card {
         anchors.margins: 10
         visible: results.hasGroups
         clip: true
-        model: results.scanner ? results.scanner.files : null
+        model: results.scanner.files
         reuseItems: true
         boundsBehavior: Flickable.StopAtBounds
         ScrollBar.vertical: VelmoraScrollBar { objectName: "scrollBar" }

@@ -1,3 +1,4 @@
+pragma ComponentBehavior: Bound
 import QtQuick
 import QtQuick.Controls.Basic
 import QtQuick.Layouts
@@ -9,7 +10,7 @@ Card {
     id: results
 
     required property StorageScanner scanner
-    readonly property bool hasFiles: scanner !== null && scanner.fileCount > 0
+    readonly property bool hasFiles: scanner.fileCount > 0
 
     radius: 16
 
@@ -42,7 +43,7 @@ Card {
                 kind: "borderless"
                 small: true
                 text: "Quitar selección"
-                onClicked: results.scanner.selectedFileIDs = []
+                onClicked: results.scanner.clearSelection()
             }
         }
 
@@ -62,7 +63,7 @@ Card {
             Layout.fillWidth: true
             Layout.fillHeight: true
             clip: true
-            model: results.scanner ? results.scanner.files : null
+            model: results.scanner.files
             reuseItems: true
             boundsBehavior: Flickable.StopAtBounds
             ScrollBar.vertical: VelmoraScrollBar { objectName: "scrollBar" }

@@ -2,103 +2,41 @@
 
 #include "FileLocation.h"
 #include "FileWalker.h"
-#include "FolderChooser.h"
+#include "Formatters.h"
 #include "RegularFileWalk.h"
 #include "Trash.h"
 
+#include <QDateTime>
 #include <algorithm>
 
-namespace {
-const QString kInitialStatus = QStringLiteral("Selecciona una carpeta para comenzar.");
-}
-
-StorageScanner::StorageScanner(QObject *parent) : ScannerBase(kInitialStatus, parent) {}
-
-qint64 StorageScanner::totalSize() const
+StorageScanner::StorageScanner(QObject *parent)
+    : FolderScanner({QStringLiteral("Selecciona una carpeta"),
+                     QStringLiteral("Velmora buscará archivos grandes sin eliminarlos."),
+                     QStringLiteral("Analizar")},
+                    parent),
+      m_files({[](const LargeFileItem &item) { return item.size; },
+               {},
+               fileRoles<LargeFileItem>() +
+                   QList<ResultRole<LargeFileItem>>{
+                       {"path", [](const LargeFileItem &item) { return QVariant(item.path); }},
+                       {"modificationDate", [](const LargeFileItem &item) {
+                            return item.modificationDateMs
+                                       ? QVariant(QDateTime::fromMSecsSinceEpoch(
+                                             *item.modificationDateMs))
+                                       : QVariant();
+                        }}}})
 {
-    qint64 total = 0;
-    for (const LargeFileItem &item : files())
-        total += item.size;
-    return total;
-}
-
-void StorageScanner::setSelectedFileIDs(const QSet<QString> &ids)
-{
-    if (ids == m_selected)
-        return;
-    m_selected = ids;
-    m_model.setSelection(m_selected);
-    updateSelectionSummary();
-    Q_EMIT selectionChanged();
-}
-
-QStringList StorageScanner::selectedFileIDList() const
-{
-    QStringList ids;
-    for (const LargeFileItem &item : selectedFiles())
-        ids.append(item.id());
-    return ids;
-}
-
-void StorageScanner::setSelectedFileIDList(const QStringList &ids)
-{
-    setSelectedFileIDs(QSet<QString>(ids.cbegin(), ids.cend()));
-}
-
-QList<LargeFileItem> StorageScanner::selectedFiles() const
-{
-    return Selection::selectedItems(files(), m_selected,
-                                    [](const LargeFileItem &item) { return item.id(); });
-}
-
-void StorageScanner::updateSelectionSummary()
-{
-    m_selectedCount = 0;
-    m_selectedSize = 0;
-    for (const LargeFileItem &item : selectedFiles()) {
-        ++m_selectedCount;
-        m_selectedSize += item.size;
-    }
-}
-
-void StorageScanner::setFiles(const QList<LargeFileItem> &files)
-{
-    m_model.setItems(files);
-    m_model.setSelection(m_selected);
-    const int count = m_selectedCount;
-    const qint64 size = m_selectedSize;
-    updateSelectionSummary();
-    Q_EMIT filesChanged();
-    if (count != m_selectedCount || size != m_selectedSize)
-        Q_EMIT selectionChanged();
-}
-
-void StorageScanner::setMovingToTrash(bool moving)
-{
-    publish(m_isMovingToTrash, moving, &StorageScanner::isMovingToTrashChanged);
-}
-
-void StorageScanner::chooseFolderAndScan(int minimumSizeMB)
-{
-    const FolderRequest request{QStringLiteral("Selecciona una carpeta"),
-                                QStringLiteral("Velmora buscará archivos grandes sin eliminarlos."),
-                                QStringLiteral("Analizar")};
-    FolderChooser::current()->choose(request, this, [this, minimumSizeMB](const QString &folder) {
-        scan(folder, minimumSizeMB);
-    });
+    setResults(&m_files);
+    connect(&m_files, &ResultModel::modelReset, this, &StorageScanner::filesChanged);
 }
 
 void StorageScanner::scan(const QString &folder, int minimumSizeMB)
 {
     if (deferWhileRemoving([this, folder, minimumSizeMB] { scan(folder, minimumSizeMB); }))
         return;
-    const QString folderPath = FileLocation::standardizedPath(folder);
-    if (folderPath != m_selectedFolder) {
-        m_selectedFolder = folderPath;
-        Q_EMIT selectedFolderChanged();
-    }
-    setFiles({});
-    setSelectedFileIDs({});
+    const QString folderPath = selectFolder(folder);
+    m_files.clearSelection();
+    m_files.setItems({});
     setErrorMessage(QString());
     m_root = ScanRoot::resolve(folderPath);
     setScanning(true);
@@ -113,12 +51,17 @@ void StorageScanner::scan(const QString &folder, int minimumSizeMB)
             std::stable_sort(
                 found.begin(), found.end(),
                 [](const LargeFileItem &a, const LargeFileItem &b) { return a.size > b.size; });
-            setFiles(found);
-            setStatusText(
-                found.isEmpty()
-                    ? QStringLiteral("No se encontraron archivos mayores de %1 MB.")
-                          .arg(minimumSizeMB)
-                    : QStringLiteral("Se encontraron %1 archivos grandes.").arg(found.size()));
+            m_files.setItems(found);
+            if (wasStopped())
+                setStatusText(QStringLiteral("Análisis detenido: %1 archivo(s) grande(s) "
+                                             "encontrados hasta el momento.")
+                                  .arg(found.size()));
+            else
+                setStatusText(
+                    found.isEmpty()
+                        ? QStringLiteral("No se encontraron archivos mayores de %1 MB.")
+                              .arg(minimumSizeMB)
+                        : QStringLiteral("Se encontraron %1 archivos grandes.").arg(found.size()));
             countCompletedScan();
             setScanning(false);
         },
@@ -150,48 +93,20 @@ WalkOutcome<QList<LargeFileItem>> StorageScanner::findLargeFiles(const QString &
     return WalkOutcome<QList<LargeFileItem>>::success(std::move(*found));
 }
 
-void StorageScanner::toggleSelection(const QString &itemId)
-{
-    QSet<QString> ids = m_selected;
-    Selection::toggle(ids, itemId);
-    setSelectedFileIDs(ids);
-}
-
-void StorageScanner::selectAll()
-{
-    QSet<QString> ids;
-    for (const LargeFileItem &item : files())
-        ids.insert(item.id());
-    setSelectedFileIDs(ids);
-}
-
 void StorageScanner::moveSelectedToTrash()
 {
-    const QList<LargeFileItem> selected = selectedFiles();
-    if (selected.isEmpty()) {
-        setErrorMessage(QStringLiteral("Selecciona al menos un archivo."));
-        return;
-    }
-    if (isRemoving())
-        return;
-    setMovingToTrash(true);
-    setErrorMessage(QString());
-    runRemoval<Trash::BatchOutcome>(
-        [selected, root = m_root] { return Trash::moveEachToTrash(selected, root); },
+    removeItems(
+        selectedFiles(), QStringLiteral("Selecciona al menos un archivo."),
+        [root = m_root](const QList<LargeFileItem> &items) {
+            return Trash::moveEachToTrash(items, root);
+        },
+        [this](const QSet<QString> &moved) { m_files.remove(moved); },
         [this](const Trash::BatchOutcome &outcome) {
-            const auto &[moved, failed] = outcome;
-            QList<LargeFileItem> remaining;
-            for (const LargeFileItem &item : files())
-                if (!moved.contains(item.id()))
-                    remaining.append(item);
-            setSelectedFileIDs(m_selected - moved);
-            setFiles(remaining);
-            if (!failed.isEmpty())
-                setErrorMessage(QStringLiteral("No fue posible mover: %1.")
-                                    .arg(failed.join(QStringLiteral(", "))));
+            if (!outcome.failedNames.isEmpty())
+                setErrorMessage(
+                    failedNames(QStringLiteral("No fue posible mover: "), outcome.failedNames));
             else
-                setStatusText(
-                    QStringLiteral("%1 archivo(s) enviados a la Papelera.").arg(moved.size()));
-            setMovingToTrash(false);
+                setStatusText(QStringLiteral("%1 archivo(s) enviados a la Papelera.")
+                                  .arg(outcome.moved.size()));
         });
 }

@@ -1,53 +1,45 @@
 #pragma once
 
+#include "FolderScanner.h"
 #include "LargeFileItem.h"
-#include "LargeFileListModel.h"
+#include "ResultList.h"
 #include "ScanRoot.h"
-#include "ScannerBase.h"
 
-#include <QSet>
 #include <QtQml/qqmlregistration.h>
 
 // Finds the files of a chosen folder whose size on disk reaches a threshold,
 // largest first, and moves the selected ones to the Trash.
-class StorageScanner : public ScannerBase
+class StorageScanner : public FolderScanner
 {
     Q_OBJECT
     QML_ELEMENT
-    Q_PROPERTY(LargeFileListModel *files READ filesModel CONSTANT)
+    Q_PROPERTY(ResultModel *files READ filesModel CONSTANT)
     Q_PROPERTY(int fileCount READ fileCount NOTIFY filesChanged)
     Q_PROPERTY(qint64 totalSize READ totalSize NOTIFY filesChanged)
     Q_PROPERTY(QStringList selectedFileIDs READ selectedFileIDList WRITE setSelectedFileIDList
                    NOTIFY selectionChanged)
-    Q_PROPERTY(int selectedCount READ selectedCount NOTIFY selectionChanged)
-    Q_PROPERTY(qint64 selectedSize READ selectedSize NOTIFY selectionChanged)
-    Q_PROPERTY(QString selectedFolder READ selectedFolder NOTIFY selectedFolderChanged)
-    Q_PROPERTY(bool isMovingToTrash READ isMovingToTrash NOTIFY isMovingToTrashChanged)
+    Q_PROPERTY(bool isMovingToTrash READ isRemoving NOTIFY isRemovingChanged)
 
 public:
     explicit StorageScanner(QObject *parent = nullptr);
 
     static constexpr qint64 kBytesPerMegabyte = 1024 * 1024;
 
-    const QList<LargeFileItem> &files() const { return m_model.items(); }
-    LargeFileListModel *filesModel() { return &m_model; }
-    int fileCount() const { return int(files().size()); }
-    qint64 totalSize() const;
-    const QSet<QString> &selectedFileIDs() const { return m_selected; }
-    void setSelectedFileIDs(const QSet<QString> &ids);
-    QStringList selectedFileIDList() const;
-    void setSelectedFileIDList(const QStringList &ids);
-    QList<LargeFileItem> selectedFiles() const;
-    int selectedCount() const { return m_selectedCount; }
-    qint64 selectedSize() const { return m_selectedSize; }
-    QString selectedFolder() const { return m_selectedFolder; } // empty when none
-    bool isMovingToTrash() const { return m_isMovingToTrash; }
+    const QList<LargeFileItem> &files() const { return m_files.items(); }
+    ResultList<LargeFileItem> *filesModel() { return &m_files; }
+    int fileCount() const { return m_files.count(); }
+    qint64 totalSize() const { return m_files.totalSize(); }
+    const QSet<QString> &selectedFileIDs() const { return m_files.selection(); }
+    void setSelectedFileIDs(const QSet<QString> &ids) { m_files.setSelection(ids); }
+    QStringList selectedFileIDList() const { return m_files.selectionList(); }
+    void setSelectedFileIDList(const QStringList &ids) { m_files.setSelection(ids); }
+    QList<LargeFileItem> selectedFiles() const { return m_files.selectedItems(); }
+    bool isMovingToTrash() const { return isRemoving(); }
 
-    Q_INVOKABLE void chooseFolderAndScan(int minimumSizeMB);
-    Q_INVOKABLE void scan(const QString &folder, int minimumSizeMB);
-    Q_INVOKABLE void toggleSelection(const QString &itemId);
+    void scan(const QString &folder, int minimumSizeMB) override;
+    using FolderScanner::toggleSelection;
     void toggleSelection(const LargeFileItem &item) { toggleSelection(item.id()); }
-    Q_INVOKABLE void selectAll();
+    Q_INVOKABLE void selectAll() { m_files.selectAll(); }
     Q_INVOKABLE void moveSelectedToTrash();
 
     // The walk: every regular, visible file outside packages whose size on disk is
@@ -57,21 +49,8 @@ public:
 
 Q_SIGNALS:
     void filesChanged();
-    void selectionChanged();
-    void selectedFolderChanged();
-    void isMovingToTrashChanged();
 
 private:
-    void setFiles(const QList<LargeFileItem> &files);
-    void setMovingToTrash(bool moving);
-    // The figures the screen reads many times per click, kept up to date.
-    void updateSelectionSummary();
-
-    LargeFileListModel m_model;
-    QSet<QString> m_selected;
-    QString m_selectedFolder;
+    ResultList<LargeFileItem> m_files;
     ScanRoot m_root; // where the last scan started, for its removals
-    bool m_isMovingToTrash = false;
-    int m_selectedCount = 0;
-    qint64 m_selectedSize = 0;
 };

@@ -25,7 +25,7 @@ std::optional<QList<EntryInfo>> listDirectory(const QString &folder, bool skipHi
             *error = errno;
         return std::nullopt;
     }
-    std::vector<QByteArray> names;
+    std::vector<PosixEntries::Name> names;
     if (!PosixEntries::readNames(fd, &names)) {
         if (error)
             *error = errno;
@@ -34,11 +34,11 @@ std::optional<QList<EntryInfo>> listDirectory(const QString &folder, bool skipHi
     }
     QList<EntryInfo> entries;
     entries.reserve(static_cast<qsizetype>(names.size()));
-    for (const QByteArray &raw : names) {
+    for (const auto &[raw, type] : names) {
         EntryInfo info;
         if (!FileLocation::decodeExactly(raw, &info.name))
             continue;
-        if (skipHidden && raw.startsWith('.'))
+        if (skipHidden && PosixEntries::isHidden(raw))
             continue;
         struct stat st;
         if (fstatat(fd, raw.constData(), &st, AT_SYMLINK_NOFOLLOW) != 0)

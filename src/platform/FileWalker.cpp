@@ -2,7 +2,7 @@
 
 #include "FileLocation.h"
 #include "PosixEntries.h"
-#include "StopToken.h"
+#include "WalkControl.h"
 
 #include <QSet>
 #include <cerrno>
@@ -53,17 +53,20 @@ struct WalkContext
 
     void reportError(const QString &path, int errorNumber) const
     {
+        if (errorNumber != ENOENT) // vanished since the listing: nothing was missed
+            WalkControl::countSkipped();
         if (onError)
             onError(path, errorNumber);
     }
 };
 
 void walkFolder(WalkContext &ctx, int fd, const QString &folderPath, int level,
-                const std::vector<QByteArray> &names)
+                const std::vector<PosixEntries::Name> &names)
 {
-    if (StopToken::requested())
+    if (WalkControl::stopRequested())
         ctx.stopped = true;
-    for (const QByteArray &raw : names) {
+    WalkControl::countEntries(qint64(names.size()));
+    for (const auto &[raw, type] : names) {
         if (ctx.stopped)
             return;
         EntryInfo info;
@@ -73,8 +76,7 @@ void walkFolder(WalkContext &ctx, int fd, const QString &folderPath, int level,
                 FileLocation::appendingPathComponent(folderPath, QString::fromUtf8(raw)), EILSEQ);
             continue;
         }
-        const bool hidden = raw.startsWith('.');
-        if (hidden && (ctx.options & SkipHiddenFiles))
+        if (PosixEntries::isHidden(raw) && (ctx.options & SkipHiddenFiles))
             continue;
         info.path = FileLocation::appendingPathComponent(folderPath, info.name);
         info.level = level;
@@ -102,7 +104,7 @@ void walkFolder(WalkContext &ctx, int fd, const QString &folderPath, int level,
             ctx.reportError(info.path, errno);
             continue;
         }
-        std::vector<QByteArray> childNames;
+        std::vector<PosixEntries::Name> childNames;
         if (PosixEntries::readNames(childFd, &childNames))
             walkFolder(ctx, childFd, info.path, level + 1, childNames);
         else
@@ -125,7 +127,7 @@ bool FileWalker::walk(const QString &root, int options, const Visitor &visitor,
     if (fd < 0)
         return false;
     // A root that opens but cannot be listed is as unusable as a missing one.
-    std::vector<QByteArray> names;
+    std::vector<PosixEntries::Name> names;
     if (!PosixEntries::readNames(fd, &names)) {
         close(fd);
         return false;

@@ -11,7 +11,7 @@
 
 namespace PosixEntries {
 
-bool readNames(int folderFd, std::vector<QByteArray> *names)
+bool readNames(int folderFd, std::vector<Name> *names)
 {
     const int fd = fcntl(folderFd, F_DUPFD_CLOEXEC, 0);
     if (fd < 0)
@@ -29,13 +29,19 @@ bool readNames(int folderFd, std::vector<QByteArray> *names)
         const char *n = entry->d_name;
         if (n[0] == '.' && (n[1] == '\0' || (n[1] == '.' && n[2] == '\0')))
             continue;
-        names->emplace_back(n);
+        names->push_back({QByteArray(n), entry->d_type});
     }
     const int readError = errno;
     closedir(dir);
-    std::sort(names->begin(), names->end());
+    std::sort(names->begin(), names->end(),
+              [](const Name &a, const Name &b) { return a.bytes < b.bytes; });
     errno = readError;
     return readError == 0;
+}
+
+bool isPackage(const QByteArray &name)
+{
+    return name.lastIndexOf('.') > 0 && FileSystemNames::isPackageName(QString::fromUtf8(name));
 }
 
 namespace {

@@ -10,9 +10,25 @@ struct stat;
 // The POSIX primitives shared by the walker and the one-level listing.
 namespace PosixEntries {
 
+// A name read from a folder, with the type the listing gives (DT_UNKNOWN when
+// the file system does not say).
+struct Name
+{
+    QByteArray bytes;
+    unsigned char type = 0;
+};
+
 // Reads the names of an open directory (without "." and ".."), sorted bytewise.
-// The descriptor stays open and usable. Returns false and sets errno on failure.
-bool readNames(int folderFd, std::vector<QByteArray> *names);
+// The descriptor stays open and usable. Returns false and sets errno on failure;
+// a folder read only in part is a failure.
+bool readNames(int folderFd, std::vector<Name> *names);
+
+// The walks' two skips: hidden entries, and the inside of bundles.
+inline bool isHidden(const QByteArray &name)
+{
+    return name.startsWith('.');
+}
+bool isPackage(const QByteArray &name);
 
 // Fills an EntryInfo from lstat data.
 void fill(EntryInfo *info, const struct stat &st);

@@ -52,11 +52,10 @@ struct Sink
 // Walks root; the items come back through the tree of sinks spawned from `top`,
 // which join() then concatenates in walk order. False when the root cannot be
 // opened.
-bool walk(const QString &root, int options, Sink *top, int threads = 0);
+bool walk(const QString &root, int options, Sink *top);
 
 template <typename Item>
-std::optional<QList<Item>> collect(const QString &root, int options, const Keep<Item> &keep,
-                                   int threads = 0)
+std::optional<QList<Item>> collect(const QString &root, int options, const Keep<Item> &keep)
 {
     struct ItemSink : Sink
     {
@@ -90,7 +89,7 @@ std::optional<QList<Item>> collect(const QString &root, int options, const Keep<
         }
     };
     ItemSink top(keep);
-    if (!walk(root, options, &top, threads))
+    if (!walk(root, options, &top))
         return std::nullopt;
     QList<Item> out;
     top.joinInto(out);

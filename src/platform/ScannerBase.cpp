@@ -1,28 +1,94 @@
 #include "ScannerBase.h"
 
+#include "Formatters.h"
+
 #include <utility>
+
+namespace {
+// The progress line is renewed at most this often.
+constexpr int kProgressIntervalMs = 100;
+} // namespace
 
 ScannerBase::ScannerBase(const QString &initialStatus, QObject *parent)
     : QObject(parent), m_statusText(initialStatus)
-{}
+{
+    m_progressTimer.setInterval(kProgressIntervalMs);
+    connect(&m_progressTimer, &QTimer::timeout, this, &ScannerBase::updateProgress);
+}
 
 ScannerBase::~ScannerBase()
 {
     stopWalk();
 }
 
+QThreadPool *ScannerBase::removalPool()
+{
+    // Removals are few and mostly wait on the disk; they must not queue behind
+    // long walks for a thread of the walks' pool.
+    static QThreadPool *pool = [] {
+        auto *p = new QThreadPool(QCoreApplication::instance());
+        p->setMaxThreadCount(2);
+        return p;
+    }();
+    return pool;
+}
+
+void ScannerBase::setResults(ResultModel *results)
+{
+    m_results = results;
+    connect(results, &ResultModel::selectionChanged, this, &ScannerBase::selectionChanged);
+}
+
 quint64 ScannerBase::startGeneration()
 {
     stopWalk();
-    m_stop = StopToken::make();
+    m_control = WalkControl::make();
+    if (!m_skippedText.isEmpty()) {
+        m_skippedText.clear();
+        Q_EMIT skippedTextChanged();
+    }
+    m_progressTimer.start();
     return ++m_generation;
 }
 
 void ScannerBase::stopWalk()
 {
-    if (m_stop)
-        m_stop->store(true);
+    if (m_control)
+        m_control->stop.store(true);
     ++m_generation;
+}
+
+void ScannerBase::stopScan()
+{
+    if (!m_isScanning || !m_control)
+        return;
+    m_control->keepPartial.store(true);
+    m_control->stop.store(true);
+}
+
+QString ScannerBase::progressLine(qint64 entries, qint64) const
+{
+    return QStringLiteral("%1 elementos examinados").arg(entries);
+}
+
+void ScannerBase::updateProgress()
+{
+    if (!m_control)
+        return;
+    const QString text = progressLine(m_control->entries.load(), m_control->bytes.load());
+    publish(m_progressText, text, &ScannerBase::progressTextChanged);
+}
+
+void ScannerBase::finishProgress()
+{
+    m_progressTimer.stop();
+    publish(m_progressText, QString(), &ScannerBase::progressTextChanged);
+    const qint64 skipped = m_control ? m_control->skipped.load() : 0;
+    const QString text =
+        skipped > 0
+            ? QStringLiteral("%1 elemento(s) no se pudieron leer y no se incluyen.").arg(skipped)
+            : QString();
+    publish(m_skippedText, text, &ScannerBase::skippedTextChanged);
 }
 
 bool ScannerBase::deferWhileRemoving(std::function<void()> scan)
@@ -39,28 +105,43 @@ void ScannerBase::runDeferredScan()
         scan();
 }
 
+void ScannerBase::setRemoving(bool removing)
+{
+    publish(m_isRemoving, removing, &ScannerBase::isRemovingChanged);
+}
+
+void ScannerBase::toggleSelection(const QString &itemId)
+{
+    if (m_results)
+        m_results->toggle(itemId);
+}
+
+void ScannerBase::clearSelection()
+{
+    if (m_results)
+        m_results->clearSelection();
+}
+
+QString ScannerBase::failedNames(const QString &prefix, const QStringList &names)
+{
+    return prefix + names.join(QStringLiteral(", ")) + QLatin1Char('.');
+}
+
 void ScannerBase::setErrorMessage(const QString &message)
 {
-    if (message == m_errorMessage)
-        return;
-    m_errorMessage = message;
-    Q_EMIT errorMessageChanged();
+    publish(m_errorMessage, message, &ScannerBase::errorMessageChanged);
 }
 
 void ScannerBase::setScanning(bool scanning)
 {
-    if (scanning == m_isScanning)
-        return;
-    m_isScanning = scanning;
-    Q_EMIT isScanningChanged();
+    if (!scanning && m_progressTimer.isActive())
+        finishProgress();
+    publish(m_isScanning, scanning, &ScannerBase::isScanningChanged);
 }
 
 void ScannerBase::setStatusText(const QString &text)
 {
-    if (text == m_statusText)
-        return;
-    m_statusText = text;
-    Q_EMIT statusTextChanged();
+    publish(m_statusText, text, &ScannerBase::statusTextChanged);
 }
 
 void ScannerBase::countCompletedScan()

@@ -1,13 +1,18 @@
 #pragma once
 
-#include "StopToken.h"
+#include "ResultList.h"
+#include "Trash.h"
+#include "WalkControl.h"
+#include "WorkQueue.h"
+
 #include <QCoreApplication>
 #include <QFuture>
 #include <QObject>
 #include <QPointer>
-#include <QSet>
 #include <QString>
+#include <QTimer>
 #include <QtConcurrent/QtConcurrentRun>
+#include <QtQml/qqmlregistration.h>
 #include <functional>
 #include <optional>
 
@@ -21,17 +26,28 @@ template <typename T> struct WalkOutcome
     static WalkOutcome failure(QString text) { return {std::nullopt, std::move(text)}; }
 };
 
-// The state every scanner publishes and the way every scanner runs a walk: the
-// walk is a function of plain inputs on a pool thread; its outcome comes back to
-// the main thread and is dropped if the scanner is gone by then.
+// The state every scanner publishes and the way every scanner works: a walk is
+// a function of plain inputs on the pool; its outcome comes back to the main
+// thread and is dropped if the scanner is gone by then. The result list with
+// its selection is a ResultList; removals run on a thread of their own.
 class ScannerBase : public QObject
 {
     Q_OBJECT
+    QML_ELEMENT
+    QML_UNCREATABLE("The base of the scanners")
     Q_PROPERTY(bool isScanning READ isScanning NOTIFY isScanningChanged)
     Q_PROPERTY(QString statusText READ statusText NOTIFY statusTextChanged)
     Q_PROPERTY(
         QString errorMessage READ errorMessage WRITE setErrorMessage NOTIFY errorMessageChanged)
     Q_PROPERTY(int completedScanCount READ completedScanCount NOTIFY completedScanCountChanged)
+    Q_PROPERTY(bool isRemoving READ isRemoving NOTIFY isRemovingChanged)
+    Q_PROPERTY(int selectedCount READ selectedCount NOTIFY selectionChanged)
+    Q_PROPERTY(qint64 selectedSize READ selectedSize NOTIFY selectionChanged)
+    Q_PROPERTY(bool hasSelection READ hasSelection NOTIFY selectionChanged)
+    // While a scan runs: what it has examined so far, renewed at most ten times a second.
+    Q_PROPERTY(QString progressText READ progressText NOTIFY progressTextChanged)
+    // After a scan: how many entries could not be read, when any.
+    Q_PROPERTY(QString skippedText READ skippedText NOTIFY skippedTextChanged)
 
 public:
     explicit ScannerBase(const QString &initialStatus, QObject *parent = nullptr);
@@ -41,17 +57,30 @@ public:
     QString statusText() const { return m_statusText; }
     QString errorMessage() const { return m_errorMessage; } // empty means none
     int completedScanCount() const { return m_completedScanCount; }
-    // A removal runs (see runRemoval()).
     bool isRemoving() const { return m_isRemoving; }
+    int selectedCount() const { return m_results ? m_results->selectedCount() : 0; }
+    qint64 selectedSize() const { return m_results ? m_results->selectedSize() : 0; }
+    bool hasSelection() const { return m_results && !m_results->selection().isEmpty(); }
+    QString progressText() const { return m_progressText; }
+    QString skippedText() const { return m_skippedText; }
 
     void setErrorMessage(const QString &message);
     Q_INVOKABLE void clearError() { setErrorMessage(QString()); }
+    Q_INVOKABLE virtual void toggleSelection(const QString &itemId);
+    Q_INVOKABLE void clearSelection();
+    // Stops the scan running now and publishes what it had finished; the scan
+    // counts as completed. Nothing happens when no scan runs.
+    Q_INVOKABLE void stopScan();
 
 Q_SIGNALS:
     void isScanningChanged();
     void statusTextChanged();
     void errorMessageChanged();
     void completedScanCountChanged();
+    void isRemovingChanged();
+    void selectionChanged();
+    void progressTextChanged();
+    void skippedTextChanged();
 
 protected:
     // Sets a subclass's published value and announces it, only when it changes.
@@ -64,14 +93,21 @@ protected:
         Q_EMIT(static_cast<Owner *>(this)->*changed)();
     }
 
+    // The list whose selection this scanner publishes.
+    void setResults(ResultModel *results);
+
     void setScanning(bool scanning);
     void setStatusText(const QString &text);
     void countCompletedScan();
+    // Inside onResult: the user stopped this scan, so its result is partial.
+    bool wasStopped() const { return m_control && m_control->keepPartial.load(); }
+    // What the progress line says; duplicates also count the bytes compared.
+    virtual QString progressLine(qint64 entries, qint64 bytes) const;
 
-    // Runs walk() on a pool thread; then, always on a later turn of the main
-    // loop, either onResult(value) or onFailure(error) - or nothing at all when
-    // the scanner is gone by then. Whether it is gone is decided on the main
-    // thread, where scanners are deleted, so the two cannot race.
+    // Runs walk() on the pool; then, always on a later turn of the main loop,
+    // either onResult(value) or onFailure(error) - or nothing at all when the
+    // scanner is gone by then. Whether it is gone is decided on the main thread,
+    // where scanners are deleted, so the two cannot race.
     //
     // A newer walk of the same scanner replaces an older one still running: the
     // older is asked to stop and publishes nothing, so a slow scan can never
@@ -81,13 +117,13 @@ protected:
     {
         QPointer<ScannerBase> guard(this);
         const quint64 generation = startGeneration();
-        StopToken::Flag stop = m_stop;
-        // The answer travels by the queued call below, not through the future.
-        [[maybe_unused]] QFuture<void> running = QtConcurrent::run(
-            [walk = std::move(walk), guard, generation, stop, onResult, onFailure]() mutable {
+        WalkControl::Handle control = m_control;
+        [[maybe_unused]] QFuture<void> running =
+            QtConcurrent::run(WorkPool::pool(), [walk = std::move(walk), guard, generation, control,
+                                                 onResult, onFailure]() mutable {
                 WalkOutcome<T> out;
                 {
-                    const StopToken::Scope scope(stop);
+                    const WalkControl::Scope scope(control);
                     out = walk();
                 }
                 QMetaObject::invokeMethod(
@@ -95,6 +131,7 @@ protected:
                     [guard, generation, onResult, onFailure, out = std::move(out)]() mutable {
                         if (!guard || guard->m_generation != generation)
                             return;
+                        guard->finishProgress();
                         if (out.value)
                             onResult(std::move(*out.value));
                         else
@@ -107,67 +144,79 @@ protected:
     // Stops the walk running now, if any; its outcome is then never published.
     void stopWalk();
 
-    // Runs a removal (moves to the Trash, an uninstall) on a pool thread, so the
-    // window stays responsive and its spinner turns; then onDone(outcome) on the
-    // main thread, or nothing when the scanner is gone by then. A scanner runs one
-    // removal at a time: isRemoving() is true until onDone has run.
+    // Runs a removal (moves to the Trash, an uninstall) off the main thread, so
+    // the window stays responsive and its spinner turns; then onDone(outcome) on
+    // the main thread, or nothing when the scanner is gone by then. A scanner
+    // runs one removal at a time: isRemoving() is true until onDone has run.
     template <typename T, typename Work, typename OnDone> void runRemoval(Work work, OnDone onDone)
     {
         QPointer<ScannerBase> guard(this);
-        m_isRemoving = true;
+        setRemoving(true);
         [[maybe_unused]] QFuture<void> running =
-            QtConcurrent::run([work = std::move(work), guard, onDone]() mutable {
+            QtConcurrent::run(removalPool(), [work = std::move(work), guard, onDone]() mutable {
                 T out = work();
                 QMetaObject::invokeMethod(
                     QCoreApplication::instance(),
                     [guard, onDone, out = std::move(out)]() mutable {
                         if (!guard)
                             return;
-                        guard->m_isRemoving = false;
                         onDone(std::move(out));
+                        guard->setRemoving(false);
                         guard->runDeferredScan();
                     },
                     Qt::QueuedConnection);
             });
     }
+
+    // The course every module's removal follows: nothing selected is the
+    // module's `nothingSelected` error; otherwise move(items) runs off the main
+    // thread, report(outcome) writes the module's texts, and then the moved
+    // items leave the list and the selection (through `forget`), so that what
+    // reacts to the new list has the last word.
+    template <typename Item, typename Move, typename Forget, typename Report>
+    void removeItems(const QList<Item> &items, const QString &nothingSelected, Move move,
+                     Forget forget, Report report)
+    {
+        if (items.isEmpty()) {
+            setErrorMessage(nothingSelected);
+            return;
+        }
+        if (isRemoving())
+            return;
+        setErrorMessage(QString());
+        runRemoval<Trash::BatchOutcome>([items, move] { return move(items); },
+                                        [forget, report](const Trash::BatchOutcome &outcome) {
+                                            report(outcome);
+                                            forget(outcome.moved);
+                                        });
+    }
+
+    // "No fue posible mover: a, b." and the like.
+    static QString failedNames(const QString &prefix, const QStringList &names);
+
     // A scan asked for while a removal runs starts once the removal has ended:
     // true when `scan` was kept for then (the latest request wins).
     bool deferWhileRemoving(std::function<void()> scan);
 
 private:
+    static QThreadPool *removalPool();
     quint64 startGeneration();
     void runDeferredScan();
+    void setRemoving(bool removing);
+    void updateProgress();
+    void finishProgress();
 
+    ResultModel *m_results = nullptr;
     bool m_isRemoving = false;
     std::function<void()> m_deferredScan;
 
     quint64 m_generation = 0;
-    StopToken::Flag m_stop;
+    WalkControl::Handle m_control;
+    QTimer m_progressTimer;
+    QString m_progressText;
+    QString m_skippedText;
     bool m_isScanning = false;
     QString m_statusText;
     QString m_errorMessage;
     int m_completedScanCount = 0;
 };
-
-// Selections are sets of item identifiers.
-namespace Selection {
-
-// Adds the identifier when absent, removes it when present.
-inline void toggle(QSet<QString> &selection, const QString &id)
-{
-    if (!selection.remove(id))
-        selection.insert(id);
-}
-
-// The selected items, in the order of the list.
-template <typename Item, typename IdOf>
-QList<Item> selectedItems(const QList<Item> &items, const QSet<QString> &selection, IdOf idOf)
-{
-    QList<Item> result;
-    for (const Item &item : items)
-        if (selection.contains(idOf(item)))
-            result.append(item);
-    return result;
-}
-
-} // namespace Selection

@@ -1,7 +1,5 @@
 #include "ApplicationFilterModel.h"
 
-#include "ApplicationListModel.h"
-
 ApplicationFilterModel::ApplicationFilterModel(QObject *parent) : QSortFilterProxyModel(parent)
 {
     for (auto signal : {&QAbstractItemModel::rowsInserted, &QAbstractItemModel::rowsRemoved})
@@ -41,6 +39,7 @@ bool ApplicationFilterModel::matches(const QString &name, const QString &bundleI
 bool ApplicationFilterModel::filterAcceptsRow(int sourceRow, const QModelIndex &sourceParent) const
 {
     const QModelIndex index = sourceModel()->index(sourceRow, 0, sourceParent);
-    return matches(index.data(ApplicationListModel::NameRole).toString(),
-                   index.data(ApplicationListModel::BundleIdentifierRole).toString(), m_searchText);
+    const QHash<int, QByteArray> roles = sourceModel()->roleNames();
+    return matches(index.data(roles.key("name")).toString(),
+                   index.data(roles.key("bundleIdentifier")).toString(), m_searchText);
 }

@@ -2,13 +2,14 @@ import QtQuick
 import QtQuick.Controls.Basic
 import QtQuick.Layouts
 import Velmora
+import Velmora.Core
 
 // One line: the search field, the progress indicator and the status line.
 Card {
     id: controls
 
-    required property Item view
-    readonly property var scanner: view.scanner
+    required property UninstallerScanner scanner
+    property string searchText
 
     implicitHeight: 52
     radius: 16
@@ -30,8 +31,8 @@ Card {
             Layout.preferredWidth: 300
             placeholderText: "Buscar aplicación…"
             placeholderTextColor: VelmoraTheme.mutedText
-            text: controls.view.searchText
-            onTextEdited: controls.view.searchText = text
+            text: controls.searchText
+            onTextEdited: controls.searchText = text
             color: "white"
             selectionColor: VelmoraTheme.blue
             selectedTextColor: "white"
@@ -45,18 +46,9 @@ Card {
             }
         }
         Item { Layout.fillWidth: true }
-        Spinner {
-            objectName: "progressIndicator"
-            visible: controls.view.busy
-        }
-        Text {
-            objectName: "statusLine"
+        ScanStatus {
             Layout.maximumWidth: controls.width * 0.45
-            text: controls.scanner ? controls.scanner.statusText : ""
-            textFormat: Text.PlainText
-            color: VelmoraTheme.secondaryText
-            font.pixelSize: 13
-            elide: Text.ElideRight
+            scanner: controls.scanner
         }
     }
 }

@@ -1,15 +1,17 @@
+pragma ComponentBehavior: Bound
 import QtQuick
 import QtQuick.Controls.Basic
 import Velmora
+import Velmora.Core
 
 // The applications that match the search, or the empty state.
 Card {
     id: results
     objectName: "uninstallerResults"
 
-    required property Item view
-    readonly property var scanner: view.scanner
-    readonly property bool hasApplications: view.filteredApplications.count > 0
+    required property UninstallerScanner scanner
+    required property ApplicationFilterModel applications
+    readonly property bool hasApplications: applications.count > 0
     // Rows whose leftovers are unfolded, by application identifier.
     property var expanded: ({})
 
@@ -30,7 +32,7 @@ Card {
         visible: !results.hasApplications
         symbol: "app.dashed"
         title: "No hay aplicaciones"
-        message: results.scanner && results.scanner.isScanning
+        message: results.scanner.isScanning
                  ? "Analizando aplicaciones instaladas…" : "No se encontraron resultados."
     }
 
@@ -41,7 +43,7 @@ Card {
         anchors.margins: 10
         visible: results.hasApplications
         clip: true
-        model: results.view.filteredApplications
+        model: results.applications
         boundsBehavior: Flickable.StopAtBounds
         ScrollBar.vertical: VelmoraScrollBar { objectName: "scrollBar" }
         delegate: ApplicationRow {

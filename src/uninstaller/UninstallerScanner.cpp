@@ -1,11 +1,14 @@
 #include "UninstallerScanner.h"
 
 #include "ApplicationInventory.h"
+#include "FileLocation.h"
 #include "FileSystem.h"
+#include "Formatters.h"
 #include "SystemLayout.h"
 #include "Trash.h"
 
 #include <QTimer>
+#include <QUrl>
 #include <algorithm>
 
 namespace {
@@ -19,63 +22,93 @@ struct Inventory
 } // namespace
 
 UninstallerScanner::UninstallerScanner(QObject *parent)
-    : ScannerBase(QStringLiteral("Preparando análisis de aplicaciones…"), parent)
+    : ScannerBase(QStringLiteral("Preparando análisis de aplicaciones…"), parent),
+      m_applications(
+          {[](const InstalledApplication &app) { return app.totalSize(); },
+           {},
+           {{"itemId", [](const InstalledApplication &app) { return QVariant(app.id()); }},
+            {"url", [](const InstalledApplication &app) { return QVariant(app.url); }},
+            {"name", [](const InstalledApplication &app) { return QVariant(app.name); }},
+            {"bundleIdentifier",
+             [](const InstalledApplication &app) {
+                 return QVariant(app.bundleIdentifier.value_or(QString()));
+             }},
+            {"version", [](const InstalledApplication &app) { return QVariant(app.version); }},
+            // The identifier, or the bundle's path without one.
+            {"detail",
+             [](const InstalledApplication &app) {
+                 return QVariant(app.bundleIdentifier.value_or(app.url));
+             }},
+            {"appSize", [](const InstalledApplication &app) { return QVariant(app.appSize); }},
+            {"relatedSize",
+             [](const InstalledApplication &app) { return QVariant(app.relatedSize); }},
+            {"totalSize",
+             [](const InstalledApplication &app) { return QVariant(app.totalSize()); }},
+            {"totalSizeText",
+             [](const InstalledApplication &app) {
+                 return QVariant(Formatters::bytes(app.totalSize()));
+             }},
+            {"relatedFiles",
+             [](const InstalledApplication &app) { return QVariant(app.relatedFiles); }},
+            {"relatedCount",
+             [](const InstalledApplication &app) {
+                 return QVariant(int(app.relatedFiles.size()));
+             }},
+            {"iconUrl",
+             [this](const InstalledApplication &app) {
+                 const QString icon = m_iconPaths.value(app.id());
+                 return QVariant(icon.isEmpty() ? QUrl() : QUrl::fromLocalFile(icon));
+             }},
+            {"installedFolder",
+             [this](const InstalledApplication &app) { return QVariant(installedFolder(app)); }}}})
 {
+    setResults(&m_applications);
     // The first analysis starts on the next turn of the event loop, and not at
     // all if the scanner is gone by then.
     QTimer::singleShot(0, this, [this] { scanApplications(); });
 }
 
-QList<InstalledApplication> UninstallerScanner::selectedApplications() const
-{
-    return Selection::selectedItems(applications(), m_selected,
-                                    [](const InstalledApplication &app) { return app.id(); });
-}
-
-qint64 UninstallerScanner::selectedSize() const
-{
-    qint64 total = 0;
-    for (const InstalledApplication &app : selectedApplications())
-        total += app.totalSize();
-    return total;
-}
-
-void UninstallerScanner::setSelectedApplicationIDs(const QSet<QString> &ids)
-{
-    if (ids == m_selected)
-        return;
-    m_selected = ids;
-    m_model.setSelection(m_selected);
-    Q_EMIT selectionChanged();
-}
-
-void UninstallerScanner::setSelectedApplicationIDList(const QStringList &ids)
-{
-    setSelectedApplicationIDs(QSet<QString>(ids.cbegin(), ids.cend()));
-}
-
 void UninstallerScanner::setApplications(const QList<InstalledApplication> &applications,
                                          const QHash<QString, QString> &iconPaths)
 {
-    if (applications == m_model.applications() && iconPaths == m_model.iconPaths())
+    if (applications == m_applications.items() && iconPaths == m_iconPaths)
         return;
-    m_model.setApplications(applications, iconPaths);
-    m_model.setSelection(m_selected);
+    m_iconPaths = iconPaths;
+    // The same application twice: equal names, or equal identifiers.
+    QHash<QString, int> seen;
+    for (const InstalledApplication &app : applications) {
+        ++seen[QStringLiteral("n:") + app.name];
+        if (app.bundleIdentifier)
+            ++seen[QStringLiteral("i:") + *app.bundleIdentifier];
+    }
+    m_installedTwice.clear();
+    for (const InstalledApplication &app : applications)
+        if (seen.value(QStringLiteral("n:") + app.name) > 1 ||
+            (app.bundleIdentifier && seen.value(QStringLiteral("i:") + *app.bundleIdentifier) > 1))
+            m_installedTwice.insert(app.id());
+    m_applications.setItems(applications);
     Q_EMIT applicationsChanged();
-    Q_EMIT selectionChanged(); // the selected figures are read through the list
 }
 
-void UninstallerScanner::setUninstalling(bool uninstalling)
+// "~/Applications" or "/Applications", as the user knows these folders, for an
+// application listed more than once; else empty.
+QString UninstallerScanner::installedFolder(const InstalledApplication &app) const
 {
-    publish(m_isUninstalling, uninstalling, &UninstallerScanner::isUninstallingChanged);
+    if (!m_installedTwice.contains(app.id()))
+        return QString();
+    const QString folder = FileLocation::deletingLastPathComponent(app.url);
+    const QString home = SystemLayout::homeFolder();
+    if (folder == home || folder.startsWith(home + QLatin1Char('/')))
+        return QLatin1Char('~') + folder.mid(home.size());
+    return SystemLayout::pathRelativeToRoot(folder);
 }
 
 void UninstallerScanner::scanApplications()
 {
     if (deferWhileRemoving([this] { scanApplications(); }))
         return;
+    m_applications.clearSelection();
     setApplications({}, {});
-    setSelectedApplicationIDs({});
     setErrorMessage(QString());
     setScanning(true);
     setStatusText(QStringLiteral("Analizando aplicaciones instaladas…"));
@@ -129,30 +162,33 @@ ScanRoot UninstallerScanner::rootOf(const InstalledApplication &app) const
     return {};
 }
 
-void UninstallerScanner::toggleSelection(const QString &applicationId)
-{
-    QSet<QString> ids = m_selected;
-    Selection::toggle(ids, applicationId);
-    setSelectedApplicationIDs(ids);
-}
-
 void UninstallerScanner::uninstallSelected()
 {
-    const QList<InstalledApplication> selected = selectedApplications();
-    if (selected.isEmpty()) {
-        setErrorMessage(QStringLiteral("Selecciona una aplicación."));
-        return;
-    }
-    if (isRemoving())
-        return;
-    setUninstalling(true);
-    setErrorMessage(QString());
     QList<std::pair<InstalledApplication, ScanRoot>> removals;
-    for (const InstalledApplication &app : selected)
+    for (const InstalledApplication &app : selectedApplications())
         removals.append({app, rootOf(app)});
-    runRemoval<Trash::BatchOutcome>(
-        [removals, library = m_libraryRoot] { return uninstall(removals, library); },
-        [this](const Trash::BatchOutcome &outcome) { publishRemoval(outcome); });
+    removeItems(
+        removals, QStringLiteral("Selecciona una aplicación."),
+        [library =
+             m_libraryRoot](const QList<std::pair<InstalledApplication, ScanRoot>> &removals) {
+            return uninstall(removals, library);
+        },
+        [this](const QSet<QString> &removed) {
+            QList<InstalledApplication> remaining;
+            for (const InstalledApplication &app : applications())
+                if (!removed.contains(app.id()))
+                    remaining.append(app);
+            m_applications.setSelection(m_applications.selection() - removed);
+            setApplications(remaining, m_iconPaths); // whoever was listed twice may not be now
+        },
+        [this](const Trash::BatchOutcome &outcome) {
+            if (outcome.failedNames.isEmpty())
+                setStatusText(QStringLiteral("%1 aplicación(es) movidas a la Papelera.")
+                                  .arg(outcome.moved.size()));
+            else
+                setErrorMessage(failedNames(QStringLiteral("No fue posible desinstalar: "),
+                                            outcome.failedNames));
+        });
 }
 
 Trash::BatchOutcome
@@ -174,22 +210,4 @@ UninstallerScanner::uninstall(const QList<std::pair<InstalledApplication, ScanRo
         outcome.moved.insert(app.id());
     }
     return outcome;
-}
-
-void UninstallerScanner::publishRemoval(const Trash::BatchOutcome &outcome)
-{
-    const auto &[removed, failed] = outcome;
-    QList<InstalledApplication> remaining;
-    for (const InstalledApplication &app : applications())
-        if (!removed.contains(app.id()))
-            remaining.append(app);
-    setApplications(remaining, m_model.iconPaths());
-    setSelectedApplicationIDs(m_selected - removed);
-    if (failed.isEmpty())
-        setStatusText(
-            QStringLiteral("%1 aplicación(es) movidas a la Papelera.").arg(removed.size()));
-    else
-        setErrorMessage(QStringLiteral("No fue posible desinstalar: %1.")
-                            .arg(failed.join(QStringLiteral(", "))));
-    setUninstalling(false);
 }

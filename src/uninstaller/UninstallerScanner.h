@@ -1,7 +1,7 @@
 #pragma once
 
-#include "ApplicationListModel.h"
 #include "InstalledApplication.h"
+#include "ResultList.h"
 #include "ScanRoot.h"
 #include "ScannerBase.h"
 #include "Trash.h"
@@ -17,56 +17,49 @@ class UninstallerScanner : public ScannerBase
 {
     Q_OBJECT
     QML_ELEMENT
-    Q_PROPERTY(ApplicationListModel *applications READ applicationsModel CONSTANT)
+    Q_PROPERTY(ResultModel *applications READ applicationsModel CONSTANT)
     Q_PROPERTY(int applicationCount READ applicationCount NOTIFY applicationsChanged)
     Q_PROPERTY(QStringList selectedApplicationIDs READ selectedApplicationIDList WRITE
                    setSelectedApplicationIDList NOTIFY selectionChanged)
-    Q_PROPERTY(int selectedCount READ selectedCount NOTIFY selectionChanged)
-    Q_PROPERTY(qint64 selectedSize READ selectedSize NOTIFY selectionChanged)
-    Q_PROPERTY(bool isUninstalling READ isUninstalling NOTIFY isUninstallingChanged)
+    Q_PROPERTY(bool isUninstalling READ isRemoving NOTIFY isRemovingChanged)
 
 public:
     explicit UninstallerScanner(QObject *parent = nullptr);
 
-    const QList<InstalledApplication> &applications() const { return m_model.applications(); }
-    ApplicationListModel *applicationsModel() { return &m_model; }
-    int applicationCount() const { return int(applications().size()); }
-    QList<InstalledApplication> selectedApplications() const;
-    int selectedCount() const { return int(selectedApplications().size()); }
-    qint64 selectedSize() const;
-    const QSet<QString> &selectedApplicationIDs() const { return m_selected; }
-    void setSelectedApplicationIDs(const QSet<QString> &ids);
-    QStringList selectedApplicationIDList() const
+    const QList<InstalledApplication> &applications() const { return m_applications.items(); }
+    ResultList<InstalledApplication> *applicationsModel() { return &m_applications; }
+    int applicationCount() const { return m_applications.count(); }
+    QList<InstalledApplication> selectedApplications() const
     {
-        return QStringList(m_selected.cbegin(), m_selected.cend());
+        return m_applications.selectedItems();
     }
-    void setSelectedApplicationIDList(const QStringList &ids);
-    bool isUninstalling() const { return m_isUninstalling; }
+    const QSet<QString> &selectedApplicationIDs() const { return m_applications.selection(); }
+    void setSelectedApplicationIDs(const QSet<QString> &ids) { m_applications.setSelection(ids); }
+    QStringList selectedApplicationIDList() const { return m_applications.selectionList(); }
+    void setSelectedApplicationIDList(const QStringList &ids) { m_applications.setSelection(ids); }
+    bool isUninstalling() const { return isRemoving(); }
 
     Q_INVOKABLE void scanApplications();
-    Q_INVOKABLE void toggleSelection(const QString &applicationId);
+    using ScannerBase::toggleSelection;
     void toggleSelection(const InstalledApplication &app) { toggleSelection(app.id()); }
     Q_INVOKABLE void uninstallSelected();
 
 Q_SIGNALS:
     void applicationsChanged();
-    void selectionChanged();
-    void isUninstallingChanged();
 
 private:
     static Trash::BatchOutcome
     uninstall(const QList<std::pair<InstalledApplication, ScanRoot>> &removals,
               const ScanRoot &library);
-    void publishRemoval(const Trash::BatchOutcome &outcome);
     ScanRoot rootOf(const InstalledApplication &app) const;
     void setApplications(const QList<InstalledApplication> &applications,
                          const QHash<QString, QString> &iconPaths);
-    void setUninstalling(bool uninstalling);
+    QString installedFolder(const InstalledApplication &app) const;
 
-    ApplicationListModel m_model;
-    QSet<QString> m_selected;
+    ResultList<InstalledApplication> m_applications;
+    QHash<QString, QString> m_iconPaths; // by application identifier
+    QSet<QString> m_installedTwice;      // listed more than once: same name or identifier
     // Where the last scan listed bundles and leftovers, for its removals.
     QList<ScanRoot> m_roots;
     ScanRoot m_libraryRoot;
-    bool m_isUninstalling = false;
 };

@@ -228,7 +228,7 @@ void TestCleanupScanner::removalReports()
 
     scanner.setSelectedItemIDs({tree.path("c6"), tree.path("c7"), tree.path("c8")});
     QVERIFY(QDir(tree.path("c7")).removeRecursively()); // gone: it cannot be moved
-    QSignalSpy moving(&scanner, &CleanupScanner::isMovingToTrashChanged);
+    QSignalSpy moving(&scanner, &CleanupScanner::isRemovingChanged);
     scanner.moveSelectedToTrash();
     QTRY_VERIFY_WITH_TIMEOUT(!scanner.isRemoving(), 10000);
     QCOMPARE(moving.count(), 2);

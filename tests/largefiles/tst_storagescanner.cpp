@@ -8,6 +8,7 @@
 #include <QAbstractItemModelTester>
 #include <QFile>
 #include <QRandomGenerator>
+#include <QThreadPool>
 #include <QtTest>
 #include <fcntl.h>
 #include <unistd.h>
@@ -130,7 +131,7 @@ void TestStorageScanner::largestFirstWithTiesInWalkOrder()
     QCOMPARE(names(scanner.files()), QStringList{"z-largest.bin"} + walkOrder8k + walkOrder4k);
     QCOMPARE(scanner.filesModel()->rowCount(), 49);
     QCOMPARE(scanner.filesModel()
-                 ->data(scanner.filesModel()->index(0), LargeFileListModel::SizeTextRole)
+                 ->data(scanner.filesModel()->index(0), scanner.filesModel()->role("sizeText"))
                  .toString(),
              QStringLiteral("66 KB"));
 }
@@ -218,7 +219,7 @@ void TestStorageScanner::moveWithOneFailure()
             scanner.toggleSelection(item);
     QFile::remove(tree.path("b.bin")); // gone before the move: it cannot be trashed
 
-    QSignalSpy moving(&scanner, &StorageScanner::isMovingToTrashChanged);
+    QSignalSpy moving(&scanner, &StorageScanner::isRemovingChanged);
     scanner.moveSelectedToTrash();
     QTRY_VERIFY_WITH_TIMEOUT(!scanner.isRemoving(), 10000);
     QCOMPARE(moving.count(), 2);
@@ -251,7 +252,7 @@ void TestStorageScanner::moveWithNothingSelected()
     scanAndWait(scanner, env.home(), 1);
     // A stale identifier selects nothing that is listed.
     scanner.setSelectedFileIDs({env.home() + "/elsewhere.bin"});
-    QSignalSpy moving(&scanner, &StorageScanner::isMovingToTrashChanged);
+    QSignalSpy moving(&scanner, &StorageScanner::isRemovingChanged);
     scanner.moveSelectedToTrash();
     QTRY_VERIFY_WITH_TIMEOUT(!scanner.isRemoving(), 10000);
     QCOMPARE(scanner.errorMessage(), QStringLiteral("Selecciona al menos un archivo."));
@@ -287,12 +288,15 @@ void TestStorageScanner::parallelWalkMatchesTheSequentialOrder()
     const RegularFileWalk::Keep<QString> keepAll = [](const FileEntry &e) {
         return std::optional<QString>(e.path());
     };
+    const int poolSize = QThreadPool::globalInstance()->maxThreadCount();
     for (int threads : {1, 2, 4}) {
+        QThreadPool::globalInstance()->setMaxThreadCount(threads);
         const auto parallel = RegularFileWalk::collect<QString>(
-            env.home(), SkipPackageContents | SkipHiddenFiles, keepAll, threads);
+            env.home(), SkipPackageContents | SkipHiddenFiles, keepAll);
         QVERIFY(parallel.has_value());
         QCOMPARE(*parallel, sequential);
     }
+    QThreadPool::globalInstance()->setMaxThreadCount(poolSize);
     QCOMPARE(sequential.size(), 1700);
 }
 

@@ -1,9 +1,9 @@
 #include "FileWalker.h"
 #include "RegularFileWalk.h"
 #include "ScannerBase.h"
-#include "StopToken.h"
 #include "TestEnvironment.h"
 #include "TreeBuilder.h"
+#include "WalkControl.h"
 
 #include <QThread>
 #include <QtTest>
@@ -37,7 +37,7 @@ public:
                 if (started)
                     *started = true;
                 while (gate && !*gate) {
-                    if (stopped && StopToken::requested())
+                    if (stopped && WalkControl::stopRequested())
                         *stopped = true;
                     QThread::msleep(1);
                 }
@@ -75,7 +75,6 @@ private Q_SLOTS:
     void resultIsPublishedOnTheMainThread();
     void failureLeavesTheCountAlone();
     void scannerGoneBeforeTheWalkEnds();
-    void selectionHelpers();
     void olderSlowerScanNeverOverwritesNewer();
     void walkersStopWhenAsked();
 };
@@ -128,20 +127,6 @@ void TestScannerBase::scannerGoneBeforeTheWalkEnds()
     QVERIFY2(!answered, "a scanner that is gone gets no answer");
 }
 
-void TestScannerBase::selectionHelpers()
-{
-    QSet<QString> selection;
-    Selection::toggle(selection, "/a");
-    Selection::toggle(selection, "/b");
-    Selection::toggle(selection, "/a");
-    QCOMPARE(selection, QSet<QString>({"/b"}));
-    const QStringList items{"/c", "/b", "/a", "/d"};
-    selection.insert("/d");
-    selection.insert("/zz"); // a stale identifier selects nothing
-    QCOMPARE(Selection::selectedItems(items, selection, [](const QString &s) { return s; }),
-             QStringList({"/b", "/d"}));
-}
-
 void TestScannerBase::olderSlowerScanNeverOverwritesNewer()
 {
     std::atomic<bool> started = false, releaseFirst = false, firstStopped = false;
@@ -186,15 +171,15 @@ void TestScannerBase::walkersStopWhenAsked()
     TreeBuilder tree(env.home());
     for (int i = 0; i < 20; ++i)
         tree.file(QStringLiteral("Deep/%1/file.bin").arg(i), "x");
-    const StopToken::Flag stop = StopToken::make();
-    const StopToken::Scope scope(stop);
+    const WalkControl::Handle stop = WalkControl::make();
+    const WalkControl::Scope scope(stop);
     int seenBefore = 0;
     FileWalker::walk(tree.path(QStringLiteral("Deep")), 0, [&](const EntryInfo &) {
         ++seenBefore;
         return FileWalker::Action::Continue;
     });
     QCOMPARE(seenBefore, 40);
-    stop->store(true);
+    stop->stop.store(true);
     int seenAfter = 0;
     FileWalker::walk(tree.path(QStringLiteral("Deep")), 0, [&](const EntryInfo &) {
         ++seenAfter;

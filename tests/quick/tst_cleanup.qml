@@ -11,7 +11,7 @@ Item {
 
     Component {
         id: screenComponent
-        CleanupView { anchors.fill: parent }
+        CleanupView { anchors.fill: parent; scanner: CleanupScanner {} }
     }
 
     TestCase {

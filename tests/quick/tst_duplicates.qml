@@ -11,7 +11,7 @@ Item {
 
     Component {
         id: screenComponent
-        DuplicatesView { anchors.fill: parent }
+        DuplicatesView { anchors.fill: parent; scanner: DuplicateScanner {} }
     }
 
     TestCase {

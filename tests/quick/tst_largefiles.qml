@@ -11,7 +11,7 @@ Item {
 
     Component {
         id: screenComponent
-        LargeFilesView { anchors.fill: parent }
+        LargeFilesView { anchors.fill: parent; scanner: StorageScanner {} }
     }
 
     TestCase {

@@ -11,7 +11,7 @@ Item {
 
     Component {
         id: screenComponent
-        UninstallerView { anchors.fill: parent }
+        UninstallerView { anchors.fill: parent; scanner: UninstallerScanner {} }
     }
 
     TestCase {

@@ -307,7 +307,7 @@ void TestUninstallerScanner::uninstallMovesBundleBeforeLeftovers()
     QVERIFY(QDir(root.path("Applications/Stuck.app")).removeRecursively());
     QVERIFY(QFile::remove(library.path("Logs/Gone.log")));
 
-    QSignalSpy uninstalling(&scanner, &UninstallerScanner::isUninstallingChanged);
+    QSignalSpy uninstalling(&scanner, &UninstallerScanner::isRemovingChanged);
     scanner.uninstallSelected();
     QTRY_VERIFY_WITH_TIMEOUT(!scanner.isRemoving(), 10000);
     QCOMPARE(uninstalling.count(), 2);

@@ -1,0 +1,82 @@
+pragma ComponentBehavior: Bound
+import QtQuick
+import QtQuick.Layouts
+import Velmora
+import Velmora.Core
+
+// The frame every module screen shares: its background, the screen's own
+// regions from top to bottom, the selection bar, the confirmation before the
+// removal and the alert for the scanner's errors. A finished scan is told to
+// the opener after the screen's automatic selection.
+Item {
+    id: screen
+
+    // The screen's scanner; each screen also holds it under its own type.
+    required property ScannerBase screenScanner
+    // The screen's regions, between the top and the selection bar.
+    default property alias regions: regionColumn.data
+    property alias spacing: regionColumn.spacing
+    property alias backgroundEnd: background.endColor
+    readonly property bool busy: screenScanner.isScanning || screenScanner.isRemoving
+
+    property alias selectionHeadline: bar.headline
+    property alias selectionCaption: bar.caption
+    property alias cancelText: bar.cancelText
+    property alias actionText: bar.actionText
+    property alias actionAccent: bar.actionAccent
+    property alias confirmation: confirm
+
+    // The automatic selection after a scan, when the module has one.
+    signal scanCompleted
+    signal analysisCompleted
+
+    Connections {
+        target: screen.screenScanner
+        function onCompletedScanCountChanged() {
+            if (screen.screenScanner.completedScanCount < 1)
+                return;
+            screen.scanCompleted();
+            screen.analysisCompleted();
+        }
+    }
+
+    ScreenBackground {
+        id: background
+        anchors.fill: parent
+    }
+
+    ColumnLayout {
+        anchors.fill: parent
+        anchors.margins: 28
+        spacing: regionColumn.spacing
+
+        ColumnLayout {
+            id: regionColumn
+            Layout.fillWidth: true
+            Layout.fillHeight: true
+            spacing: 14
+        }
+
+        SelectionBar {
+            id: bar
+            objectName: "selectionBar"
+            Layout.fillWidth: true
+            detail: Formatters.formatBytes(screen.screenScanner.selectedSize)
+            actionsEnabled: screen.screenScanner.hasSelection && !screen.screenScanner.isRemoving
+            onCancelSelection: screen.screenScanner.clearSelection()
+            onAction: confirm.open()
+        }
+    }
+
+    ConfirmDialog {
+        id: confirm
+        objectName: "trashConfirmation"
+        confirmText: "Mover a la Papelera"
+    }
+
+    ErrorAlert {
+        objectName: "errorAlert"
+        errorMessage: screen.screenScanner.errorMessage
+        onDismissed: screen.screenScanner.clearError()
+    }
+}

@@ -1,0 +1,171 @@
+#include "ResultList.h"
+#include "WorkQueue.h"
+
+#include <QAbstractItemModelTester>
+#include <QSignalSpy>
+#include <QtConcurrent/QtConcurrentRun>
+#include <QtTest>
+#include <atomic>
+
+namespace {
+
+struct Entry
+{
+    QString url;
+    QString name;
+    qint64 size = 0;
+    bool locked = false;
+
+    QString id() const { return url; }
+};
+
+ResultList<Entry> *makeList(QObject *parent)
+{
+    return new ResultList<Entry>({[](const Entry &e) { return e.size; },
+                                  [](const Entry &e) { return !e.locked; }, fileRoles<Entry>()},
+                                 parent);
+}
+
+QList<Entry> entries(int count)
+{
+    QList<Entry> out;
+    for (int i = 0; i < count; ++i)
+        out.append(
+            {QStringLiteral("/f%1").arg(i), QStringLiteral("f%1").arg(i), i + 1, i % 10 == 9});
+    return out;
+}
+
+// The rows whose "selected" role the model reports as set.
+QList<int> selectedRows(const QAbstractItemModel &model)
+{
+    const int role = model.roleNames().key("selected");
+    QList<int> rows;
+    for (int row = 0; row < model.rowCount(); ++row)
+        if (model.index(row, 0).data(role).toBool())
+            rows.append(row);
+    return rows;
+}
+
+} // namespace
+
+class TestResultList : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void selectionFollowsItemsAndRules();
+    void everyChangedRowIsAnnounced();
+    void parallelForRunsEachIndexOnceWithinThePool();
+};
+
+void TestResultList::selectionFollowsItemsAndRules()
+{
+    QObject owner;
+    ResultList<Entry> *list = makeList(&owner);
+    QAbstractItemModelTester tester(list);
+    list->setItems(entries(10)); // /f9 is locked
+    QCOMPARE(list->totalSize(), 55);
+
+    list->toggle("/f1");
+    list->toggle("/f2");
+    list->toggle("/f1");
+    list->toggle("/f9"); // locked: cannot be selected
+    QCOMPARE(list->selection(), QSet<QString>({"/f2"}));
+    list->setSelection(QStringList{"/f3", "/f9", "/gone", "/f0"});
+    // Locked and unknown identifiers stay in the set but count for nothing.
+    QCOMPARE(list->selectedCount(), 2);
+    QCOMPARE(list->selectedSize(), 1 + 4);
+    QCOMPARE(list->selectionList(), QStringList({"/f0", "/f3", "/f9", "/gone"}));
+    QCOMPARE(selectedRows(*list), QList<int>({0, 3}));
+    QCOMPARE(list->selectedItems().size(), 2);
+
+    // The figures follow the list: an item that leaves stops counting, one
+    // that comes back counts again.
+    QSignalSpy changed(list, &ResultModel::selectionChanged);
+    list->setItems(entries(3));
+    QCOMPARE(list->selectedCount(), 1);
+    QCOMPARE(list->selectedSize(), 1);
+    QCOMPARE(changed.size(), 1);
+    list->setItems(entries(10));
+    QCOMPARE(list->selectedCount(), 2);
+
+    list->selectAll();
+    QCOMPARE(list->selectedCount(), 9);
+    list->remove({"/f0", "/f1"});
+    QCOMPARE(list->count(), 8);
+    QCOMPARE(list->selectedCount(), 7);
+    QVERIFY(!list->selection().contains("/f0"));
+    QCOMPARE(list->data(list->index(0), list->role("sizeText")).toString(), Formatters::bytes(3));
+    list->clearSelection();
+    QCOMPARE(list->selectedSize(), 0);
+    QVERIFY(selectedRows(*list).isEmpty());
+}
+
+void TestResultList::everyChangedRowIsAnnounced()
+{
+    // A view repaints only the rows it is told about: whatever the size of a
+    // change, every row whose state changed must be covered by a dataChanged.
+    for (int changedCount : {1, 255, 256, 257, 2000}) {
+        QObject owner;
+        ResultList<Entry> *list = makeList(&owner);
+        QList<Entry> items;
+        for (int i = 0; i < 3000; ++i)
+            items.append({QStringLiteral("/g%1").arg(i), QString(), 1, false});
+        list->setItems(items);
+        list->toggle("/g2999");
+        QSet<int> covered;
+        connect(list, &QAbstractItemModel::dataChanged, &owner,
+                [&](const QModelIndex &from, const QModelIndex &to) {
+                    for (int row = from.row(); row <= to.row(); ++row)
+                        covered.insert(row);
+                });
+        QSet<QString> next;
+        for (int i = 0; i < changedCount; ++i)
+            next.insert(QStringLiteral("/g%1").arg(i * 1));
+        next.insert("/g2999");
+        list->setSelection(next);
+        for (int i = 0; i < changedCount; ++i)
+            QVERIFY2(covered.contains(i), qPrintable(QStringLiteral("row %1 of %2 changed rows "
+                                                                    "was not announced")
+                                                         .arg(i)
+                                                         .arg(changedCount)));
+        QCOMPARE(selectedRows(*list).size(), changedCount + 1);
+        // And back: the rows that were selected are announced as cleared.
+        covered.clear();
+        list->clearSelection();
+        QVERIFY(covered.contains(2999));
+        QVERIFY(covered.contains(changedCount - 1));
+    }
+}
+
+void TestResultList::parallelForRunsEachIndexOnceWithinThePool()
+{
+    // However many callers share the pool, no more threads than the pool has
+    // ever work at once, and every index runs exactly once.
+    constexpr int kCount = 5000;
+    std::vector<std::atomic<int>> runs(kCount);
+    std::atomic<int> active = 0, peak = 0;
+    auto body = [&](qsizetype i) {
+        const int now = ++active;
+        int seen = peak.load();
+        while (now > seen && !peak.compare_exchange_weak(seen, now)) {
+        }
+        ++runs[size_t(i)];
+        QThread::usleep(50);
+        --active;
+    };
+    QList<QFuture<void>> callers;
+    for (int c = 0; c < 5; ++c)
+        callers.append(QtConcurrent::run(WorkPool::pool(), [&] { parallelFor(kCount, body); }));
+    for (QFuture<void> &f : callers)
+        f.waitForFinished();
+    for (const std::atomic<int> &r : runs)
+        QCOMPARE(r.load(), 5);
+    QVERIFY2(peak.load() <= WorkPool::threadCount(),
+             qPrintable(QStringLiteral("%1 threads worked at once in a pool of %2")
+                            .arg(peak.load())
+                            .arg(WorkPool::threadCount())));
+}
+
+QTEST_GUILESS_MAIN(TestResultList)
+#include "tst_resultlist.moc"
