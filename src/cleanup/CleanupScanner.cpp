@@ -7,6 +7,8 @@
 #include "Formatters.h"
 #include "SystemLayout.h"
 #include "Trash.h"
+#include "WalkControl.h"
+#include "WorkQueue.h"
 
 #include <QPointer>
 #include <QTimer>
@@ -172,11 +174,22 @@ WalkOutcome<QList<CleanupItem>> CleanupScanner::scanTopLevelCaches(const ScanRoo
     const auto children = FileSystem::listDirectory(folder, true, &error);
     if (!children)
         return WalkOutcome<QList<CleanupItem>>::failure(listingError(folder, error));
-    QList<CleanupItem> items;
+    QList<EntryInfo> listed;
     for (const EntryInfo &child : *children) {
-        if (!child.isReadable || child.isSymbolicLink)
+        if (child.isSymbolicLink)
             continue;
-        CleanupItem item;
+        if (!child.isReadable) {
+            WalkControl::countSkipped();
+            continue;
+        }
+        listed.append(child);
+    }
+    // Each cache is measured as one unit of work.
+    QList<CleanupItem> items(listed.size());
+    CleanupItem *measured = items.data(); // each unit writes only its own item
+    parallelFor(listed.size(), [&](qsizetype i) {
+        const EntryInfo &child = listed.at(i);
+        CleanupItem &item = measured[i];
         item.url = child.path;
         item.name = child.name;
         item.displayName = CleanupRules::readableName(child.name);
@@ -192,8 +205,7 @@ WalkOutcome<QList<CleanupItem>> CleanupScanner::scanTopLevelCaches(const ScanRoo
         const CleanupRules::Protection protection = CleanupRules::protectionInfo(child.name);
         item.isProtected = protection.isProtected;
         item.protectionReason = protection.reason;
-        items.append(item);
-    }
+    });
     return WalkOutcome<QList<CleanupItem>>::success(items);
 }
 

@@ -54,6 +54,7 @@ qint64 readChunk(Member &m, qint64 offset)
             break;
         done += n;
     }
+    WalkControl::countBytes(done);
     return done;
 }
 
@@ -78,6 +79,7 @@ std::optional<QString> digestOf(int fd, qint64 length)
         if (n <= 0)
             return std::nullopt;
         EVP_DigestUpdate(ctx.get(), buffer.data(), size_t(n));
+        WalkControl::countBytes(n);
         offset += n;
     }
     unsigned char digest[EVP_MAX_MD_SIZE];

@@ -74,6 +74,7 @@ std::optional<QString> fileHash(const QString &path)
         if (n == 0)
             break;
         EVP_DigestUpdate(ctx.get(), chunk.data(), size_t(n));
+        WalkControl::countBytes(n);
     }
     unsigned char digest[EVP_MAX_MD_SIZE];
     unsigned int length = 0;

@@ -118,6 +118,8 @@ private:
                 if (fstatat(task.fd, name.constData(), &st, AT_SYMLINK_NOFOLLOW) != 0)
                     continue; // vanished since the listing
                 if (S_ISREG(st.st_mode)) {
+                    if (!PosixEntries::isReadable(st))
+                        WalkControl::countSkipped(); // listed, but its content cannot be read
                     task.sink->keep(FileEntry{task.path, name, st, task.level});
                     continue;
                 }

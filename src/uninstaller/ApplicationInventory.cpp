@@ -3,6 +3,8 @@
 #include "FileSystem.h"
 #include "FileWalker.h"
 #include "PropertyList.h"
+#include "WalkControl.h"
+#include "WorkQueue.h"
 
 #include <QSet>
 #include <algorithm>
@@ -108,7 +110,7 @@ LibraryListing listLibrary(const QString &library)
 QList<FoundApplication> findApplicationsWithIcons(const QStringList &roots, const QString &library)
 {
     const LibraryListing listing = listLibrary(library);
-    QList<FoundApplication> found;
+    QList<EntryInfo> bundles;
     // One bundle is one application, whichever root reached it (the home's
     // Applications may be a link to the system's).
     QSet<std::pair<quint64, quint64>> seen;
@@ -123,9 +125,16 @@ QList<FoundApplication> findApplicationsWithIcons(const QStringList &roots, cons
             if (seen.contains(inode))
                 continue;
             seen.insert(inode);
-            found.append(inspect(child, listing));
+            bundles.append(child);
         }
     }
+    // Each application, with the sizes of its leftovers, is one unit of work.
+    QList<FoundApplication> found(bundles.size());
+    FoundApplication *inspected = found.data(); // each unit writes only its own entry
+    parallelFor(bundles.size(),
+                [&](qsizetype i) { inspected[i] = inspect(bundles.at(i), listing); });
+    if (WalkControl::stopRequested())
+        return {};
     return found;
 }
 

@@ -50,6 +50,7 @@ private Q_SLOTS:
     void protectedCachesAreNeverSelectedOrMoved();
     void removalReports();
     void inUseFromARealProcess();
+    void unreadableCachesAreLeftOutAndCounted();
 };
 
 void TestCleanupScanner::protectionRules()
@@ -279,6 +280,40 @@ void TestCleanupScanner::inUseFromARealProcess()
     app.waitForFinished();
     QVERIFY(inUse);
     QVERIFY(!otherInUse);
+}
+
+void TestCleanupScanner::unreadableCachesAreLeftOutAndCounted()
+{
+    if (runningAsRoot() && qEnvironmentVariableIsEmpty("VELMORA_UNPRIVILEGED_RERUN")) {
+        QString reason, output;
+        const bool passed =
+            rerunUnprivileged("unreadableCachesAreLeftOutAndCounted", &reason, &output);
+        if (!reason.isEmpty())
+            QSKIP(qPrintable(reason));
+        QVERIFY2(passed, qPrintable(output));
+        return;
+    }
+    TestEnvironment env;
+    TreeBuilder tree(env.home() + "/Library/Caches");
+    tree.file("com.vendor.Open/a.bin", QByteArray(1000, 'a'));
+    tree.file("com.vendor.Open/inner/b.bin", QByteArray(500, 'b'));
+    tree.file("com.vendor.Closed/a.bin", QByteArray(4000, 'c'));
+    tree.file("locked.db", QByteArray(300, 'l'));
+    const QFileDevice::Permissions none;
+    QFile::setPermissions(tree.path("com.vendor.Closed"), none);
+    QFile::setPermissions(tree.path("com.vendor.Open/inner"), none);
+    QFile::setPermissions(tree.path("locked.db"), QFileDevice::WriteOwner);
+
+    CleanupScanner scanner;
+    waitForFirstScan(scanner);
+    const auto all = QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner;
+    QFile::setPermissions(tree.path("com.vendor.Closed"), all);
+    QFile::setPermissions(tree.path("com.vendor.Open/inner"), all);
+    // What cannot be read is not offered, and the open cache counts what it could read.
+    QCOMPARE(names(scanner.items()), QStringList({"com.vendor.Open"}));
+    QCOMPARE(scanner.items().at(0).size, qint64(1000));
+    QCOMPARE(scanner.skippedText(),
+             QStringLiteral("3 elemento(s) no se pudieron leer y no se incluyen."));
 }
 
 QTEST_GUILESS_MAIN(TestCleanupScanner)

@@ -58,6 +58,7 @@ private Q_SLOTS:
     void uniqueSizesAreNeverOpened();
     void sideBySideComparisonMatchesFullDigests();
     void identicalContentGroupsWhateverItsBlocks();
+    void stopPublishesOnlyProvenGroups();
 };
 
 void TestDuplicateScanner::thresholdRule()
@@ -308,6 +309,43 @@ void TestDuplicateScanner::identicalContentGroupsWhateverItsBlocks()
     scanAndWait(scanner, env.home());
     QCOMPARE(scanner.groups().size(), 1);
     QCOMPARE(scanner.groups().first().files.size(), 2);
+}
+
+void TestDuplicateScanner::stopPublishesOnlyProvenGroups()
+{
+    TestEnvironment env;
+    TreeBuilder tree(env.home());
+    // Twelve sets of three identical files, and for each a same-size stranger
+    // that differs only near its end, so that sets are still open when stopped.
+    for (int set = 0; set < 12; ++set)
+        for (int copy = 0; copy < 4; ++copy)
+            makeFile(tree, QStringLiteral("s%1/c%2.bin").arg(set).arg(copy), 12 * MiB + set,
+                     quint32(set), copy == 3 ? 12 * MiB - 9 : -1);
+    DuplicateScanner full;
+    scanAndWait(full, env.home());
+    QCOMPARE(full.groupCount(), 12);
+
+    for (int attempt = 0; attempt < 3; ++attempt) {
+        DuplicateScanner scanner;
+        QSignalSpy count(&scanner, &ScannerBase::completedScanCountChanged);
+        scanner.scan(env.home(), 10);
+        QTest::qWait(attempt * 15);
+        const bool stoppedInTime = scanner.isScanning();
+        QVERIFY(attempt > 0 || stoppedInTime);
+        scanner.stopScan();
+        QTRY_VERIFY_WITH_TIMEOUT(count.count() == 1, 30000);
+        if (stoppedInTime)
+            QCOMPARE(
+                scanner.statusText(),
+                QStringLiteral("Análisis detenido: %1 duplicado(s) confirmados hasta el momento.")
+                    .arg(scanner.duplicateFilesCount()));
+        // Whatever was published is a whole, proven group of the full result.
+        for (const DuplicateGroup &group : scanner.groups()) {
+            QVERIFY(full.groups().contains(group));
+            for (const DuplicateFileItem &file : group.files)
+                QCOMPARE(ContentDigest::fileHash(file.url), std::optional<QString>(group.hash));
+        }
+    }
 }
 
 QTEST_GUILESS_MAIN(TestDuplicateScanner)

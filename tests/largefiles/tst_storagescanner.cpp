@@ -66,6 +66,7 @@ private Q_SLOTS:
     void moveWithNothingSelected();
     void parallelWalkMatchesTheSequentialOrder();
     void unreadableAndOddEntriesAreSkipped();
+    void stopKeepsWhatWasFound();
 };
 
 void TestStorageScanner::thresholdIsInclusiveAndCountsBlocksOnDisk()
@@ -332,6 +333,38 @@ void TestStorageScanner::unreadableAndOddEntriesAreSkipped()
     QStringList listed = names(scanner.files());
     listed.sort();
     QVERIFY2(listed == QStringList({"línea\nnueva.bin", "ok.bin"}), qPrintable(listed.join("|")));
+    // The closed folder, the unreadable file and the name that is not UTF-8.
+    QCOMPARE(scanner.skippedText(),
+             QStringLiteral("3 elemento(s) no se pudieron leer y no se incluyen."));
+}
+
+void TestStorageScanner::stopKeepsWhatWasFound()
+{
+    TestEnvironment env;
+    TreeBuilder tree(env.home());
+    for (int i = 0; i < 400; ++i)
+        tree.allocatedFile(QStringLiteral("d%1/e%2/big.bin").arg(i % 40).arg(i), 2 * MiB);
+    StorageScanner full;
+    scanAndWait(full, env.home(), 1);
+    QCOMPARE(full.fileCount(), 400);
+    QVERIFY(full.skippedText().isEmpty());
+
+    StorageScanner scanner;
+    QSignalSpy count(&scanner, &ScannerBase::completedScanCountChanged);
+    scanner.scan(env.home(), 1);
+    scanner.stopScan();
+    QTRY_COMPARE(count.count(), 1);
+    QVERIFY(!scanner.isScanning());
+    QVERIFY(scanner.fileCount() <= 400);
+    QCOMPARE(scanner.statusText(), QStringLiteral("Análisis detenido: %1 archivo(s) grande(s) "
+                                                  "encontrados hasta el momento.")
+                                       .arg(scanner.fileCount()));
+    for (const LargeFileItem &item : scanner.files())
+        QVERIFY(full.files().contains(item));
+    // The next scan is whole again.
+    scanAndWait(scanner, env.home(), 1);
+    QCOMPARE(scanner.fileCount(), 400);
+    QCOMPARE(scanner.statusText(), QStringLiteral("Se encontraron 400 archivos grandes."));
 }
 
 QTEST_GUILESS_MAIN(TestStorageScanner)

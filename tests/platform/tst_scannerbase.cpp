@@ -5,6 +5,7 @@
 #include "TreeBuilder.h"
 #include "WalkControl.h"
 
+#include <QElapsedTimer>
 #include <QThread>
 #include <QtTest>
 #include <atomic>
@@ -36,15 +37,24 @@ public:
             [n, started, gate, stopped] {
                 if (started)
                     *started = true;
+                // While it waits it examines one entry a millisecond; a stop
+                // ends the wait with what was done so far.
+                int examined = 0;
                 while (gate && !*gate) {
-                    if (stopped && WalkControl::stopRequested())
-                        *stopped = true;
+                    if (WalkControl::stopRequested()) {
+                        if (stopped)
+                            *stopped = true;
+                        break;
+                    }
+                    WalkControl::countEntries();
+                    ++examined;
                     QThread::msleep(1);
                 }
                 if (n < 0)
                     return WalkOutcome<QList<int>>::failure(QStringLiteral("cannot open"));
+                WalkControl::countSkipped(2); // two entries it could not read
                 QList<int> out;
-                for (int i = 1; i <= n; ++i)
+                for (int i = 1; i <= n && (!gate || *gate || i <= 1); ++i)
                     out << i;
                 return WalkOutcome<QList<int>>::success(out);
             },
@@ -53,7 +63,7 @@ public:
                     *answered = true;
                 publishedOnMainThread = QThread::currentThread() == thread();
                 published = value;
-                setStatusText(QStringLiteral("done"));
+                setStatusText(wasStopped() ? QStringLiteral("stopped") : QStringLiteral("done"));
                 countCompletedScan();
                 setScanning(false);
             },
@@ -77,6 +87,7 @@ private Q_SLOTS:
     void scannerGoneBeforeTheWalkEnds();
     void olderSlowerScanNeverOverwritesNewer();
     void walkersStopWhenAsked();
+    void progressIsLiveAndStopKeepsWhatWasDone();
 };
 
 void TestScannerBase::resultIsPublishedOnTheMainThread()
@@ -192,6 +203,51 @@ void TestScannerBase::walkersStopWhenAsked()
     const auto found =
         RegularFileWalk::collect<QString>(tree.path(QStringLiteral("Deep")), 0, keep);
     QVERIFY(found && found->isEmpty());
+}
+
+void TestScannerBase::progressIsLiveAndStopKeepsWhatWasDone()
+{
+    std::atomic<bool> started = false, neverReleased = false, stopped = false;
+    CountingScanner scanner;
+    scanner.walkStarted = &started;
+    scanner.release = &neverReleased;
+    scanner.sawStop = &stopped;
+    QSignalSpy progress(&scanner, &ScannerBase::progressTextChanged);
+    QElapsedTimer clock;
+    clock.start();
+    scanner.scan(5);
+    QTRY_VERIFY(started.load());
+    // The examined entries show while the walk runs, renewed at most ten times a second.
+    QTRY_VERIFY(scanner.progressText().endsWith(QStringLiteral(" elementos examinados")));
+    QTest::qWait(1200);
+    const qint64 elapsedMs = clock.elapsed();
+    QVERIFY2(
+        progress.count() <= elapsedMs / 100 + 1,
+        qPrintable(QStringLiteral("%1 updates in %2 ms").arg(progress.count()).arg(elapsedMs)));
+    QVERIFY(progress.count() >= 5);
+    QVERIFY(scanner.skippedText().isEmpty());
+
+    // Stopping publishes what was done, as a finished scan.
+    QSignalSpy count(&scanner, &ScannerBase::completedScanCountChanged);
+    scanner.stopScan();
+    QTRY_COMPARE(count.count(), 1);
+    QVERIFY(stopped.load());
+    QCOMPARE(scanner.published, QList<int>({1}));
+    QCOMPARE(scanner.statusText(), QStringLiteral("stopped"));
+    QVERIFY(!scanner.isScanning());
+    QVERIFY(scanner.progressText().isEmpty());
+    QCOMPARE(scanner.skippedText(),
+             QStringLiteral("2 elemento(s) no se pudieron leer y no se incluyen."));
+
+    // A stop belongs to its scan: the next one runs to its end, and stopping
+    // when nothing runs does nothing.
+    scanner.walkStarted = nullptr;
+    scanner.release = nullptr;
+    scanner.stopScan();
+    scanner.scan(3);
+    QTRY_COMPARE(count.count(), 2);
+    QCOMPARE(scanner.published, QList<int>({1, 2, 3}));
+    QCOMPARE(scanner.statusText(), QStringLiteral("done"));
 }
 
 QTEST_GUILESS_MAIN(TestScannerBase)
