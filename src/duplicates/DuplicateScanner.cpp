@@ -84,6 +84,7 @@ void DuplicateScanner::scan(const QString &folder, int minimumSizeMB)
     }
     const QString folderPath = selectFolder(folder);
     m_files.clearSelection();
+    m_stopped = false;
     setGroups({});
     setErrorMessage(QString());
     m_root = ScanRoot::resolve(folderPath);
@@ -101,7 +102,8 @@ void DuplicateScanner::scan(const QString &folder, int minimumSizeMB)
                                  return a.recoverableBytes() > b.recoverableBytes();
                              });
             setGroups(found);
-            if (wasStopped())
+            m_stopped = wasStopped();
+            if (m_stopped)
                 setStatusText(QStringLiteral("Análisis detenido: %1 duplicado(s) confirmados "
                                              "hasta el momento.")
                                   .arg(duplicateFilesCount()));
@@ -160,9 +162,14 @@ void DuplicateScanner::selectRecommendedCopies()
 {
     m_files.selectAll(); // every file but the keepers
     const int count = selectedCount();
-    setStatusText(count == 0
-                      ? QStringLiteral("No hay copias recomendadas para eliminar.")
-                      : QStringLiteral("%1 copia(s) seleccionadas automáticamente.").arg(count));
+    if (m_stopped) // the report must still say that the result is partial
+        setStatusText(QStringLiteral("Análisis detenido: %1 copia(s) seleccionadas de los "
+                                     "duplicados confirmados hasta el momento.")
+                          .arg(count));
+    else
+        setStatusText(
+            count == 0 ? QStringLiteral("No hay copias recomendadas para eliminar.")
+                       : QStringLiteral("%1 copia(s) seleccionadas automáticamente.").arg(count));
 }
 
 void DuplicateScanner::moveSelectedToTrash()

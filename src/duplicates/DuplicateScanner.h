@@ -69,5 +69,6 @@ private:
 
     QList<DuplicateGroup> m_groups;
     ResultList<DuplicateRow> m_files;
-    ScanRoot m_root; // where the last scan started, for its removals
+    ScanRoot m_root;        // where the last scan started, for its removals
+    bool m_stopped = false; // the last scan was stopped: its groups are what was proven by then
 };

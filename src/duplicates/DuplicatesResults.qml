@@ -1,4 +1,3 @@
-pragma ComponentBehavior: Bound
 import QtQuick
 import QtQuick.Controls.Basic
 import QtQuick.Layouts
@@ -35,6 +34,8 @@ Card {
         boundsBehavior: Flickable.StopAtBounds
         ScrollBar.vertical: VelmoraScrollBar { objectName: "scrollBar" }
         section.property: "groupHash"
+        // Qt 6.4 hands the section to its delegate as a context value, which a
+        // bound component does not accept: this file is not Bound.
         section.delegate: Item {
             id: sectionHeader
             required property string section

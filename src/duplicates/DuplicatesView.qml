@@ -13,6 +13,7 @@ ResultScreen {
     required property DuplicateScanner scanner
     screenScanner: scanner
     property real minimumSizeMB: 10
+    readonly property alias minimumMB: controls.minimumMB
 
     spacing: 18
     backgroundEnd: Qt.rgba(10 / 255, 10 / 255, 24 / 255, 1)

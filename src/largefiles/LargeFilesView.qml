@@ -12,6 +12,7 @@ ResultScreen {
     required property StorageScanner scanner
     screenScanner: scanner
     property real minimumSizeMB: 500
+    readonly property alias minimumMB: controls.minimumMB
 
     selectionHeadline: view.scanner.selectedCount + " archivo(s) seleccionados"
     actionText: "Mover a la Papelera"

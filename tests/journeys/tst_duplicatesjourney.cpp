@@ -17,6 +17,7 @@ private Q_SLOTS:
     void initTestCase() { AppSetup::configureApplication(); }
     void fromCardKeepsOneCopyBack();
     void fromSidebarTrashesEveryProposedCopy();
+    void stopShowsProgressAndKeepsOnlyProvenGroups();
 
 private:
     struct Photos
@@ -121,6 +122,39 @@ void TestDuplicatesJourney::fromSidebarTrashesEveryProposedCopy()
     QVERIFY(app.waitFor([&] { return app.item(QStringLiteral("emptyState")) != nullptr; }, 3000));
     QCOMPARE(app.cardValue(QStringLiteral("cardGroups")), QStringLiteral("0"));
 
+    QVERIFY(app.click(QStringLiteral("backButton")));
+    QCOMPARE(app.text(QStringLiteral("activityBanner")), QStringLiteral("Duplicados terminado."));
+}
+
+void TestDuplicatesJourney::stopShowsProgressAndKeepsOnlyProvenGroups()
+{
+    AppJourney app;
+    TreeBuilder tree(app.home());
+    // Two big identical images: comparing and hashing them takes a while.
+    for (const char *name : {"Discos/uno.img", "Discos/dos.img"})
+        tree.allocatedFile(QString::fromLatin1(name), qint64(1536) << 20);
+    QVERIFY(app.start());
+    QVERIFY(app.click(QStringLiteral("sidebar_duplicates")));
+    QVERIFY(app.click(QStringLiteral("headerButton")));
+    QVERIFY(app.waitFor([&] { return app.chooserIsOpen(); }, 3000));
+    QVERIFY(app.navigateChooser(tree.path(QStringLiteral("Discos")), false));
+    QVERIFY(app.click(QStringLiteral("chooserAccept")));
+
+    // While it compares, the second line counts what it has read.
+    QVERIFY2(app.waitFor([&] {
+        return app.text(QStringLiteral("scanDetail")).contains(QStringLiteral(" comparados")) &&
+               !app.text(QStringLiteral("scanDetail")).contains(QStringLiteral(" 0 KB"));
+    }),
+             qPrintable(app.text(QStringLiteral("scanDetail"))));
+    QVERIFY(app.click(QStringLiteral("stopButton")));
+    QVERIFY(app.waitForScans(1));
+    // The pair was not proven identical yet: nothing is offered.
+    QCOMPARE(app.cardValue(QStringLiteral("cardGroups")), QStringLiteral("0"));
+    QCOMPARE(app.text(QStringLiteral("statusLine")),
+             QStringLiteral("Análisis detenido: 0 copia(s) seleccionadas de los duplicados "
+                            "confirmados hasta el momento."));
+    QVERIFY(app.item(QStringLiteral("stopButton")) == nullptr ||
+            !app.item(QStringLiteral("stopButton"))->isVisible());
     QVERIFY(app.click(QStringLiteral("backButton")));
     QCOMPARE(app.text(QStringLiteral("activityBanner")), QStringLiteral("Duplicados terminado."));
 }

@@ -71,6 +71,12 @@ Item {
 
             const list = find("groupList");
             tryVerify(() => list.itemAtIndex(0) !== null);
+            // Each group opens with its header.
+            const header = findChild(list, "sectionCount");
+            verify(header !== null);
+            compare(header.text, "3 archivos idénticos");
+            compare(findChild(list, "sectionRecoverable").text,
+                    Formatters.formatBytes(scanner.recoverableSize) + " recuperables");
             let keeperRow = null;
             for (let i = 0; i < 3; ++i)
                 if (list.itemAtIndex(i).isKeeper)

@@ -1,14 +1,18 @@
 #include "CleanupScanner.h"
 #include "DuplicateScanner.h"
+#include "FolderScanner.h"
 #include "ShotSession.h"
 #include "StorageScanner.h"
 #include "SystemLayout.h"
 #include "UninstallerScanner.h"
 
 #include <QCoreApplication>
+#include <QFile>
 #include <QKeyEvent>
 #include <QQuickItem>
 #include <QQuickWindow>
+#include <QStandardPaths>
+#include <fcntl.h>
 
 namespace {
 
@@ -44,7 +48,80 @@ void shootScanning(ShotSession &session, const QString &module, const QString &n
     session.showDashboard();
 }
 
+// A scan long enough to show its progress line: the whole file system of this
+// machine, which is only read. Then "Detener", and what the stopped scan
+// published.
+void shootLongScan(ShotSession &session, const QString &module, const QString &name, int minimumMB)
+{
+    QObject *screen = session.openModule(module);
+    auto *scanner = qobject_cast<FolderScanner *>(scannerOf(screen));
+    if (!scanner) {
+        session.failed(QStringLiteral("no folder scanner on ") + module);
+        return;
+    }
+    screen->setProperty("minimumSizeMB", minimumMB);
+    // A warm cache can walk it in a tenth of a second: then it is walked again.
+    for (int attempt = 0; attempt < 5; ++attempt) {
+        scanner->scan(QStringLiteral("/"), minimumMB);
+        session.waitFor(
+            [&] { return !scanner->progressText().isEmpty() || !scanner->isScanning(); });
+        if (scanner->isScanning())
+            break;
+    }
+    if (!scanner->isScanning())
+        session.failed(name + QStringLiteral(": the scan ended before showing its progress"));
+    session.shootNow(name + QStringLiteral("-progress"));
+    scanner->stopScan();
+    session.waitFor([&] { return !scanner->isScanning(); });
+    session.shoot(name + QStringLiteral("-stopped"));
+    session.showDashboard();
+}
+
 } // namespace
+
+// Long scans with their progress, stopped by "Detener".
+void shootLongScans(ShotSession &session)
+{
+    shootLongScan(session, QStringLiteral("largeFiles"), QStringLiteral("largefiles"), 10);
+    shootLongScan(session, QStringLiteral("duplicates"), QStringLiteral("duplicates"), 1);
+}
+
+// A removal in progress: the spinner turns and the selection bar waits. The
+// file removed is one made for this shot, and its trashed copy is removed
+// after it, so the demo tree stays as it was.
+void shootRemoval(ShotSession &session)
+{
+    const QString name = QStringLiteral("Velmora captura.bin");
+    const QString path = SystemLayout::homeFolder() + QStringLiteral("/Downloads/") + name;
+    {
+        QFile file(path);
+        if (!file.open(QIODevice::WriteOnly) ||
+            posix_fallocate(file.handle(), 0, 120 * 1024 * 1024) != 0) {
+            session.failed(QStringLiteral("could not make ") + path);
+            return;
+        }
+    }
+    QObject *screen = session.openModule(QStringLiteral("largeFiles"));
+    auto *scanner = qobject_cast<StorageScanner *>(scannerOf(screen));
+    if (!scanner) {
+        session.failed(QStringLiteral("the large files screen has no scanner"));
+        return;
+    }
+    screen->setProperty("minimumSizeMB", 100);
+    scanner->scan(SystemLayout::homeFolder(), 100);
+    session.waitFor([&] { return scanner->completedScanCount() >= 1; });
+    scanner->toggleSelection(path);
+    scanner->moveSelectedToTrash();
+    if (!scanner->isMovingToTrash())
+        session.failed(QStringLiteral("the removal did not run in the background"));
+    session.shootNow(QStringLiteral("largefiles-removing"));
+    session.waitFor([&] { return !scanner->isMovingToTrash(); });
+    session.showDashboard();
+    const QString trash = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation) +
+                          QStringLiteral("/Trash");
+    QFile::remove(trash + QStringLiteral("/files/") + name);
+    QFile::remove(trash + QStringLiteral("/info/") + name + QStringLiteral(".trashinfo"));
+}
 
 // The folder chooser as the header button opens it, at the home and with a
 // folder highlighted.

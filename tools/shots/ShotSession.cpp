@@ -133,6 +133,8 @@ int ShotSession::renderAll()
     shootChooser(*this);
     shootFocus(*this);
     shootScanning(*this);
+    shootLongScans(*this);
     shootMinimumSize(*this);
+    shootRemoval(*this);
     return m_failures;
 }

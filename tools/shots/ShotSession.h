@@ -50,3 +50,5 @@ void shootChooser(ShotSession &session);
 void shootFocus(ShotSession &session);
 void shootScanning(ShotSession &session);
 void shootMinimumSize(ShotSession &session);
+void shootLongScans(ShotSession &session);
+void shootRemoval(ShotSession &session);
