@@ -121,9 +121,7 @@ void CleanupScanner::scan()
                 countCompletedScan();
         },
         [this](const QString &error) {
-            setErrorMessage(error);
-            setStatusText(QStringLiteral("No fue posible analizar las cachés."));
-            setScanning(false);
+            failScan(error, QStringLiteral("No fue posible analizar las cachés."));
         });
 }
 

@@ -5,11 +5,8 @@
 #include "WalkControl.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstring>
 #include <fcntl.h>
-#include <memory>
-#include <openssl/evp.h>
 #include <optional>
 #include <unistd.h>
 
@@ -41,52 +38,10 @@ struct Candidates
 
 qint64 readChunk(Member &m, qint64 offset)
 {
-    qint64 done = 0;
-    const qint64 want = qint64(m.chunk.size());
-    while (done < want) {
-        const ssize_t n = ::pread(m.fd, m.chunk.data() + done, size_t(want - done), offset + done);
-        if (n < 0) {
-            if (errno == EINTR)
-                continue;
-            return -1;
-        }
-        if (n == 0)
-            break;
-        done += n;
-    }
-    WalkControl::countBytes(done);
-    return done;
-}
-
-// SHA-256 of the first `length` bytes of an open file, read again from its start;
-// nothing when it can no longer be read that far. Hashing waits until a set has
-// proved identical to the end: files that part on the way (the usual fate of
-// same-size files whose ends agree) cost a comparison, never a digest.
-std::optional<QString> digestOf(int fd, qint64 length)
-{
-    std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> ctx(EVP_MD_CTX_new(), EVP_MD_CTX_free);
-    if (!ctx || EVP_DigestInit_ex(ctx.get(), EVP_sha256(), nullptr) != 1)
-        return std::nullopt;
-    std::vector<char> buffer(size_t(ContentDigest::kChunkBytes));
-    qint64 offset = 0;
-    while (offset < length) {
-        if (WalkControl::stopRequested())
-            return std::nullopt;
-        const size_t want = size_t(std::min<qint64>(qint64(buffer.size()), length - offset));
-        const ssize_t n = ::pread(fd, buffer.data(), want, offset);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0)
-            return std::nullopt;
-        EVP_DigestUpdate(ctx.get(), buffer.data(), size_t(n));
-        WalkControl::countBytes(n);
-        offset += n;
-    }
-    unsigned char digest[EVP_MAX_MD_SIZE];
-    unsigned int size = 0;
-    EVP_DigestFinal_ex(ctx.get(), digest, &size);
-    return QString::fromLatin1(
-        QByteArray(reinterpret_cast<const char *>(digest), int(size)).toHex());
+    const qint64 got = ContentDigest::readAt(m.fd, m.chunk.data(), qint64(m.chunk.size()), offset);
+    if (got > 0)
+        WalkControl::countBytes(got);
+    return got;
 }
 
 bool sameChunk(const Member &a, const Member &b)
@@ -163,8 +118,11 @@ std::vector<IdenticalFiles> identicalContent(const QList<QString> &paths)
                     continue; // unlike every other file: no need to read it further
                 const Member &first = *part.members.front();
                 if (first.got == 0) {
-                    // Identical to the end: one digest serves the whole set.
-                    const std::optional<QString> digest = digestOf(first.fd, part.length);
+                    // Identical to the end: one digest serves the whole set. Hashing
+                    // waits until a set has proved identical: files that part on
+                    // the way cost a comparison, never a digest.
+                    const std::optional<QString> digest =
+                        ContentDigest::hashOpenFile(first.fd, part.length);
                     if (!digest)
                         continue;
                     IdenticalFiles same{*digest, {}};

@@ -32,8 +32,9 @@ struct FileDescriptor
     FileDescriptor &operator=(const FileDescriptor &) = delete;
 };
 
-// Reads up to `length` bytes at `offset`, retrying short reads; -1 on error.
-qint64 readFully(int fd, char *buffer, qint64 length, qint64 offset)
+} // namespace
+
+qint64 readAt(int fd, char *buffer, qint64 length, qint64 offset)
 {
     qint64 done = 0;
     while (done < length) {
@@ -50,7 +51,33 @@ qint64 readFully(int fd, char *buffer, qint64 length, qint64 offset)
     return done;
 }
 
-} // namespace
+std::optional<QString> hashOpenFile(int fd, std::optional<qint64> length)
+{
+    std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> ctx(EVP_MD_CTX_new(), EVP_MD_CTX_free);
+    if (!ctx || EVP_DigestInit_ex(ctx.get(), EVP_sha256(), nullptr) != 1)
+        return std::nullopt;
+    std::vector<char> chunk(static_cast<size_t>(kChunkBytes));
+    qint64 offset = 0;
+    while (!length || offset < *length) {
+        if (WalkControl::stopRequested())
+            return std::nullopt;
+        const qint64 want = length ? std::min(kChunkBytes, *length - offset) : kChunkBytes;
+        const qint64 n = readAt(fd, chunk.data(), want, offset);
+        if (n < 0 || (length && n < want))
+            return std::nullopt; // unreadable, or shorter than it was
+        EVP_DigestUpdate(ctx.get(), chunk.data(), size_t(n));
+        WalkControl::countBytes(n);
+        offset += n;
+        if (n < want)
+            break; // the end of the file
+    }
+    unsigned char digest[EVP_MAX_MD_SIZE];
+    unsigned int size = 0;
+    if (EVP_DigestFinal_ex(ctx.get(), digest, &size) != 1)
+        return std::nullopt;
+    return QString::fromLatin1(
+        QByteArray(reinterpret_cast<const char *>(digest), int(size)).toHex());
+}
 
 std::optional<QString> fileHash(const QString &path)
 {
@@ -58,30 +85,7 @@ std::optional<QString> fileHash(const QString &path)
     if (file.fd < 0)
         return std::nullopt;
     posix_fadvise(file.fd, 0, 0, POSIX_FADV_SEQUENTIAL);
-    std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> ctx(EVP_MD_CTX_new(), EVP_MD_CTX_free);
-    if (!ctx || EVP_DigestInit_ex(ctx.get(), EVP_sha256(), nullptr) != 1)
-        return std::nullopt;
-    std::vector<char> chunk(static_cast<size_t>(kChunkBytes));
-    for (;;) {
-        if (WalkControl::stopRequested())
-            return std::nullopt;
-        const ssize_t n = ::read(file.fd, chunk.data(), chunk.size());
-        if (n < 0) {
-            if (errno == EINTR)
-                continue;
-            return std::nullopt;
-        }
-        if (n == 0)
-            break;
-        EVP_DigestUpdate(ctx.get(), chunk.data(), size_t(n));
-        WalkControl::countBytes(n);
-    }
-    unsigned char digest[EVP_MAX_MD_SIZE];
-    unsigned int length = 0;
-    if (EVP_DigestFinal_ex(ctx.get(), digest, &length) != 1)
-        return std::nullopt;
-    return QString::fromLatin1(
-        QByteArray(reinterpret_cast<const char *>(digest), int(length)).toHex());
+    return hashOpenFile(file.fd);
 }
 
 std::optional<QByteArray> edgeFingerprint(const QString &path, qint64 size)
@@ -95,10 +99,10 @@ std::optional<QByteArray> edgeFingerprint(const QString &path, qint64 size)
         return std::nullopt; // changed since the walk: it matches nothing it was paired with
     QByteArray bytes(int(std::min(size, 2 * kEdge)), Qt::Uninitialized);
     const qint64 head = std::min(size, kEdge);
-    if (readFully(file.fd, bytes.data(), head, 0) != head)
+    if (readAt(file.fd, bytes.data(), head, 0) != head)
         return std::nullopt;
     const qint64 tail = std::min(size - head, kEdge);
-    if (tail > 0 && readFully(file.fd, bytes.data() + head, tail, size - tail) != tail)
+    if (tail > 0 && readAt(file.fd, bytes.data() + head, tail, size - tail) != tail)
         return std::nullopt;
     return bytes;
 }

@@ -18,6 +18,14 @@ std::optional<QString> fileHash(const QString &path);
 // file cannot be read or is no longer that long.
 std::optional<QByteArray> edgeFingerprint(const QString &path, qint64 size);
 
+// Reads up to `length` bytes at `offset`, retrying short reads; -1 on error.
+qint64 readAt(int fd, char *buffer, qint64 length, qint64 offset);
+
+// SHA-256 of an open file from its start: its first `length` bytes, or all of
+// it when no length is given; nothing when it cannot be read that far, or the
+// walk was stopped.
+std::optional<QString> hashOpenFile(int fd, std::optional<qint64> length = std::nullopt);
+
 // Opens a file for reading (links are not followed) and counts it; -1 on failure.
 int openForReading(const QString &path);
 

@@ -66,9 +66,7 @@ void StorageScanner::scan(const QString &folder, int minimumSizeMB)
             setScanning(false);
         },
         [this](const QString &error) {
-            setErrorMessage(error);
-            setStatusText(QStringLiteral("No fue posible completar el análisis."));
-            setScanning(false);
+            failScan(error, QStringLiteral("No fue posible completar el análisis."));
         });
 }
 

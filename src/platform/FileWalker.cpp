@@ -121,17 +121,11 @@ bool FileWalker::walk(const QString &root, int options, const Visitor &visitor,
     const QString rootPath = FileLocation::standardizedPath(root);
     if (rootPath.isEmpty())
         return false;
-    const int fd = open(FileLocation::encode(rootPath).constData(),
-                        O_RDONLY | O_DIRECTORY | O_CLOEXEC |
-                            ((options & DoNotFollowRootLink) ? O_NOFOLLOW : 0));
+    std::vector<PosixEntries::Name> names;
+    const int fd = PosixEntries::openRoot(FileLocation::encode(rootPath),
+                                          !(options & DoNotFollowRootLink), &names);
     if (fd < 0)
         return false;
-    // A root that opens but cannot be listed is as unusable as a missing one.
-    std::vector<PosixEntries::Name> names;
-    if (!PosixEntries::readNames(fd, &names)) {
-        close(fd);
-        return false;
-    }
     WalkContext ctx{options, visitor, onError};
     walkFolder(ctx, fd, rootPath, 1, names);
     close(fd);

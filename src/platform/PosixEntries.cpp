@@ -39,6 +39,19 @@ bool readNames(int folderFd, std::vector<Name> *names)
     return readError == 0;
 }
 
+int openRoot(const QByteArray &path, bool followLink, std::vector<Name> *names)
+{
+    const int fd =
+        open(path.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC | (followLink ? 0 : O_NOFOLLOW));
+    if (fd < 0)
+        return -1;
+    if (!readNames(fd, names)) {
+        close(fd);
+        return -1;
+    }
+    return fd;
+}
+
 bool isPackage(const QByteArray &name)
 {
     return name.lastIndexOf('.') > 0 && FileSystemNames::isPackageName(QString::fromUtf8(name));

@@ -23,6 +23,10 @@ struct Name
 // a folder read only in part is a failure.
 bool readNames(int folderFd, std::vector<Name> *names);
 
+// Opens a walk's root folder and reads its names; -1 when it cannot be opened or
+// listed (a root that opens but cannot be listed is as unusable as a missing one).
+int openRoot(const QByteArray &path, bool followLink, std::vector<Name> *names);
+
 // The walks' two skips: hidden entries, and the inside of bundles.
 inline bool isHidden(const QByteArray &name)
 {

@@ -156,14 +156,10 @@ bool walk(const QString &root, int options, Sink *top)
     if (rootPath.isEmpty())
         return false;
     QByteArray rootBytes = FileLocation::encode(rootPath);
-    const int fd = open(rootBytes.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    std::vector<PosixEntries::Name> names;
+    const int fd = PosixEntries::openRoot(rootBytes, true, &names);
     if (fd < 0)
         return false;
-    std::vector<PosixEntries::Name> names;
-    if (!PosixEntries::readNames(fd, &names)) {
-        close(fd);
-        return false;
-    }
     if (rootBytes == "/")
         rootBytes.clear(); // children are "/name", not "//name"
     if (names.empty()) {

@@ -144,6 +144,13 @@ void ScannerBase::setStatusText(const QString &text)
     publish(m_statusText, text, &ScannerBase::statusTextChanged);
 }
 
+void ScannerBase::failScan(const QString &error, const QString &status)
+{
+    setErrorMessage(error);
+    setStatusText(status);
+    setScanning(false);
+}
+
 void ScannerBase::countCompletedScan()
 {
     ++m_completedScanCount;

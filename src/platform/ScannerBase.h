@@ -99,6 +99,8 @@ protected:
     void setScanning(bool scanning);
     void setStatusText(const QString &text);
     void countCompletedScan();
+    // A scan that failed: the error for the alert, the module's status line.
+    void failScan(const QString &error, const QString &status);
     // Inside onResult: the user stopped this scan, so its result is partial.
     bool wasStopped() const { return m_control && m_control->keepPartial.load(); }
     // What the progress line says; duplicates also count the bytes compared.

@@ -147,9 +147,7 @@ void UninstallerScanner::scanApplications()
             setScanning(false);
         },
         [this](const QString &error) {
-            setErrorMessage(error);
-            setStatusText(QStringLiteral("No fue posible analizar las aplicaciones."));
-            setScanning(false);
+            failScan(error, QStringLiteral("No fue posible analizar las aplicaciones."));
         });
 }
 
