@@ -1,0 +1,162 @@
+#include "SealedResources.h"
+
+#include "CodeSignature.h"
+#include "FileLocation.h"
+#include "FileWalker.h"
+#include "PropertyList.h"
+
+#include <QFile>
+#include <QRegularExpression>
+#include <QSet>
+#include <QVariantMap>
+#include <fcntl.h>
+#include <memory>
+#include <openssl/evp.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace SealedResources {
+
+namespace {
+
+struct Rule
+{
+    QRegularExpression pattern;
+    bool omit = false;
+    double weight = 1;
+};
+
+QList<Rule> rulesOf(const QVariantMap &seal)
+{
+    QVariantMap source = seal.value(QStringLiteral("rules2")).toMap();
+    if (source.isEmpty())
+        source = seal.value(QStringLiteral("rules")).toMap();
+    if (source.isEmpty())
+        source.insert(QStringLiteral("^.*"), true);
+    QList<Rule> rules;
+    for (auto it = source.cbegin(); it != source.cend(); ++it) {
+        Rule rule{QRegularExpression(it.key()), false, 1};
+        if (!rule.pattern.isValid())
+            continue;
+        if (it.value().typeId() == QMetaType::QVariantMap) {
+            const QVariantMap options = it.value().toMap();
+            rule.omit = options.value(QStringLiteral("omit")).toBool();
+            if (options.contains(QStringLiteral("weight")))
+                rule.weight = options.value(QStringLiteral("weight")).toDouble();
+        }
+        rules.append(rule);
+    }
+    return rules;
+}
+
+// Whether a file that the seal does not list should have been listed.
+bool mustBeSealed(const QList<Rule> &rules, const QString &relative)
+{
+    const Rule *best = nullptr;
+    for (const Rule &rule : rules)
+        if (rule.pattern.match(relative).hasMatch() && (!best || rule.weight > best->weight))
+            best = &rule;
+    return best && !best->omit;
+}
+
+std::optional<QByteArray> fileDigest(const QString &path, const EVP_MD *md)
+{
+    const int fd = ::open(FileLocation::encode(path).constData(),
+                          O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
+    if (fd < 0)
+        return std::nullopt;
+    struct stat st;
+    std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> ctx(EVP_MD_CTX_new(), EVP_MD_CTX_free);
+    bool ok = fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && ctx &&
+              EVP_DigestInit_ex(ctx.get(), md, nullptr) == 1;
+    QByteArray chunk(512 * 1024, Qt::Uninitialized);
+    while (ok) {
+        const ssize_t n = ::read(fd, chunk.data(), size_t(chunk.size()));
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0) {
+            ok = n == 0;
+            break;
+        }
+        EVP_DigestUpdate(ctx.get(), chunk.constData(), size_t(n));
+    }
+    ::close(fd);
+    unsigned char out[EVP_MAX_MD_SIZE];
+    unsigned int size = 0;
+    if (!ok || EVP_DigestFinal_ex(ctx.get(), out, &size) != 1)
+        return std::nullopt;
+    return QByteArray(reinterpret_cast<const char *>(out), int(size));
+}
+
+bool isInside(const QString &relative)
+{
+    return !relative.isEmpty() && !relative.startsWith(QLatin1Char('/')) &&
+           !relative.split(QLatin1Char('/')).contains(QStringLiteral("..")) &&
+           !relative.split(QLatin1Char('/')).contains(QStringLiteral("."));
+}
+
+// One listed file still as sealed. A listed entry is a hash (SHA-1 in "files"),
+// or a dictionary with "hash2" (SHA-256), "hash", "symlink", "cdhash" (nested
+// code) and "optional".
+bool entryMatches(const QString &contents, const QString &relative, const QVariant &entry)
+{
+    if (!isInside(relative))
+        return false;
+    const QString path = contents + QLatin1Char('/') + relative;
+    const QVariantMap options =
+        entry.typeId() == QMetaType::QVariantMap ? entry.toMap() : QVariantMap();
+    struct stat st;
+    if (lstat(FileLocation::encode(path).constData(), &st) != 0)
+        return options.value(QStringLiteral("optional")).toBool();
+    if (options.contains(QStringLiteral("symlink"))) {
+        return S_ISLNK(st.st_mode) && QFile::symLinkTarget(path).endsWith(
+                                          options.value(QStringLiteral("symlink")).toString());
+    }
+    if (options.contains(QStringLiteral("cdhash")))
+        return CodeSignature::signatureInformation(path).isValid;
+    if (options.contains(QStringLiteral("hash2")))
+        return fileDigest(path, EVP_sha256()) ==
+               options.value(QStringLiteral("hash2")).toByteArray();
+    const QByteArray sha1 = options.isEmpty() ? entry.toByteArray()
+                                              : options.value(QStringLiteral("hash")).toByteArray();
+    return !sha1.isEmpty() && fileDigest(path, EVP_sha1()) == sha1;
+}
+
+} // namespace
+
+bool verify(const QString &contents, const QByteArray &codeResources, const QString &executable)
+{
+    const std::optional<QVariantMap> seal = PropertyList::fromData(codeResources);
+    if (!seal)
+        return false;
+    QVariantMap files = seal->value(QStringLiteral("files2")).toMap();
+    if (files.isEmpty())
+        files = seal->value(QStringLiteral("files")).toMap();
+    for (auto it = files.cbegin(); it != files.cend(); ++it)
+        if (!entryMatches(contents, it.key(), it.value()))
+            return false;
+
+    // Nothing added: every file inside Contents is listed, left out by the
+    // rules, the signature itself, the main executable, or inside nested code.
+    const QList<Rule> rules = rulesOf(*seal);
+    const QString executableRelative = executable.mid(contents.size() + 1);
+    bool added = false;
+    FileWalker::walk(contents, 0, [&](const EntryInfo &entry) {
+        const QString relative = entry.path.mid(contents.size() + 1);
+        if (relative == QLatin1String("_CodeSignature"))
+            return FileWalker::Action::SkipDescendants;
+        if (entry.isDirectory)
+            return files.contains(relative) ? FileWalker::Action::SkipDescendants
+                                            : FileWalker::Action::Continue;
+        if (relative == executableRelative || files.contains(relative))
+            return FileWalker::Action::Continue;
+        if (mustBeSealed(rules, relative)) {
+            added = true;
+            return FileWalker::Action::Stop;
+        }
+        return FileWalker::Action::Continue;
+    });
+    return !added;
+}
+
+} // namespace SealedResources
