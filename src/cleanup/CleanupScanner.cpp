@@ -100,7 +100,7 @@ void CleanupScanner::scan()
     setStatusText(QStringLiteral("Calculando el espacio ocupado por las cachés…"));
 
     const QString home = m_accessRootURL;
-    m_root = ScanRoot::resolve(m_cachesURL);
+    m_root = ResolvedRoot::resolve(m_cachesURL);
     runWalk<QList<CleanupItem>>(
         [root = m_root, home] { return scanTopLevelCaches(root, home); },
         [this](QList<CleanupItem> found) {
@@ -148,14 +148,14 @@ QString listingError(const QString &folder, int error)
 
 } // namespace
 
-WalkOutcome<QList<CleanupItem>> CleanupScanner::scanTopLevelCaches(const ScanRoot &root,
+WalkOutcome<QList<CleanupItem>> CleanupScanner::scanTopLevelCaches(const ResolvedRoot &root,
                                                                    const QString &home)
 {
     // A cache folder that leads to the home, or to a folder holding it, would
     // list the user's own folders as caches. It is judged by where it really
     // is now, and listed only while it is still the folder the scan resolved.
     const QString folder = root.path;
-    const ScanRoot now = ScanRoot::resolve(folder);
+    const ResolvedRoot now = ResolvedRoot::resolve(folder);
     const QString real = now.isValid() ? now.resolved : folder;
     const QString realHome = FileLocation::resolvingSymlinksInPath(home);
     const bool holdsHome = real == realHome || realHome.startsWith(real + QLatin1Char('/')) ||

@@ -1,9 +1,9 @@
 #pragma once
 
 #include "CleanupItem.h"
+#include "ResolvedRoot.h"
 #include "ResultList.h"
 #include "RunningApplications.h"
-#include "ScanRoot.h"
 #include "ScannerBase.h"
 #include "SmartCleanupMode.h"
 #include "Trash.h"
@@ -76,7 +76,7 @@ public:
 
     // The background work: the visible top-level entries of the cache folder.
     // Refuses a cache folder that is the home folder or holds it.
-    static WalkOutcome<QList<CleanupItem>> scanTopLevelCaches(const ScanRoot &root,
+    static WalkOutcome<QList<CleanupItem>> scanTopLevelCaches(const ResolvedRoot &root,
                                                               const QString &home);
     // Logical bytes and count of the visible regular files below a folder.
     static std::pair<qint64, int> folderStatistics(const QString &folder);
@@ -98,7 +98,7 @@ private:
     QStringList m_recommendedIDs;
     qint64 m_recommendedSize = 0;
     QString m_cachesURL;
-    ScanRoot m_root; // where the last scan started, for its removals
+    ResolvedRoot m_root; // where the last scan started, for its removals
     QString m_accessRootURL;
     RunningApplicationsSource m_runningApplications;
     Clock m_clock;

@@ -87,7 +87,7 @@ void DuplicateScanner::scan(const QString &folder, int minimumSizeMB)
     m_stopped = false;
     setGroups({});
     setErrorMessage(QString());
-    m_root = ScanRoot::resolve(folderPath);
+    m_root = ResolvedRoot::resolve(folderPath);
     setScanning(true);
     setStatusText(QStringLiteral("Buscando archivos duplicados en %1…")
                       .arg(FileLocation::lastPathComponent(folderPath)));
@@ -195,7 +195,7 @@ void DuplicateScanner::moveSelectedToTrash()
         });
 }
 
-Trash::BatchOutcome DuplicateScanner::trashCopies(const Copies &copies, const ScanRoot &root)
+Trash::BatchOutcome DuplicateScanner::trashCopies(const Copies &copies, const ResolvedRoot &root)
 {
     // A copy goes only while it and its group's keeper are still the files the
     // scan compared: same inode, length and date. Otherwise the copy may be the

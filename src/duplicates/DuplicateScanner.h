@@ -2,8 +2,8 @@
 
 #include "DuplicateTypes.h"
 #include "FolderScanner.h"
+#include "ResolvedRoot.h"
 #include "ResultList.h"
-#include "ScanRoot.h"
 #include "Trash.h"
 
 #include <QtQml/qqmlregistration.h>
@@ -62,13 +62,13 @@ protected:
 
 private:
     using Copies = QList<std::pair<DuplicateFileItem, std::optional<DuplicateFileItem>>>;
-    static Trash::BatchOutcome trashCopies(const Copies &copies, const ScanRoot &root);
+    static Trash::BatchOutcome trashCopies(const Copies &copies, const ResolvedRoot &root);
     void forgetMoved(const QSet<QString> &moved);
     void setGroups(const QList<DuplicateGroup> &groups);
     const DuplicateGroup *groupOf(const QString &hash) const;
 
     QList<DuplicateGroup> m_groups;
     ResultList<DuplicateRow> m_files;
-    ScanRoot m_root;        // where the last scan started, for its removals
+    ResolvedRoot m_root;    // where the last scan started, for its removals
     bool m_stopped = false; // the last scan was stopped: its groups are what was proven by then
 };

@@ -38,7 +38,7 @@ void StorageScanner::scan(const QString &folder, int minimumSizeMB)
     m_files.clearSelection();
     m_files.setItems({});
     setErrorMessage(QString());
-    m_root = ScanRoot::resolve(folderPath);
+    m_root = ResolvedRoot::resolve(folderPath);
     setScanning(true);
     setStatusText(
         QStringLiteral("Analizando %1…").arg(FileLocation::lastPathComponent(folderPath)));

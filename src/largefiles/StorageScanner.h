@@ -2,8 +2,8 @@
 
 #include "FolderScanner.h"
 #include "LargeFileItem.h"
+#include "ResolvedRoot.h"
 #include "ResultList.h"
-#include "ScanRoot.h"
 
 #include <QtQml/qqmlregistration.h>
 
@@ -52,5 +52,5 @@ Q_SIGNALS:
 
 private:
     ResultList<LargeFileItem> m_files;
-    ScanRoot m_root; // where the last scan started, for its removals
+    ResolvedRoot m_root; // where the last scan started, for its removals
 };

@@ -46,7 +46,7 @@ bool matches(const FileIdentity &expected, PinnedItem::Check check, const struct
 
 } // namespace
 
-std::optional<PinnedItem> PinnedItem::pin(const ScanRoot &root, const QString &itemPath,
+std::optional<PinnedItem> PinnedItem::pin(const ResolvedRoot &root, const QString &itemPath,
                                           const FileIdentity &expected, Check check, QString *why)
 {
     const std::optional<QString> relative = root.relativePathOf(itemPath);

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "FileIdentity.h"
-#include "ScanRoot.h"
+#include "ResolvedRoot.h"
 
 #include <QByteArray>
 #include <QString>
@@ -24,7 +24,7 @@ public:
     // Nothing (with *why) when a folder on the way is a link or gone, the root is
     // no longer the folder the scan started from, or the item is not the file
     // the scan saw.
-    static std::optional<PinnedItem> pin(const ScanRoot &root, const QString &itemPath,
+    static std::optional<PinnedItem> pin(const ResolvedRoot &root, const QString &itemPath,
                                          const FileIdentity &expected, Check check,
                                          QString *why = nullptr);
 

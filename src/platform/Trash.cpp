@@ -52,7 +52,7 @@ bool moveToTrash(const PinnedItem &item, QString *error, const std::function<boo
     return result == TrashCan::Result::Moved;
 }
 
-bool moveToTrash(const ScanRoot &root, const QString &path, const FileIdentity &expected,
+bool moveToTrash(const ResolvedRoot &root, const QString &path, const FileIdentity &expected,
                  QString *error, PinnedItem::Check check, const std::function<bool()> &stillValid)
 {
     const std::optional<PinnedItem> item = PinnedItem::pin(root, path, expected, check, error);
@@ -62,7 +62,7 @@ bool moveToTrash(const ScanRoot &root, const QString &path, const FileIdentity &
 bool moveToTrash(const QString &path, QString *error)
 {
     const QString item = FileLocation::standardizedPath(path);
-    const ScanRoot root = ScanRoot::resolve(FileLocation::deletingLastPathComponent(item));
+    const ResolvedRoot root = ResolvedRoot::resolve(FileLocation::deletingLastPathComponent(item));
     struct stat st;
     if (lstat(FileLocation::encode(item).constData(), &st) != 0)
         return fail(error, QStringLiteral("missing"));

@@ -2,7 +2,7 @@
 
 #include "FileIdentity.h"
 #include "PinnedItem.h"
-#include "ScanRoot.h"
+#include "ResolvedRoot.h"
 
 #include <QList>
 #include <QSet>
@@ -20,7 +20,7 @@ namespace Trash {
 // when it stays.
 // `stillValid`, when given, is asked right before the move as well: the item goes
 // only while it holds (a duplicate, only while its keeper is intact).
-bool moveToTrash(const ScanRoot &root, const QString &path, const FileIdentity &expected,
+bool moveToTrash(const ResolvedRoot &root, const QString &path, const FileIdentity &expected,
                  QString *error = nullptr, PinnedItem::Check check = PinnedItem::Check::SameFile,
                  const std::function<bool()> &stillValid = {});
 // The core: moves an item already pinned.
@@ -41,7 +41,7 @@ struct BatchOutcome
 // below `root`, one at a time, in order; onMoved runs right after each item
 // that went.
 template <typename Item>
-BatchOutcome moveEachToTrash(const QList<Item> &items, const ScanRoot &root,
+BatchOutcome moveEachToTrash(const QList<Item> &items, const ResolvedRoot &root,
                              const std::function<void(const Item &)> &onMoved = {})
 {
     BatchOutcome outcome;

@@ -118,8 +118,8 @@ void UninstallerScanner::scanApplications()
     const QString library = SystemLayout::userLibraryFolder();
     m_roots.clear();
     for (const QString &root : roots)
-        m_roots.append(ScanRoot::resolve(root));
-    m_libraryRoot = ScanRoot::resolve(library);
+        m_roots.append(ResolvedRoot::resolve(root));
+    m_libraryRoot = ResolvedRoot::resolve(library);
     runWalk<Inventory>(
         [roots, library] {
             Inventory inventory;
@@ -151,10 +151,10 @@ void UninstallerScanner::scanApplications()
         });
 }
 
-ScanRoot UninstallerScanner::rootOf(const InstalledApplication &app) const
+ResolvedRoot UninstallerScanner::rootOf(const InstalledApplication &app) const
 {
     const QString folder = FileLocation::deletingLastPathComponent(app.id());
-    for (const ScanRoot &root : m_roots)
+    for (const ResolvedRoot &root : m_roots)
         if (root.path == folder)
             return root;
     return {};
@@ -162,13 +162,13 @@ ScanRoot UninstallerScanner::rootOf(const InstalledApplication &app) const
 
 void UninstallerScanner::uninstallSelected()
 {
-    QList<std::pair<InstalledApplication, ScanRoot>> removals;
+    QList<std::pair<InstalledApplication, ResolvedRoot>> removals;
     for (const InstalledApplication &app : selectedApplications())
         removals.append({app, rootOf(app)});
     removeItems(
         removals, QStringLiteral("Selecciona una aplicación."),
         [library =
-             m_libraryRoot](const QList<std::pair<InstalledApplication, ScanRoot>> &removals) {
+             m_libraryRoot](const QList<std::pair<InstalledApplication, ResolvedRoot>> &removals) {
             return uninstall(removals, library);
         },
         [this](const QSet<QString> &removed) {
@@ -190,8 +190,8 @@ void UninstallerScanner::uninstallSelected()
 }
 
 Trash::BatchOutcome
-UninstallerScanner::uninstall(const QList<std::pair<InstalledApplication, ScanRoot>> &removals,
-                              const ScanRoot &library)
+UninstallerScanner::uninstall(const QList<std::pair<InstalledApplication, ResolvedRoot>> &removals,
+                              const ResolvedRoot &library)
 {
     // The bundle goes first: while it stays, so do the files it uses. Each is
     // reached from the folder the scan listed it in, and only while it is the

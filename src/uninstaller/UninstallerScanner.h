@@ -1,8 +1,8 @@
 #pragma once
 
 #include "InstalledApplication.h"
+#include "ResolvedRoot.h"
 #include "ResultList.h"
-#include "ScanRoot.h"
 #include "ScannerBase.h"
 #include "Trash.h"
 
@@ -49,9 +49,9 @@ Q_SIGNALS:
 
 private:
     static Trash::BatchOutcome
-    uninstall(const QList<std::pair<InstalledApplication, ScanRoot>> &removals,
-              const ScanRoot &library);
-    ScanRoot rootOf(const InstalledApplication &app) const;
+    uninstall(const QList<std::pair<InstalledApplication, ResolvedRoot>> &removals,
+              const ResolvedRoot &library);
+    ResolvedRoot rootOf(const InstalledApplication &app) const;
     void setApplications(const QList<InstalledApplication> &applications,
                          const QHash<QString, QString> &iconPaths);
     QString installedFolder(const InstalledApplication &app) const;
@@ -60,6 +60,6 @@ private:
     QHash<QString, QString> m_iconPaths; // by application identifier
     QSet<QString> m_installedTwice;      // listed more than once: same name or identifier
     // Where the last scan listed bundles and leftovers, for its removals.
-    QList<ScanRoot> m_roots;
-    ScanRoot m_libraryRoot;
+    QList<ResolvedRoot> m_roots;
+    ResolvedRoot m_libraryRoot;
 };

@@ -1,4 +1,4 @@
-#include "ScanRoot.h"
+#include "ResolvedRoot.h"
 #include "TestEnvironment.h"
 #include "Trash.h"
 #include "TrashCan.h"
@@ -312,7 +312,7 @@ void TestTrashFaults::swappedFoldersAreNeverFollowed()
     TreeBuilder tree(env.home());
     const QString file = tree.file(QStringLiteral("Scan/Sub/report.pdf"), "scanned");
     const QString outside = tree.file(QStringLiteral("Precious/report.pdf"), "precious");
-    const ScanRoot root = ScanRoot::resolve(tree.path(QStringLiteral("Scan")));
+    const ResolvedRoot root = ResolvedRoot::resolve(tree.path(QStringLiteral("Scan")));
     struct stat st;
     QVERIFY(lstat(QFile::encodeName(file).constData(), &st) == 0);
     const FileIdentity seen = FileIdentity::of(st);

@@ -1,4 +1,4 @@
-#include "ScanRoot.h"
+#include "ResolvedRoot.h"
 
 #include "FileLocation.h"
 
@@ -6,9 +6,9 @@
 #include <cstdlib>
 #include <sys/stat.h>
 
-ScanRoot ScanRoot::resolve(const QString &path)
+ResolvedRoot ResolvedRoot::resolve(const QString &path)
 {
-    ScanRoot root;
+    ResolvedRoot root;
     root.path = FileLocation::standardizedPath(path);
     char buffer[PATH_MAX];
     struct stat st;
@@ -23,7 +23,7 @@ ScanRoot ScanRoot::resolve(const QString &path)
     return root;
 }
 
-std::optional<QString> ScanRoot::relativePathOf(const QString &itemPath) const
+std::optional<QString> ResolvedRoot::relativePathOf(const QString &itemPath) const
 {
     const QString item = FileLocation::standardizedPath(itemPath);
     const QString prefix = path.endsWith(QLatin1Char('/')) ? path : path + QLatin1Char('/');
