@@ -4,11 +4,13 @@ std::unique_ptr<ProbeDriver> makeLargeFilesDriver();
 std::unique_ptr<ProbeDriver> makeCleanupDriver();
 std::unique_ptr<ProbeDriver> makeDuplicatesDriver();
 std::unique_ptr<ProbeDriver> makeUninstallerDriver();
+std::unique_ptr<ProbeDriver> makeProtectionDriver();
 
 // Module drivers, in catalogue order; each module adds its own as it lands.
 const QList<ProbeDriverFactory> &probeDrivers()
 {
     static const QList<ProbeDriverFactory> drivers = {makeLargeFilesDriver, makeDuplicatesDriver,
-                                                      makeCleanupDriver, makeUninstallerDriver};
+                                                      makeCleanupDriver, makeUninstallerDriver,
+                                                      makeProtectionDriver};
     return drivers;
 }

@@ -1,0 +1,311 @@
+#include "ProtectionScanner.h"
+
+#include "FileLocation.h"
+#include "FileSystem.h"
+#include "FileWalker.h"
+#include "Formatters.h"
+#include "Preferences.h"
+#include "SystemLayout.h"
+#include "WorkQueue.h"
+
+#include <QDateTime>
+#include <unistd.h>
+
+namespace {
+
+const QString kCannotOpen = QStringLiteral("No se pudo abrir una de las ubicaciones autorizadas.");
+
+QVariant optionalString(const std::optional<QString> &value)
+{
+    return value ? QVariant(*value) : QVariant();
+}
+
+// Which rule an entry goes to, decided during the walk; the rules (and their
+// signature checks) then run as units on the pool.
+enum class Rule
+{
+    application,
+    downloadedItem,
+    launchItem,
+    privilegedHelper,
+    executable,
+    script,
+};
+
+struct Pending
+{
+    EntryInfo entry;
+    Rule rule;
+};
+
+bool isExecutableFile(const EntryInfo &entry)
+{
+    return entry.isRegularFile && ::access(FileLocation::encode(entry.path).constData(), X_OK) == 0;
+}
+
+// The rule for an entry of an application support or custom walk, if any.
+std::optional<Rule> supportRule(const EntryInfo &entry, ScanRootKind kind)
+{
+    const QString ext = FileLocation::pathExtension(entry.name).toLower();
+    if (entry.isDirectory && ext == QLatin1String("app"))
+        return Rule::application;
+    if (kind == ScanRootKind::custom && entry.isRegularFile && ext == QLatin1String("plist") &&
+        ProtectionRules::isLaunchLocation(entry.path))
+        return Rule::launchItem;
+    if (ProtectionRules::scriptExtensions().contains(ext))
+        return Rule::script;
+    if (isExecutableFile(entry))
+        return Rule::executable;
+    return std::nullopt;
+}
+
+std::optional<Rule> ruleFor(const EntryInfo &entry, ScanRootKind kind)
+{
+    const QString ext = FileLocation::pathExtension(entry.name).toLower();
+    switch (kind) {
+    case ScanRootKind::applications:
+        return entry.isDirectory && ext == QLatin1String("app") ? std::optional(Rule::application)
+                                                                : std::nullopt;
+    case ScanRootKind::downloads:
+        if (!ProtectionRules::downloadExtensions().contains(ext))
+            return std::nullopt;
+        return entry.isDirectory && ext == QLatin1String("app") ? Rule::application
+                                                                : Rule::downloadedItem;
+    case ScanRootKind::launchItems:
+        return ext == QLatin1String("plist") ? std::optional(Rule::launchItem) : std::nullopt;
+    case ScanRootKind::privilegedHelpers:
+        return Rule::privilegedHelper;
+    case ScanRootKind::applicationSupport:
+    case ScanRootKind::custom:
+        return supportRule(entry, kind);
+    }
+    return std::nullopt;
+}
+
+int depthLimit(ScanRootKind kind)
+{
+    switch (kind) {
+    case ScanRootKind::applications:
+    case ScanRootKind::downloads:
+        return 4;
+    case ScanRootKind::applicationSupport:
+        return 5;
+    default:
+        return 6;
+    }
+}
+
+// The entries of one root that go to a rule, in walk order; false when a
+// walked root cannot be opened.
+bool collect(const ScanRoot &root, QList<Pending> *pending)
+{
+    if (root.kind == ScanRootKind::launchItems || root.kind == ScanRootKind::privilegedHelpers) {
+        const auto children = FileSystem::listDirectory(root.url, true);
+        if (!children)
+            return true; // a flat listing that fails yields nothing
+        WalkControl::countEntries(children->size());
+        for (const EntryInfo &child : *children)
+            if (const auto rule = ruleFor(child, root.kind))
+                pending->append({child, *rule});
+        return true;
+    }
+    const int limit = depthLimit(root.kind);
+    return FileWalker::walk(root.url, SkipPackageContents, [&](const EntryInfo &entry) {
+        if (WalkControl::stopRequested())
+            return FileWalker::Action::Stop;
+        if (entry.level > limit)
+            return FileWalker::Action::SkipDescendants;
+        if (!entry.isReadable || entry.isSymbolicLink) {
+            if (!entry.isReadable)
+                WalkControl::countSkipped();
+            return FileWalker::Action::Continue;
+        }
+        if (const auto rule = ruleFor(entry, root.kind))
+            pending->append({entry, *rule});
+        return FileWalker::Action::Continue;
+    });
+}
+
+std::optional<SecurityFinding> rate(const Pending &p,
+                                    const ProtectionRules::SignatureOf &signatureOf)
+{
+    switch (p.rule) {
+    case Rule::application:
+        return ProtectionRules::analyzeApplication(p.entry, signatureOf);
+    case Rule::downloadedItem:
+        return ProtectionRules::analyzeDownloadedItem(p.entry);
+    case Rule::launchItem:
+        return ProtectionRules::analyzeLaunchItem(p.entry);
+    case Rule::privilegedHelper:
+        return ProtectionRules::analyzePrivilegedHelper(p.entry, signatureOf);
+    case Rule::executable:
+    case Rule::script:
+        return ProtectionRules::analyzeExecutable(p.entry, p.rule == Rule::script, signatureOf);
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+ProtectionScanner::ProtectionScanner(QObject *parent)
+    : ScannerBase(QStringLiteral("Rutas automáticas listas para el análisis completo."), parent),
+      m_findings(
+          {[](const SecurityFinding &f) { return f.size; },
+           {},
+           fileRoles<SecurityFinding>() +
+               QList<ResultRole<SecurityFinding>>{
+                   {"path", [](const SecurityFinding &f) { return QVariant(f.path); }},
+                   {"type",
+                    [](const SecurityFinding &f) { return QVariant(Threat::title(f.type)); }},
+                   {"level", [](const SecurityFinding &f) { return QVariant(int(f.level)); }},
+                   {"reasons", [](const SecurityFinding &f) { return QVariant(f.reasons); }},
+                   {"bundleIdentifier",
+                    [](const SecurityFinding &f) { return optionalString(f.bundleIdentifier); }},
+                   {"teamIdentifier",
+                    [](const SecurityFinding &f) { return optionalString(f.teamIdentifier); }},
+                   {"signatureDescription",
+                    [](const SecurityFinding &f) { return QVariant(f.signatureDescription); }}}}),
+      m_signatureOf(&CodeSignature::signatureInformation)
+{
+    setResults(&m_findings);
+    connect(&m_findings, &ResultModel::modelReset, this, &ProtectionScanner::findingsChanged);
+    configureAutomaticLocations();
+}
+
+void ProtectionScanner::configureAutomaticLocations()
+{
+    m_applicationsURL = SystemLayout::systemApplicationsFolder();
+    m_userHomeURL = SystemLayout::homeFolder();
+    m_systemLibraryURL = SystemLayout::systemLibraryFolder();
+    Q_EMIT locationsChanged();
+    setStatusText(
+        QStringLiteral("Rutas automáticas listas: /Applications, carpeta personal y /Library."));
+}
+
+QList<ScanRoot> ProtectionScanner::automaticRoots() const
+{
+    const QString h = m_userHomeURL;
+    const QString l = m_systemLibraryURL;
+    return {
+        {m_applicationsURL, ScanRootKind::applications, QStringLiteral("Aplicaciones")},
+        {h + QStringLiteral("/Downloads"), ScanRootKind::downloads, QStringLiteral("Descargas")},
+        {h + QStringLiteral("/Library/LaunchAgents"), ScanRootKind::launchItems,
+         QStringLiteral("Inicio personal")},
+        {h + QStringLiteral("/Library/Application Support"), ScanRootKind::applicationSupport,
+         QStringLiteral("Soporte personal")},
+        {l + QStringLiteral("/LaunchAgents"), ScanRootKind::launchItems,
+         QStringLiteral("Agentes del sistema")},
+        {l + QStringLiteral("/LaunchDaemons"), ScanRootKind::launchItems,
+         QStringLiteral("Servicios del sistema")},
+        {l + QStringLiteral("/PrivilegedHelperTools"), ScanRootKind::privilegedHelpers,
+         QStringLiteral("Herramientas privilegiadas")}};
+}
+
+void ProtectionScanner::runFullScan()
+{
+    if (m_applicationsURL.isEmpty() || m_userHomeURL.isEmpty() || m_systemLibraryURL.isEmpty())
+        configureAutomaticLocations();
+    if (m_applicationsURL.isEmpty() || m_userHomeURL.isEmpty() || m_systemLibraryURL.isEmpty()) {
+        setErrorMessage(QStringLiteral("No fue posible configurar las rutas automáticas."));
+        return;
+    }
+    m_scannedURL.clear();
+    Q_EMIT locationsChanged();
+    start(automaticRoots(),
+          QStringLiteral("Analizando aplicaciones, descargas, agentes y procesos de inicio…"),
+          false);
+}
+
+void ProtectionScanner::chooseLocationAndScan()
+{
+    const FolderRequest request{QStringLiteral("Selecciona una ubicación para analizar"),
+                                QStringLiteral("Velmora analizará esta ubicación sin eliminar "
+                                               "archivos."),
+                                QStringLiteral("Analizar")};
+    FolderChooser::current()->choose(request, this,
+                                     [this](const QString &folder) { scanCustom(folder); });
+}
+
+void ProtectionScanner::scanCustom(const QString &folder)
+{
+    m_scannedURL = FileLocation::standardizedPath(folder);
+    Q_EMIT locationsChanged();
+    start({{m_scannedURL, ScanRootKind::custom, FileLocation::lastPathComponent(m_scannedURL)}},
+          QStringLiteral("Revisando firmas y archivos ejecutables…"), true);
+}
+
+void ProtectionScanner::start(const QList<ScanRoot> &roots, const QString &status, bool custom)
+{
+    if (deferWhileRemoving([this, roots, status, custom] { start(roots, status, custom); }))
+        return;
+    m_findings.clearSelection();
+    m_findings.setItems({});
+    setErrorMessage(QString());
+    setScanning(true);
+    setStatusText(status);
+    runWalk<QList<SecurityFinding>>(
+        [roots, signatureOf = m_signatureOf] { return analyzeRoots(roots, signatureOf); },
+        [this, custom](QList<SecurityFinding> found) {
+            m_findings.setItems(Findings::sortedUnique(found));
+            setStatusText(custom ? QStringLiteral("Se analizaron %1 elementos.").arg(findingCount())
+                                 : QStringLiteral("Análisis completo: %1 elementos revisados.")
+                                       .arg(findingCount()));
+            if (errorMessage().isEmpty())
+                countCompletedScan();
+            setScanning(false);
+        },
+        [this](const QString &error) {
+            failScan(error, QStringLiteral("No fue posible completar el análisis."));
+        });
+}
+
+WalkOutcome<QList<SecurityFinding>>
+ProtectionScanner::analyzeRoots(const QList<ScanRoot> &roots,
+                                const ProtectionRules::SignatureOf &signatureOf)
+{
+    QList<Pending> pending;
+    for (const ScanRoot &root : roots) {
+        if (!FileSystem::resourceValues(root.url))
+            continue; // nothing there: skipped without a word
+        if (!collect(root, &pending))
+            return WalkOutcome<QList<SecurityFinding>>::failure(kCannotOpen);
+    }
+    // Signature checks are the costly part: each entry is a unit on the pool.
+    std::vector<std::optional<SecurityFinding>> rated(size_t(pending.size()));
+    parallelFor(pending.size(),
+                [&](qsizetype i) { rated[size_t(i)] = rate(pending.at(i), signatureOf); });
+    QList<SecurityFinding> findings;
+    for (std::optional<SecurityFinding> &f : rated)
+        if (f)
+            findings.append(std::move(*f));
+    return WalkOutcome<QList<SecurityFinding>>::success(findings);
+}
+
+namespace ProtectionSelection {
+
+bool canQuarantine(const SecurityFinding &finding)
+{
+    const QString p = finding.id();
+    if (!FileSystem::resourceValues(p))
+        return false;
+    const QString home = FileLocation::standardizedPath(SystemLayout::homeFolder());
+    return p.startsWith(home + QLatin1Char('/')) ||
+           SystemLayout::pathRelativeToRoot(p).startsWith(QLatin1String("/Applications/"));
+}
+
+QStringList recommended(const QList<SecurityFinding> &findings, const QStringList &trusted)
+{
+    QStringList ids;
+    for (const SecurityFinding &f : findings)
+        if ((f.level == ThreatLevel::dangerous || f.level == ThreatLevel::suspicious) &&
+            !trusted.contains(f.id()) && canQuarantine(f))
+            ids.append(f.id());
+    return ids;
+}
+
+QStringList trustedIDs()
+{
+    return Preferences::stringList(QStringLiteral("velmora_protection_trusted_ids"));
+}
+
+} // namespace ProtectionSelection

@@ -1,0 +1,85 @@
+#pragma once
+
+#include "FolderChooser.h"
+#include "ProtectionRules.h"
+#include "ResultList.h"
+#include "ScannerBase.h"
+#include "SecurityFinding.h"
+
+#include <QtQml/qqmlregistration.h>
+
+// Reviews the seven automatic places (applications, downloads, launch agents
+// and daemons, application support, privileged helpers) or one folder the user
+// picks, and rates every relevant item. It changes nothing on disk.
+class ProtectionScanner : public ScannerBase
+{
+    Q_OBJECT
+    QML_ELEMENT
+    Q_PROPERTY(ResultModel *findings READ findingsModel CONSTANT)
+    Q_PROPERTY(int findingCount READ findingCount NOTIFY findingsChanged)
+    Q_PROPERTY(QString scannedURL READ scannedURL NOTIFY locationsChanged)
+    Q_PROPERTY(QString applicationsURL READ applicationsURL NOTIFY locationsChanged)
+    Q_PROPERTY(QString userHomeURL READ userHomeURL NOTIFY locationsChanged)
+    Q_PROPERTY(QString systemLibraryURL READ systemLibraryURL NOTIFY locationsChanged)
+    Q_PROPERTY(int dangerousCount READ dangerousCount NOTIFY findingsChanged)
+    Q_PROPERTY(int suspiciousCount READ suspiciousCount NOTIFY findingsChanged)
+    Q_PROPERTY(int reviewCount READ reviewCount NOTIFY findingsChanged)
+    Q_PROPERTY(int safeCount READ safeCount NOTIFY findingsChanged)
+
+public:
+    explicit ProtectionScanner(QObject *parent = nullptr);
+
+    const QList<SecurityFinding> &findings() const { return m_findings.items(); }
+    ResultList<SecurityFinding> *findingsModel() { return &m_findings; }
+    int findingCount() const { return m_findings.count(); }
+    QString scannedURL() const { return m_scannedURL; } // empty: none
+    QString applicationsURL() const { return m_applicationsURL; }
+    QString userHomeURL() const { return m_userHomeURL; }
+    QString systemLibraryURL() const { return m_systemLibraryURL; }
+    int dangerousCount() const { return Findings::counts(findings()).dangerous; }
+    int suspiciousCount() const { return Findings::counts(findings()).suspicious; }
+    int reviewCount() const { return Findings::counts(findings()).review; }
+    int safeCount() const { return Findings::counts(findings()).safe; }
+
+    Q_INVOKABLE void configureAutomaticLocations();
+    Q_INVOKABLE void runFullScan();
+    Q_INVOKABLE void chooseLocationAndScan();
+    Q_INVOKABLE void scanCustom(const QString &folder);
+
+    // The seven automatic places, in the order they are walked.
+    QList<ScanRoot> automaticRoots() const;
+    // The background work: every root's findings, in walk order.
+    static WalkOutcome<QList<SecurityFinding>>
+    analyzeRoots(const QList<ScanRoot> &roots, const ProtectionRules::SignatureOf &signatureOf);
+    // Tests replace the signature check.
+    void setSignatureSource(ProtectionRules::SignatureOf source)
+    {
+        m_signatureOf = std::move(source);
+    }
+
+Q_SIGNALS:
+    void findingsChanged();
+    void locationsChanged();
+
+private:
+    void start(const QList<ScanRoot> &roots, const QString &status, bool custom);
+
+    ResultList<SecurityFinding> m_findings;
+    QString m_scannedURL;
+    QString m_applicationsURL;
+    QString m_userHomeURL;
+    QString m_systemLibraryURL;
+    ProtectionRules::SignatureOf m_signatureOf;
+};
+
+// What may be offered for quarantine, and what the screen selects after a scan.
+namespace ProtectionSelection {
+
+// Something is there, below the home folder or in /Applications.
+bool canQuarantine(const SecurityFinding &finding);
+// Dangerous and suspicious findings that are not trusted and can be quarantined.
+QStringList recommended(const QList<SecurityFinding> &findings, const QStringList &trusted);
+// The trust list as stored.
+QStringList trustedIDs();
+
+} // namespace ProtectionSelection

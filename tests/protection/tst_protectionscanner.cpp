@@ -1,0 +1,211 @@
+#include "MachOSigner.h"
+#include "PropertyList.h"
+#include "ProtectionScanner.h"
+#include "TestEnvironment.h"
+#include "TreeBuilder.h"
+
+#include <QProcess>
+#include <QtTest>
+
+// The seven automatic places, their walks and handlers, on a Mac tree whose home
+// lies inside the system root.
+namespace {
+
+struct MacTree
+{
+    TestEnvironment env;
+    TreeBuilder root{env.root()};
+    QString home = env.root() + "/Users/ana";
+    MacTree()
+    {
+        qputenv("HOME", QFile::encodeName(home));
+        root.folder("Users/ana");
+    }
+    ~MacTree() { qputenv("HOME", QFile::encodeName(env.home())); }
+    QString executable(const QString &relative)
+    {
+        const QString path = root.file(relative, "#!/bin/sh\n");
+        QFile::setPermissions(path, QFileDevice::ReadOwner | QFileDevice::WriteOwner |
+                                        QFileDevice::ExeOwner);
+        return path;
+    }
+};
+
+void scanAndWait(ProtectionScanner &scanner, const QString &custom = QString())
+{
+    const int before = scanner.completedScanCount();
+    custom.isEmpty() ? scanner.runFullScan() : scanner.scanCustom(custom);
+    QTRY_VERIFY_WITH_TIMEOUT(!scanner.isScanning(), 30000);
+    QVERIFY(scanner.completedScanCount() == before + 1 || !scanner.errorMessage().isEmpty());
+}
+
+QStringList names(const QList<SecurityFinding> &findings)
+{
+    QStringList out;
+    for (const SecurityFinding &f : findings)
+        out << f.name;
+    return out;
+}
+
+} // namespace
+
+class TestProtectionScanner : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void walksHandlersAndLimits();
+    void signedBundlesRateBySignature();
+    void failuresAndCustomScans();
+    void probePrintsFindingsCountsAndSelection();
+};
+
+void TestProtectionScanner::walksHandlersAndLimits()
+{
+    MacTree tree;
+    tree.root.file("Users/ana/Downloads/setup.dmg", "x");
+    tree.root.file("Users/ana/Downloads/run.sh", "x");
+    tree.root.file("Users/ana/Downloads/notes.txt", "x");
+    tree.root.file("Users/ana/Downloads/a/b/c/deep.pkg", "x");     // depth 4: walked
+    tree.root.file("Users/ana/Downloads/a/b/c/d/deeper.pkg", "x"); // depth 5: not
+    tree.root.folder("Users/ana/Downloads/Loose.app/Contents");
+    tree.root.file("Users/ana/Library/LaunchAgents/.hidden.plist", "x");
+    QVERIFY(PropertyList::write(tree.root.path("Users/ana/Library/LaunchAgents/com.v.agent.plist"),
+                                {{"Label", "com.v.agent"}, {"Program", "/tmp/x"}}, false));
+    tree.executable("Users/ana/Library/Application Support/V/.hidden-tool");
+    tree.executable("Users/ana/Library/Application Support/V/visible-tool"); // not hidden: none
+    tree.executable("Users/ana/Library/Application Support/1/2/3/4/.at-five");
+    tree.executable("Users/ana/Library/Application Support/1/2/3/4/5/.at-six");
+    tree.root.file("Library/PrivilegedHelperTools/com.v.helper", "x");
+    tree.root.file("Library/PrivilegedHelperTools/.hidden-helper", "x"); // flat listings skip it
+    tree.root.folder("Applications/Tool.app/Contents");
+    tree.root.folder("Applications/Folder/Inner.app/Contents");
+    tree.root.file("Applications/readme.txt", "x");
+
+    ProtectionScanner scanner;
+    QCOMPARE(
+        scanner.statusText(),
+        QStringLiteral("Rutas automáticas listas: /Applications, carpeta personal y /Library."));
+    scanner.setSignatureSource([](const QString &) { return SignatureInformation{}; });
+    QStringList statuses;
+    connect(&scanner, &ScannerBase::statusTextChanged, this,
+            [&] { statuses << scanner.statusText(); });
+    scanAndWait(scanner);
+    QCOMPARE(statuses.first(),
+             QStringLiteral("Analizando aplicaciones, descargas, agentes y procesos de inicio…"));
+    QCOMPARE(
+        scanner.statusText(),
+        QStringLiteral("Análisis completo: %1 elementos revisados.").arg(scanner.findingCount()));
+    QStringList found = names(scanner.findings());
+    found.sort();
+    QCOMPARE(found,
+             QStringList({".at-five", ".hidden-tool", "Inner", "Loose", "Tool", "com.v.agent",
+                          "com.v.helper", "deep.pkg", "run.sh", "setup.dmg"}));
+    for (const SecurityFinding &f : scanner.findings())
+        if (f.name == "Loose") // a bundle in Downloads goes to the application rule
+            QCOMPARE(f.type, SecurityFindingType::application);
+    QCOMPARE(scanner.dangerousCount() + scanner.suspiciousCount() + scanner.reviewCount() +
+                 scanner.safeCount(),
+             scanner.findingCount());
+    QCOMPARE(scanner.completedScanCount(), 1);
+}
+
+void TestProtectionScanner::signedBundlesRateBySignature()
+{
+    MacTree tree;
+    MachOSigner::Options o;
+    o.identifier = "com.vendor.viewer";
+    o.team = QStringLiteral("TEAM123456");
+    QVERIFY(MachOSigner::writeBundle(tree.root.path("Applications/Viewer.app"), "Viewer",
+                                     {{"Resources/a.txt", "a"}}, o));
+    o.identifier = "com.apple.Notes";
+    QVERIFY(MachOSigner::writeBundle(tree.root.path("Applications/Notes.app"), "Notes", {}, o));
+    o.identifier = "com.vendor.tampered";
+    QVERIFY(MachOSigner::writeBundle(tree.root.path("Applications/Tampered.app"), "Tampered",
+                                     {{"Resources/a.txt", "a"}}, o));
+    tree.root.file("Applications/Tampered.app/Contents/Resources/a.txt", "b");
+    o.team.reset();
+    o.identifier = "com.vendor.dropper";
+    QVERIFY(MachOSigner::writeBundle(tree.root.path("Users/ana/Downloads/Dropper.app"), "Dropper",
+                                     {}, o));
+    tree.root.file("Users/ana/Downloads/Dropper.app/Contents/added", "x");
+
+    ProtectionScanner scanner;
+    scanAndWait(scanner);
+    QHash<QString, QString> levels;
+    for (const SecurityFinding &f : scanner.findings())
+        levels.insert(f.name, Threat::caseName(f.level));
+    QCOMPARE(levels.value("Viewer"), QStringLiteral("safe"));
+    QCOMPARE(levels.value("Notes"), QStringLiteral("protected"));
+    QCOMPARE(levels.value("Tampered"),
+             QStringLiteral("review")); // signed with a team, in /Applications
+    QCOMPARE(levels.value("Dropper"), QStringLiteral("dangerous"));
+    QCOMPARE(scanner.findings().first().name, QStringLiteral("Dropper"));
+    QCOMPARE(ProtectionSelection::recommended(scanner.findings(), {}),
+             QStringList({tree.root.path("Users/ana/Downloads/Dropper.app")}));
+    QCOMPARE(ProtectionSelection::recommended(scanner.findings(),
+                                              {tree.root.path("Users/ana/Downloads/Dropper.app")}),
+             QStringList());
+}
+
+void TestProtectionScanner::failuresAndCustomScans()
+{
+    MacTree tree;
+    tree.root.file("Users/ana/Downloads", "a file where a folder should be");
+    ProtectionScanner scanner;
+    scanAndWait(scanner);
+    QCOMPARE(scanner.errorMessage(),
+             QStringLiteral("No se pudo abrir una de las ubicaciones autorizadas."));
+    QCOMPARE(scanner.statusText(), QStringLiteral("No fue posible completar el análisis."));
+    QCOMPARE(scanner.completedScanCount(), 0);
+    QCOMPARE(scanner.findingCount(), 0);
+
+    // A custom folder: bundles, launch items inside LaunchAgents, hidden tools,
+    // down to depth 6.
+    tree.root.folder("Elsewhere/Kit.app/Contents");
+    QVERIFY(PropertyList::write(tree.root.path("Elsewhere/x/LaunchAgents/com.k.plist"),
+                                {{"Label", "com.k"}}, false) ||
+            (tree.root.folder("Elsewhere/x/LaunchAgents"),
+             PropertyList::write(tree.root.path("Elsewhere/x/LaunchAgents/com.k.plist"),
+                                 {{"Label", "com.k"}}, false)));
+    tree.root.file("Elsewhere/plain.plist", "x");
+    tree.executable("Elsewhere/1/2/3/4/5/.six");
+    tree.executable("Elsewhere/1/2/3/4/5/6/.seven");
+    scanAndWait(scanner, tree.root.path("Elsewhere"));
+    QVERIFY(scanner.errorMessage().isEmpty());
+    QCOMPARE(scanner.scannedURL(), tree.root.path("Elsewhere"));
+    QStringList found = names(scanner.findings());
+    found.sort();
+    QCOMPARE(found, QStringList({".six", "Kit", "com.k"}));
+    QCOMPARE(scanner.statusText(), QStringLiteral("Se analizaron 3 elementos."));
+    QCOMPARE(scanner.completedScanCount(), 1);
+}
+
+void TestProtectionScanner::probePrintsFindingsCountsAndSelection()
+{
+    MacTree tree;
+    tree.root.file("Users/ana/Downloads/run.sh", "x");
+    tree.root.file("Library/LaunchDaemons/com.apple.x.plist", "x");
+    QProcess probe;
+    probe.start(QStringLiteral(VELMORA_PROBE), {QStringLiteral("protection")});
+    QVERIFY(probe.waitForFinished(60000));
+    const QJsonObject out = QJsonDocument::fromJson(probe.readAllStandardOutput()).object();
+    QCOMPARE(out.value("module").toString(), QStringLiteral("protection"));
+    QCOMPARE(out.value("counts").toObject(),
+             QJsonObject({{"dangerous", 0}, {"suspicious", 1}, {"review", 1}, {"safe", 0}}));
+    const QJsonArray items = out.value("items").toArray();
+    QCOMPARE(items.size(), 2);
+    const QJsonObject script = items.at(0).toObject();
+    QCOMPARE(script.value("type").toString(), QStringLiteral("script"));
+    QCOMPARE(script.value("level").toString(), QStringLiteral("suspicious"));
+    QCOMPARE(script.value("teamIdentifier"), QJsonValue(QJsonValue::Null));
+    QCOMPARE(script.value("signatureDescription").toString(),
+             QStringLiteral("Pendiente de revisión manual"));
+    QCOMPARE(out.value("selected").toArray(),
+             QJsonArray({tree.root.path("Users/ana/Downloads/run.sh")}));
+    // A daemon of the system is never offered: it is outside the home folder.
+    QCOMPARE(items.at(1).toObject().value("level").toString(), QStringLiteral("review"));
+}
+
+QTEST_GUILESS_MAIN(TestProtectionScanner)
+#include "tst_protectionscanner.moc"
