@@ -215,6 +215,17 @@ struct Context
 {
     QString contents;   // the bundle's Contents folder, empty for a tool
     QString executable; // path of the code
+    // The sealed files are hashed once per check, however many directories
+    // and slices seal the same resource list.
+    mutable std::optional<std::pair<QByteArray, bool>> resourceVerdict;
+
+    bool resourcesMatch(const QByteArray &codeResources) const
+    {
+        if (!resourceVerdict || resourceVerdict->first != codeResources)
+            resourceVerdict = {codeResources,
+                               SealedResources::verify(contents, codeResources, executable)};
+        return resourceVerdict->second;
+    }
 };
 
 // The special slots that are filled must match what they stand for.
@@ -256,8 +267,7 @@ bool specialSlotsMatch(const Directory &d, const Blobs &blobs, const Context &ct
         if (!actual ||
             digestOf(d.digest, actual->constData(), actual->size()).left(d.hashSize) != expected)
             return false;
-        if (k == kSpecialResources &&
-            !SealedResources::verify(ctx.contents, *actual, ctx.executable))
+        if (k == kSpecialResources && !ctx.resourcesMatch(*actual))
             return false;
     }
     return true;

@@ -75,6 +75,11 @@ void TestDemoGuard::rebuildsOnlyItsOwnTree()
     QCOMPARE(DemoGuard::decide(demo, true, refused).action, Action::Rebuild);
     QVERIFY(DemoGuard::writeMarker(demo, DemoGuard::unfinishedMarkerContents()));
     QCOMPARE(DemoGuard::decide(demo, false, refused).action, Action::Rebuild);
+    // A tree of an earlier version of the generator is rebuilt, not kept or refused.
+    QVERIFY(DemoGuard::writeMarker(demo, "velmora-demo 1\n"));
+    QCOMPARE(DemoGuard::decide(demo, false, refused).action, Action::Rebuild);
+    QVERIFY(DemoGuard::writeMarker(demo, "velmora-demo 1 but edited\n"));
+    QCOMPARE(DemoGuard::decide(demo, false, refused).action, Action::Refuse);
 
     const QString precious = tree.file("precious/keep.txt", "keep");
     tree.file("demo/Users/demo/file.txt", "x");

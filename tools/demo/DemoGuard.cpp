@@ -1,5 +1,7 @@
 #include "DemoGuard.h"
 
+#include <QRegularExpression>
+
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -99,12 +101,12 @@ namespace DemoGuard {
 
 QByteArray markerContents()
 {
-    return QByteArrayLiteral("velmora-demo 1\n");
+    return QByteArrayLiteral("velmora-demo 2\n");
 }
 
 QByteArray unfinishedMarkerContents()
 {
-    return QByteArrayLiteral("velmora-demo 1 unfinished\n");
+    return QByteArrayLiteral("velmora-demo 2 unfinished\n");
 }
 
 QString resolvedPath(const QString &path)
@@ -145,8 +147,10 @@ Decision decide(const QString &folder, bool force, const QStringList &refusedRoo
                                   .arg(folder, QLatin1String(kMarkerName))};
     if (*marker == markerContents() && !force)
         return {Action::Nothing, QStringLiteral("%1 already holds this demo tree").arg(folder)};
-    // Only a marker this generator wrote makes a folder ours to empty.
-    if (*marker != markerContents() && *marker != unfinishedMarkerContents())
+    // Only a marker this generator wrote, in this or an earlier version, makes a
+    // folder ours to empty.
+    static const QRegularExpression ours(QStringLiteral("^velmora-demo [0-9]+( unfinished)?\n$"));
+    if (!ours.match(QString::fromLatin1(*marker)).hasMatch())
         return {Action::Refuse, QStringLiteral("%1 has a %2 file this generator did not write; "
                                                "refusing to empty it")
                                     .arg(folder, QLatin1String(kMarkerName))};

@@ -4,6 +4,9 @@
 // does not hold any.
 #include "DemoAreas.h"
 #include "DemoTree.h"
+#include "MachOSigner.h"
+
+#include <QFile>
 
 #include <QVariantMap>
 
@@ -61,6 +64,53 @@ QVariantMap wifiProfile()
             {"PayloadContent", QVariantList{wifi}}};
 }
 
+// Changes one sealed file after signing, as an update gone wrong (or a
+// tampered copy) would.
+void tamper(DemoTree &tree, const QString &file)
+{
+    QFile f(tree.path(file));
+    if (f.open(QIODevice::Append))
+        f.write("\n");
+}
+
+// Signed programs, made by our signer: every level of the application and
+// helper rules shows. The code is a few KB of filler, not a program.
+void buildSignedItems(DemoTree &tree)
+{
+    MachOSigner::Options o;
+    const QMap<QString, QByteArray> resources{{"Resources/es.lproj/Localizable.strings", "\"ok\";"},
+                                              {"Resources/Readme.txt", "Velmora demo"}};
+    const auto bundle = [&](const QString &folder, const char *exe, const char *identifier,
+                            std::optional<QString> team) {
+        o.identifier = QString::fromLatin1(identifier);
+        o.team = std::move(team);
+        MachOSigner::writeBundle(tree.path(folder), QString::fromLatin1(exe), resources, o);
+    };
+    // Valid with a team: safe. Valid and Apple's: protected.
+    bundle("Applications/Nimbus Sync.app", "Nimbus Sync", "com.nimbus.sync", "NMB4S7Y9QK");
+    bundle("Applications/Vista Previa.app", "Vista Previa", "com.apple.Preview", "APPLE00001");
+    // Signed with a team, changed after signing, in /Applications: review.
+    bundle("Applications/Pixel Studio.app", "Pixel Studio", "com.pixelstudio.app", "PX5T7D1O00");
+    tamper(tree, "Applications/Pixel Studio.app/Contents/Resources/Readme.txt");
+    // Signed without a team, changed, in Downloads: dangerous.
+    bundle(DemoTree::home("Downloads/Codec Pack.app"), "Codec Pack", "net.codecpack.installer",
+           std::nullopt);
+    tamper(tree, DemoTree::home("Downloads/Codec Pack.app/Contents/Resources/Readme.txt"));
+    // A valid helper: review, with the reason that it is valid.
+    o.identifier = QStringLiteral("com.nimbus.sync.helper");
+    o.team = QStringLiteral("NMB4S7Y9QK");
+    tree.builder().executableFile(
+        QStringLiteral("Library/PrivilegedHelperTools/com.nimbus.sync.helper"),
+        MachOSigner::signedSlice(true, o));
+    // A changed signed tool in a temporary folder: dangerous for the custom
+    // analysis of the shared folder.
+    o.team.reset();
+    o.identifier = QStringLiteral("sync.agent");
+    QByteArray tool = MachOSigner::signedSlice(true, o);
+    tool[2000] = char(tool.at(2000) ^ 0x20);
+    tree.builder().executableFile(QStringLiteral("Users/Shared/tmp/sync-agent"), tool);
+}
+
 } // namespace
 
 namespace Demo {
@@ -93,6 +143,7 @@ void buildProtectionItems(DemoTree &tree)
               {"CFBundleName", "Export"},
               {"CFBundleExecutable", "Export"}},
              false, 0);
+    buildSignedItems(tree);
 }
 
 } // namespace Demo
