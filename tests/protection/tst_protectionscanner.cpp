@@ -58,6 +58,8 @@ private Q_SLOTS:
     void signedBundlesRateBySignature();
     void failuresAndCustomScans();
     void probePrintsFindingsCountsAndSelection();
+    void hostileTreesNeverHangOrCrash();
+    void unreadableWalkedRootFailsTheAnalysis();
 };
 
 void TestProtectionScanner::walksHandlersAndLimits()
@@ -205,6 +207,71 @@ void TestProtectionScanner::probePrintsFindingsCountsAndSelection()
              QJsonArray({tree.root.path("Users/ana/Downloads/run.sh")}));
     // A daemon of the system is never offered: it is outside the home folder.
     QCOMPARE(items.at(1).toObject().value("level").toString(), QStringLiteral("review"));
+}
+
+void TestProtectionScanner::hostileTreesNeverHangOrCrash()
+{
+    MacTree tree;
+    // Loops of links, a link to the root, a bundle with no executable, launch
+    // lists of the wrong shape, a universal header that lies about its size.
+    tree.root.symlink("Users/ana/Library/Application Support/loop/a", "b");
+    tree.root.symlink("Users/ana/Library/Application Support/loop/b", "a");
+    tree.root.symlink("Users/ana/Downloads/everything.app", "/");
+    tree.root.folder("Applications/Empty.app/Contents");
+    tree.root.folder("Library/LaunchAgents");
+    QVERIFY(PropertyList::write(tree.root.path("Library/LaunchAgents/typed.plist"),
+                                {{"Label", 42}, {"Program", QVariantList{}}, {"KeepAlive", "yes"}},
+                                false));
+    tree.root.file("Library/LaunchAgents/array.plist",
+                   "<?xml version=\"1.0\"?><plist><array><string>x</string></array></plist>");
+    tree.root.file("Library/PrivilegedHelperTools/liar",
+                   QByteArray("\xca\xfe\xba\xbe\x00\x00\x00\x02", 8) + QByteArray(64, '\xff'));
+    ProtectionScanner scanner;
+    scanAndWait(scanner);
+    QVERIFY(scanner.errorMessage().isEmpty());
+    QHash<QString, SecurityFinding> byName;
+    for (const SecurityFinding &f : scanner.findings())
+        byName.insert(f.name, f);
+    QCOMPARE(byName.size(), 4); // no link was followed or rated
+    QCOMPARE(byName.value("Empty").signatureDescription, QStringLiteral("Sin firma verificable"));
+    QCOMPARE(byName.value("Empty").level, ThreatLevel::review);
+    // Wrong types count as absent: named by the file, no program, no flags.
+    QCOMPARE(byName.value("typed").reasons,
+             QStringList({"Puede iniciarse automáticamente con tu sesión o con macOS."}));
+    QCOMPARE(byName.value("array").level, ThreatLevel::review);
+    QCOMPARE(byName.value("liar").signatureDescription, QStringLiteral("Sin firma verificable"));
+}
+
+void TestProtectionScanner::unreadableWalkedRootFailsTheAnalysis()
+{
+    if (runningAsRoot() && qEnvironmentVariableIsEmpty("VELMORA_UNPRIVILEGED_RERUN")) {
+        QString reason, output;
+        const bool passed =
+            rerunUnprivileged("unreadableWalkedRootFailsTheAnalysis", &reason, &output);
+        if (!reason.isEmpty())
+            QSKIP(qPrintable(reason));
+        QVERIFY2(passed, qPrintable(output));
+        return;
+    }
+    MacTree tree;
+    tree.root.file("Users/ana/Library/LaunchAgents/a.plist", "x");
+    const QString support = tree.root.folder("Users/ana/Library/Application Support");
+    const QString agents = tree.root.path("Users/ana/Library/LaunchAgents");
+    // A flat listing that fails yields nothing; a walked root that cannot be
+    // opened fails the whole analysis.
+    QFile::setPermissions(agents, QFileDevice::Permissions());
+    ProtectionScanner scanner;
+    scanAndWait(scanner);
+    QVERIFY(scanner.errorMessage().isEmpty());
+    QCOMPARE(scanner.findingCount(), 0);
+    QFile::setPermissions(support, QFileDevice::Permissions());
+    scanAndWait(scanner);
+    const auto all = QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner;
+    QFile::setPermissions(support, all);
+    QFile::setPermissions(agents, all);
+    QCOMPARE(scanner.errorMessage(),
+             QStringLiteral("No se pudo abrir una de las ubicaciones autorizadas."));
+    QCOMPARE(scanner.completedScanCount(), 1);
 }
 
 QTEST_GUILESS_MAIN(TestProtectionScanner)
