@@ -1,3 +1,4 @@
+#include "FolderChooser.h"
 #include "MachOSigner.h"
 #include "PropertyList.h"
 #include "ProtectionScanner.h"
@@ -47,6 +48,19 @@ QStringList names(const QList<SecurityFinding> &findings)
     return out;
 }
 
+class ScriptedChooser : public FolderChooser
+{
+public:
+    QString answer; // null: cancel
+    FolderRequest request;
+    void choose(const FolderRequest &r, QObject *context, Answer onChosen) override
+    {
+        request = r;
+        FolderChooser::choose(r, context, std::move(onChosen));
+        answer.isNull() ? reject() : accept(answer);
+    }
+};
+
 } // namespace
 
 class TestProtectionScanner : public QObject
@@ -60,6 +74,7 @@ private Q_SLOTS:
     void probePrintsFindingsCountsAndSelection();
     void hostileTreesNeverHangOrCrash();
     void unreadableWalkedRootFailsTheAnalysis();
+    void chooserStartsACustomScanOnlyOnOk();
 };
 
 void TestProtectionScanner::walksHandlersAndLimits()
@@ -272,6 +287,29 @@ void TestProtectionScanner::unreadableWalkedRootFailsTheAnalysis()
     QCOMPARE(scanner.errorMessage(),
              QStringLiteral("No se pudo abrir una de las ubicaciones autorizadas."));
     QCOMPARE(scanner.completedScanCount(), 1);
+}
+
+void TestProtectionScanner::chooserStartsACustomScanOnlyOnOk()
+{
+    MacTree tree;
+    tree.root.folder("Elsewhere/Kit.app/Contents");
+    ScriptedChooser chooser;
+    FolderChooser::setCurrent(&chooser);
+    ProtectionScanner scanner;
+    const QString before = scanner.statusText();
+    scanner.chooseLocationAndScan(); // cancelled: nothing changes
+    QCOMPARE(chooser.request.title, QStringLiteral("Selecciona una ubicación para analizar"));
+    QCOMPARE(chooser.request.message,
+             QStringLiteral("Velmora analizará esta ubicación sin eliminar archivos."));
+    QCOMPARE(chooser.request.prompt, QStringLiteral("Analizar"));
+    QCOMPARE(scanner.statusText(), before);
+    QVERIFY(!scanner.isScanning());
+    chooser.answer = tree.root.path("Elsewhere");
+    scanner.chooseLocationAndScan();
+    QTRY_COMPARE(scanner.completedScanCount(), 1);
+    QCOMPARE(scanner.scannedURL(), tree.root.path("Elsewhere"));
+    QCOMPARE(names(scanner.findings()), QStringList({"Kit"}));
+    FolderChooser::setCurrent(nullptr);
 }
 
 QTEST_GUILESS_MAIN(TestProtectionScanner)
