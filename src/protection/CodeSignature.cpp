@@ -42,8 +42,7 @@ constexpr qint64 kMaxInfoPlist = 8 * 1024 * 1024;
 
 quint32 big32(const QByteArray &b, qint64 at)
 {
-    const auto *u = reinterpret_cast<const unsigned char *>(b.constData() + at);
-    return quint32(u[0]) << 24 | quint32(u[1]) << 16 | quint32(u[2]) << 8 | quint32(u[3]);
+    return MachO::big32(b.constData() + at);
 }
 
 bool within(qint64 offset, qint64 length, qint64 size)

@@ -6,6 +6,12 @@
 
 namespace MachO {
 
+quint32 big32(const char *p)
+{
+    const auto *u = reinterpret_cast<const unsigned char *>(p);
+    return quint32(u[0]) << 24 | quint32(u[1]) << 16 | quint32(u[2]) << 8 | quint32(u[3]);
+}
+
 namespace {
 
 constexpr quint32 kFatMagic = 0xcafebabe;
@@ -19,12 +25,6 @@ constexpr quint32 kLoadCodeSignature = 0x1d;
 constexpr quint32 kMaxSlices = 32;
 constexpr quint32 kMaxCommands = 4096;
 constexpr qint64 kMaxCommandBytes = 16 * 1024 * 1024;
-
-quint32 big32(const char *p)
-{
-    const auto *u = reinterpret_cast<const unsigned char *>(p);
-    return quint32(u[0]) << 24 | quint32(u[1]) << 16 | quint32(u[2]) << 8 | quint32(u[3]);
-}
 
 quint64 big64(const char *p)
 {

@@ -55,4 +55,7 @@ struct Layout
 
 Layout read(const File &file);
 
+// A big-endian 32-bit value, as universal headers and code signatures store them.
+quint32 big32(const char *p);
+
 } // namespace MachO
