@@ -38,7 +38,7 @@ struct Candidates
 
 qint64 readChunk(Member &m, qint64 offset)
 {
-    const qint64 got = ContentDigest::readAt(m.fd, m.chunk.data(), qint64(m.chunk.size()), offset);
+    const qint64 got = FileDigest::readAt(m.fd, m.chunk.data(), qint64(m.chunk.size()), offset);
     if (got > 0)
         WalkControl::countBytes(got);
     return got;

@@ -1,16 +1,13 @@
 #include "ContentDigest.h"
 
+#include "FileDigest.h"
 #include "FileLocation.h"
 #include "WalkControl.h"
 
 #include <atomic>
-#include <cerrno>
 #include <fcntl.h>
-#include <memory>
-#include <openssl/evp.h>
 #include <sys/stat.h>
 #include <unistd.h>
-#include <vector>
 
 namespace ContentDigest {
 
@@ -34,49 +31,12 @@ struct FileDescriptor
 
 } // namespace
 
-qint64 readAt(int fd, char *buffer, qint64 length, qint64 offset)
-{
-    qint64 done = 0;
-    while (done < length) {
-        const ssize_t n = ::pread(fd, buffer + done, size_t(length - done), offset + done);
-        if (n < 0) {
-            if (errno == EINTR)
-                continue;
-            return -1;
-        }
-        if (n == 0)
-            break;
-        done += n;
-    }
-    return done;
-}
-
 std::optional<QString> hashOpenFile(int fd, std::optional<qint64> length)
 {
-    std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> ctx(EVP_MD_CTX_new(), EVP_MD_CTX_free);
-    if (!ctx || EVP_DigestInit_ex(ctx.get(), EVP_sha256(), nullptr) != 1)
+    const auto digest = FileDigest::ofOpenFile(fd, FileDigest::Algorithm::sha256, length);
+    if (!digest)
         return std::nullopt;
-    std::vector<char> chunk(static_cast<size_t>(kChunkBytes));
-    qint64 offset = 0;
-    while (!length || offset < *length) {
-        if (WalkControl::stopRequested())
-            return std::nullopt;
-        const qint64 want = length ? std::min(kChunkBytes, *length - offset) : kChunkBytes;
-        const qint64 n = readAt(fd, chunk.data(), want, offset);
-        if (n < 0 || (length && n < want))
-            return std::nullopt; // unreadable, or shorter than it was
-        EVP_DigestUpdate(ctx.get(), chunk.data(), size_t(n));
-        WalkControl::countBytes(n);
-        offset += n;
-        if (n < want)
-            break; // the end of the file
-    }
-    unsigned char digest[EVP_MAX_MD_SIZE];
-    unsigned int size = 0;
-    if (EVP_DigestFinal_ex(ctx.get(), digest, &size) != 1)
-        return std::nullopt;
-    return QString::fromLatin1(
-        QByteArray(reinterpret_cast<const char *>(digest), int(size)).toHex());
+    return QString::fromLatin1(digest->toHex());
 }
 
 std::optional<QString> fileHash(const QString &path)
@@ -99,10 +59,10 @@ std::optional<QByteArray> edgeFingerprint(const QString &path, qint64 size)
         return std::nullopt; // changed since the walk: it matches nothing it was paired with
     QByteArray bytes(int(std::min(size, 2 * kEdge)), Qt::Uninitialized);
     const qint64 head = std::min(size, kEdge);
-    if (readAt(file.fd, bytes.data(), head, 0) != head)
+    if (FileDigest::readAt(file.fd, bytes.data(), head, 0) != head)
         return std::nullopt;
     const qint64 tail = std::min(size - head, kEdge);
-    if (tail > 0 && readAt(file.fd, bytes.data() + head, tail, size - tail) != tail)
+    if (tail > 0 && FileDigest::readAt(file.fd, bytes.data() + head, tail, size - tail) != tail)
         return std::nullopt;
     return bytes;
 }

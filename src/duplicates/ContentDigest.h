@@ -1,5 +1,7 @@
 #pragma once
 
+#include "FileDigest.h"
+
 #include <QByteArray>
 #include <QString>
 #include <optional>
@@ -7,7 +9,7 @@
 // Digests of file contents, read in large sequential chunks.
 namespace ContentDigest {
 
-inline constexpr qint64 kChunkBytes = 512 * 1024;
+inline constexpr qint64 kChunkBytes = FileDigest::kChunkBytes;
 
 // SHA-256 of the whole file as 64 lower-case hexadecimal digits; nothing when
 // the file cannot be opened or read to its end.
@@ -17,9 +19,6 @@ std::optional<QString> fileHash(const QString &path);
 // 4 KiB. Files whose fingerprints differ cannot be identical; nothing when the
 // file cannot be read or is no longer that long.
 std::optional<QByteArray> edgeFingerprint(const QString &path, qint64 size);
-
-// Reads up to `length` bytes at `offset`, retrying short reads; -1 on error.
-qint64 readAt(int fd, char *buffer, qint64 length, qint64 offset);
 
 // SHA-256 of an open file from its start: its first `length` bytes, or all of
 // it when no length is given; nothing when it cannot be read that far, or the

@@ -45,11 +45,6 @@ quint32 big32(const QByteArray &b, qint64 at)
     return MachO::big32(b.constData() + at);
 }
 
-bool within(qint64 offset, qint64 length, qint64 size)
-{
-    return offset >= 0 && length >= 0 && offset <= size && length <= size - offset;
-}
-
 struct Blobs
 {
     QHash<quint32, QByteArray> bySlot; // each blob whole, header included
@@ -68,10 +63,11 @@ std::optional<Blobs> readSuperBlob(const QByteArray &sig)
     for (qint64 i = 0; i < count; ++i) {
         const quint32 slot = big32(sig, 12 + i * 8);
         const qint64 offset = big32(sig, 16 + i * 8);
-        if (!within(offset, 8, length))
+        if (!MachO::within(offset, 8, length))
             return std::nullopt;
         const qint64 blobLength = big32(sig, offset + 4);
-        if (blobLength < 8 || !within(offset, blobLength, length) || blobs.bySlot.contains(slot))
+        if (blobLength < 8 || !MachO::within(offset, blobLength, length) ||
+            blobs.bySlot.contains(slot))
             return std::nullopt;
         blobs.bySlot.insert(slot, sig.mid(offset, blobLength));
     }
@@ -156,7 +152,7 @@ std::optional<Directory> readDirectory(const QByteArray &bytes)
     }
     const qint64 specialBytes = qint64(d.specialSlots) * d.hashSize;
     const qint64 codeBytes = qint64(d.codeSlots) * d.hashSize;
-    if (specialBytes > d.hashOffset || !within(d.hashOffset, codeBytes, bytes.size()) ||
+    if (specialBytes > d.hashOffset || !MachO::within(d.hashOffset, codeBytes, bytes.size()) ||
         d.hashOffset - specialBytes < 44)
         return std::nullopt;
     const std::optional<QString> identifier = stringAt(bytes, identOffset);

@@ -48,11 +48,6 @@ struct Reader
     }
 };
 
-bool within(qint64 offset, qint64 length, qint64 size)
-{
-    return offset >= 0 && length >= 0 && offset <= size && length <= size - offset;
-}
-
 // One slice at `extent`: its header and load commands; nothing when it is not
 // Mach-O at all.
 std::optional<Slice> readSlice(const File &file, Range extent)

@@ -55,6 +55,12 @@ struct Layout
 
 Layout read(const File &file);
 
+// Whether [offset, offset + length) lies inside [0, size), without overflow.
+inline bool within(qint64 offset, qint64 length, qint64 size)
+{
+    return offset >= 0 && length >= 0 && offset <= size && length <= size - offset;
+}
+
 // A big-endian 32-bit value, as universal headers and code signatures store them.
 quint32 big32(const char *p);
 

@@ -1,6 +1,7 @@
 #include "SealedResources.h"
 
 #include "CodeSignature.h"
+#include "FileDigest.h"
 #include "FileLocation.h"
 #include "FileWalker.h"
 #include "PropertyList.h"
@@ -10,8 +11,6 @@
 #include <QSet>
 #include <QVariantMap>
 #include <fcntl.h>
-#include <memory>
-#include <openssl/evp.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -59,33 +58,18 @@ bool mustBeSealed(const QList<Rule> &rules, const QString &relative)
     return best && !best->omit;
 }
 
-std::optional<QByteArray> fileDigest(const QString &path, const EVP_MD *md)
+std::optional<QByteArray> fileDigest(const QString &path, FileDigest::Algorithm algorithm)
 {
     const int fd = ::open(FileLocation::encode(path).constData(),
                           O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
     if (fd < 0)
         return std::nullopt;
     struct stat st;
-    std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> ctx(EVP_MD_CTX_new(), EVP_MD_CTX_free);
-    bool ok = fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && ctx &&
-              EVP_DigestInit_ex(ctx.get(), md, nullptr) == 1;
-    QByteArray chunk(512 * 1024, Qt::Uninitialized);
-    while (ok) {
-        const ssize_t n = ::read(fd, chunk.data(), size_t(chunk.size()));
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0) {
-            ok = n == 0;
-            break;
-        }
-        EVP_DigestUpdate(ctx.get(), chunk.constData(), size_t(n));
-    }
+    std::optional<QByteArray> digest;
+    if (fstat(fd, &st) == 0 && S_ISREG(st.st_mode))
+        digest = FileDigest::ofOpenFile(fd, algorithm);
     ::close(fd);
-    unsigned char out[EVP_MAX_MD_SIZE];
-    unsigned int size = 0;
-    if (!ok || EVP_DigestFinal_ex(ctx.get(), out, &size) != 1)
-        return std::nullopt;
-    return QByteArray(reinterpret_cast<const char *>(out), int(size));
+    return digest;
 }
 
 bool isInside(const QString &relative)
@@ -115,11 +99,11 @@ bool entryMatches(const QString &contents, const QString &relative, const QVaria
     if (options.contains(QStringLiteral("cdhash")))
         return CodeSignature::signatureInformation(path).isValid;
     if (options.contains(QStringLiteral("hash2")))
-        return fileDigest(path, EVP_sha256()) ==
+        return fileDigest(path, FileDigest::Algorithm::sha256) ==
                options.value(QStringLiteral("hash2")).toByteArray();
     const QByteArray sha1 = options.isEmpty() ? entry.toByteArray()
                                               : options.value(QStringLiteral("hash")).toByteArray();
-    return !sha1.isEmpty() && fileDigest(path, EVP_sha1()) == sha1;
+    return !sha1.isEmpty() && fileDigest(path, FileDigest::Algorithm::sha1) == sha1;
 }
 
 } // namespace
