@@ -1,5 +1,7 @@
 #include "FileSystem.h"
 
+#include "ItemMove.h"
+
 #include "FileLocation.h"
 #include "PosixEntries.h"
 
@@ -64,32 +66,11 @@ std::optional<EntryInfo> resourceValues(const QString &path)
     return info;
 }
 
-namespace {
-
-int renameNoReplace(const QByteArray &from, const QByteArray &to)
-{
-#ifdef SYS_renameat2
-    const long rc = syscall(SYS_renameat2, AT_FDCWD, from.constData(), AT_FDCWD, to.constData(),
-                            1 /* RENAME_NOREPLACE */);
-    if (rc == 0 || (errno != EINVAL && errno != ENOSYS))
-        return rc == 0 ? 0 : -1;
-#endif
-    // File systems without the flag: check first, then rename.
-    struct stat st;
-    if (lstat(to.constData(), &st) == 0) {
-        errno = EEXIST;
-        return -1;
-    }
-    return rename(from.constData(), to.constData());
-}
-
-} // namespace
-
 bool moveItem(const QString &from, const QString &to, QString *error)
 {
     const QByteArray source = FileLocation::encode(FileLocation::standardizedPath(from));
     const QByteArray target = FileLocation::encode(FileLocation::standardizedPath(to));
-    if (renameNoReplace(source, target) == 0)
+    if (ItemMove::renameNoReplace(AT_FDCWD, source.constData(), AT_FDCWD, target.constData()) == 0)
         return true;
     if (error)
         *error = QString::fromLocal8Bit(strerror(errno));

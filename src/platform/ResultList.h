@@ -42,8 +42,14 @@ template <typename Item> QList<ResultRole<Item>> fileRoles()
     return fileRoles<Item>([](const Item &item) -> const Item & { return item; });
 }
 
+// How a result list names an item: by default its id(), the path of its
+// standardized location. A type identified otherwise overloads this beside it.
+template <typename Item> QString resultItemId(const Item &item)
+{
+    return item.id();
+}
+
 // The item list a scanner publishes, with its selection (see ResultModel).
-// Item has id(), the path of its standardized location.
 template <typename Item> class ResultList : public ResultModel
 {
 public:
@@ -60,9 +66,19 @@ public:
         QList<Row> rows;
         rows.reserve(m_items.size());
         for (const Item &item : m_items)
-            rows.append({item.id(), m_columns.size(item),
-                         !m_columns.selectable || m_columns.selectable(item)});
+            rows.append({resultItemId(item), m_columns.size(item), isSelectable(item)});
         endReset(std::move(rows));
+    }
+
+    // Asks every item again whether it may be selected (what that depends on
+    // changed); the rows whose answer changed are announced.
+    void refreshSelectable()
+    {
+        QList<bool> selectable;
+        selectable.reserve(m_items.size());
+        for (const Item &item : m_items)
+            selectable.append(isSelectable(item));
+        setSelectable(selectable);
     }
 
     // The selected items, in list order.
@@ -82,7 +98,7 @@ public:
             return;
         QList<Item> kept;
         for (const Item &item : m_items)
-            if (!ids.contains(item.id()))
+            if (!ids.contains(resultItemId(item)))
                 kept.append(item);
         setSelection(selection() - ids);
         setItems(std::move(kept));
@@ -113,6 +129,10 @@ public:
     int role(const QByteArray &name) const { return roleNames().key(name, -1); }
 
 private:
+    bool isSelectable(const Item &item) const
+    {
+        return !m_columns.selectable || m_columns.selectable(item);
+    }
     int selectedRole() const override { return Qt::UserRole + 1 + int(m_columns.roles.size()); }
 
     ResultColumns<Item> m_columns;

@@ -38,6 +38,15 @@ void ResultModel::endReset(QList<Row> rows)
     updateFigures(true);
 }
 
+void ResultModel::setSelectable(const QList<bool> &selectable)
+{
+    for (int row = 0; row < m_rows.size() && row < selectable.size(); ++row)
+        m_rows[row].selectable = selectable.at(row);
+    if (!m_rows.isEmpty())
+        Q_EMIT dataChanged(index(0), index(count() - 1));
+    updateFigures(true);
+}
+
 void ResultModel::updateFigures(bool announce)
 {
     int selectedCount = 0;

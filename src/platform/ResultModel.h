@@ -61,6 +61,9 @@ protected:
     };
     // Subclasses replace their items inside beginResetModel()/endReset(rows).
     void endReset(QList<Row> rows);
+    // New "may be selected" flags, one per row; every row is announced, since
+    // what decided them may show in other roles too.
+    void setSelectable(const QList<bool> &selectable);
     bool isSelectedRow(int row) const;
 
 private:

@@ -21,18 +21,6 @@ ScannerBase::~ScannerBase()
     stopWalk();
 }
 
-QThreadPool *ScannerBase::removalPool()
-{
-    // Removals are few and mostly wait on the disk; they must not queue behind
-    // long walks for a thread of the walks' pool.
-    static QThreadPool *pool = [] {
-        auto *p = new QThreadPool(QCoreApplication::instance());
-        p->setMaxThreadCount(2);
-        return p;
-    }();
-    return pool;
-}
-
 void ScannerBase::setResults(ResultModel *results)
 {
     m_results = results;

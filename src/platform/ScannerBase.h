@@ -154,8 +154,8 @@ protected:
     {
         QPointer<ScannerBase> guard(this);
         setRemoving(true);
-        [[maybe_unused]] QFuture<void> running =
-            QtConcurrent::run(removalPool(), [work = std::move(work), guard, onDone]() mutable {
+        [[maybe_unused]] QFuture<void> running = QtConcurrent::run(
+            WorkPool::removals(), [work = std::move(work), guard, onDone]() mutable {
                 T out = work();
                 QMetaObject::invokeMethod(
                     QCoreApplication::instance(),
@@ -201,7 +201,6 @@ protected:
     bool deferWhileRemoving(std::function<void()> scan);
 
 private:
-    static QThreadPool *removalPool();
     quint64 startGeneration();
     void runDeferredScan();
     void setRemoving(bool removing);

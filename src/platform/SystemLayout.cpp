@@ -40,6 +40,10 @@ QString applicationSupportFolder()
 {
     return under(homeFolder(), QStringLiteral("Library/Application Support"));
 }
+QString quarantineFolder()
+{
+    return under(applicationSupportFolder(), QStringLiteral("Velmora/Quarantine"));
+}
 QString userCachesFolder()
 {
     return under(homeFolder(), QStringLiteral("Library/Caches"));

@@ -15,6 +15,9 @@ QString userCachesFolder();         // home + "Library/Caches"
 QString userApplicationsFolder();   // home + "Applications"
 QString systemApplicationsFolder(); // root + "Applications"
 QString systemLibraryFolder();      // root + "Library"
+// Where quarantined items lie: application support + "Velmora/Quarantine".
+// It belongs to the quarantine alone; no scan offers what is inside.
+QString quarantineFolder();
 
 // The path as seen from the system root: "/Applications/X.app" for
 // root + "/Applications/X.app", so rules written for "/" hold under any root.

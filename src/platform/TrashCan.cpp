@@ -1,5 +1,7 @@
 #include "TrashCan.h"
 
+#include "ItemMove.h"
+
 #include <QDateTime>
 #include <QFile>
 #include <QList>
@@ -48,23 +50,6 @@ int ownFolder(int dirFd, const char *name, QString *why)
         return -1;
     }
     return fd;
-}
-
-int renameNoReplace(int fromDir, const char *from, int toDir, const char *to)
-{
-#ifdef SYS_renameat2
-    const int done = int(syscall(SYS_renameat2, fromDir, from, toDir, to, RENAME_NOREPLACE));
-    if (done == 0 || (errno != ENOSYS && errno != EINVAL))
-        return done;
-#endif
-    // Without renameat2, check then rename: the window is small, and the Trash
-    // names are ours alone.
-    struct stat st;
-    if (fstatat(toDir, to, &st, AT_SYMLINK_NOFOLLOW) == 0) {
-        errno = EEXIST;
-        return -1;
-    }
-    return renameat(fromDir, from, toDir, to);
 }
 
 bool writeAll(int fd, const QByteArray &bytes)
@@ -311,16 +296,16 @@ TrashCan::Result TrashCan::take(const PinnedItem &item, QString *why,
             fail(why, QStringLiteral("not the file that was analysed"));
             return Result::Failed;
         }
-        if (renameNoReplace(item.parentFd(), item.name().constData(), m_filesFd,
-                            name.constData()) == 0) {
+        if (ItemMove::renameNoReplace(item.parentFd(), item.name().constData(), m_filesFd,
+                                      name.constData()) == 0) {
             // What arrived must be what was checked: an item swapped in the
             // instant between the check and the rename goes back.
             struct stat arrived;
             if (fstatat(m_filesFd, name.constData(), &arrived, AT_SYMLINK_NOFOLLOW) == 0 &&
                 arrived.st_dev == item.status().st_dev && arrived.st_ino == item.status().st_ino)
                 return Result::Moved;
-            if (renameNoReplace(m_filesFd, name.constData(), item.parentFd(),
-                                item.name().constData()) == 0)
+            if (ItemMove::renameNoReplace(m_filesFd, name.constData(), item.parentFd(),
+                                          item.name().constData()) == 0)
                 unlinkat(m_infoFd, infoName.constData(), 0);
             fail(why, QStringLiteral("not the file that was analysed"));
             return Result::Failed;

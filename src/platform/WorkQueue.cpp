@@ -1,5 +1,6 @@
 #include "WorkQueue.h"
 
+#include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QThread>
 
@@ -13,6 +14,16 @@ QThreadPool *pool()
 int threadCount()
 {
     return std::max(1, pool()->maxThreadCount());
+}
+
+QThreadPool *removals()
+{
+    static QThreadPool *pool = [] {
+        auto *p = new QThreadPool(QCoreApplication::instance());
+        p->setMaxThreadCount(2);
+        return p;
+    }();
+    return pool;
 }
 
 } // namespace WorkPool

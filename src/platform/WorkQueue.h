@@ -17,6 +17,9 @@ namespace WorkPool {
 
 QThreadPool *pool();
 int threadCount();
+// Removals (Trash, uninstall, quarantine) are few and mostly wait on the disk;
+// they have two threads of their own so they never queue behind long walks.
+QThreadPool *removals();
 
 } // namespace WorkPool
 

@@ -1,0 +1,43 @@
+#include "ErrorText.h"
+
+#include <cerrno>
+#include <cstring>
+
+namespace ErrorText {
+
+QString describe(int errorNumber)
+{
+    switch (errorNumber) {
+    case EACCES:
+    case EPERM:
+        return QStringLiteral("No tienes permiso para modificar este elemento.");
+    case ENOENT:
+        return QStringLiteral("El elemento ya no existe.");
+    case EEXIST:
+    case ENOTEMPTY:
+        return QStringLiteral("Ya existe un elemento con ese nombre.");
+    case ENOSPC:
+    case EDQUOT:
+        return QStringLiteral("No queda espacio suficiente en el disco.");
+    case EROFS:
+        return QStringLiteral("El volumen es de solo lectura.");
+    case ELOOP:
+        return QStringLiteral("La ruta pasa por un enlace simbólico.");
+    case ENOTDIR:
+        return QStringLiteral("Una parte de la ruta no es una carpeta.");
+    case EBUSY:
+        return QStringLiteral("El elemento está en uso.");
+    case ENAMETOOLONG:
+        return QStringLiteral("El nombre es demasiado largo.");
+    case EIO:
+        return QStringLiteral("Error de lectura o escritura en el disco.");
+    case ESTALE:
+        return QStringLiteral("El elemento cambió mientras se movía.");
+    case EOPNOTSUPP:
+        return QStringLiteral("El elemento contiene archivos especiales que no se pueden copiar.");
+    default:
+        return QString::fromLocal8Bit(strerror(errorNumber));
+    }
+}
+
+} // namespace ErrorText

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <QByteArray>
+#include <functional>
+#include <sys/stat.h>
+
+// Moving an item between two open folders without ever replacing anything.
+// Within one file system that is a rename. Between file systems the item is
+// copied under a temporary name, every file of the copy is checked against
+// the original (size and SHA-256), the copy takes its name, and only then is
+// the original removed; a failure before that removes the copy and leaves the
+// original as it was.
+namespace ItemMove {
+
+// renameat2 with RENAME_NOREPLACE, or check-then-rename where the file system
+// does not have it. -1 with errno on failure (EEXIST when the name is taken).
+int renameNoReplace(int fromDir, const char *from, int toDir, const char *to);
+
+struct Result
+{
+    bool moved = false;
+    int error = 0;             // errno of the failure, 0 when none
+    bool originalLeft = false; // moved by copying, yet the original could not be removed whole
+};
+
+// `expected` is the item as it was pinned: the item moves only while it is
+// still that file, and what arrives must be that file too. `tempName` names
+// the copy while it is unfinished; `beforeRemovingOriginal` runs between a
+// finished copy and the removal of the original.
+Result move(int fromDir, const QByteArray &fromName, const struct stat &expected, int toDir,
+            const QByteArray &toName, const QByteArray &tempName,
+            const std::function<void()> &beforeRemovingOriginal = {});
+
+// Removes a tree that is ours (an unfinished copy): links are removed, never
+// followed. False when something stayed.
+bool removeTree(int dirFd, const QByteArray &name);
+
+} // namespace ItemMove
