@@ -72,8 +72,8 @@ WalkOutcome<QList<DuplicateGroup>> findDuplicates(const QString &inside, qint64 
                           entry.modificationTimeMs(), FileIdentity::of(entry.st)},
                          qint64(entry.st.st_size)};
     };
-    const auto found =
-        RegularFileWalk::collect<Candidate>(inside, SkipPackageContents | SkipHiddenFiles, keep);
+    const auto found = RegularFileWalk::collect<Candidate>(
+        inside, SkipPackageContents | SkipHiddenFiles | SkipQuarantine, keep);
     if (!found)
         return WalkOutcome<QList<DuplicateGroup>>::failure(
             QStringLiteral("No fue posible abrir la carpeta seleccionada."));

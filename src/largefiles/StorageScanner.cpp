@@ -84,7 +84,7 @@ WalkOutcome<QList<LargeFileItem>> StorageScanner::findLargeFiles(const QString &
                              size,         entry.modificationTimeMs(), FileIdentity::of(entry.st)};
     };
     auto found = RegularFileWalk::collect<LargeFileItem>(
-        inside, SkipPackageContents | SkipHiddenFiles, keep);
+        inside, SkipPackageContents | SkipHiddenFiles | SkipQuarantine, keep);
     if (!found)
         return WalkOutcome<QList<LargeFileItem>>::failure(
             QStringLiteral("No fue posible abrir la carpeta seleccionada."));

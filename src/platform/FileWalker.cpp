@@ -49,6 +49,7 @@ struct WalkContext
     int options = 0;
     const FileWalker::Visitor &visitor;
     const FileWalker::ErrorHandler &onError;
+    PosixEntries::QuarantineMark quarantine;
     bool stopped = false;
 
     void reportError(const QString &path, int errorNumber) const
@@ -85,6 +86,8 @@ void walkFolder(WalkContext &ctx, int fd, const QString &folderPath, int level,
             ctx.reportError(info.path, errno); // vanished or unreadable: left out
             continue;
         }
+        if (ctx.quarantine.is(st))
+            continue;
         PosixEntries::fill(&info, st);
         const FileWalker::Action action = ctx.visitor(info);
         if (action == FileWalker::Action::Stop) {
@@ -126,7 +129,14 @@ bool FileWalker::walk(const QString &root, int options, const Visitor &visitor,
                                           !(options & DoNotFollowRootLink), &names);
     if (fd < 0)
         return false;
-    WalkContext ctx{options, visitor, onError};
+    WalkContext ctx{options, visitor, onError, {}};
+    if (options & SkipQuarantine) {
+        ctx.quarantine = PosixEntries::QuarantineMark::read();
+        if (ctx.quarantine.covers(FileLocation::encode(rootPath))) {
+            close(fd); // inside the quarantine there is nothing to offer
+            return true;
+        }
+    }
     walkFolder(ctx, fd, rootPath, 1, names);
     close(fd);
     return true;

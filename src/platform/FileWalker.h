@@ -10,6 +10,7 @@ enum WalkOption : int
     SkipPackageContents = 2, // a bundle is handed out, its inside is not walked
     SkipHiddenFiles = 4,     // hidden entries are neither handed out nor entered
     DoNotFollowRootLink = 8, // a root that is a symbolic link cannot be opened
+    SkipQuarantine = 16,     // the quarantine folder is neither handed out nor entered
 };
 
 // Depth-first walk below a root (the root itself is not handed out). Links are

@@ -1,8 +1,12 @@
 #include "PosixEntries.h"
 
+#include "FileLocation.h"
 #include "FileWalker.h"
+#include "SystemLayout.h"
 
 #include <algorithm>
+#include <climits>
+#include <cstdlib>
 #include <dirent.h>
 #include <fcntl.h>
 #include <mutex>
@@ -113,6 +117,41 @@ void fill(EntryInfo *info, const struct stat &st)
         static_cast<qint64>(st.st_mtim.tv_sec) * 1000 + st.st_mtim.tv_nsec / 1000000;
     info->device = st.st_dev;
     info->inode = st.st_ino;
+}
+
+} // namespace PosixEntries
+
+namespace PosixEntries {
+
+QuarantineMark QuarantineMark::read()
+{
+    QuarantineMark mark;
+    const QByteArray path = FileLocation::encode(SystemLayout::quarantineFolder());
+    char buffer[PATH_MAX];
+    struct stat st;
+    if (lstat(path.constData(), &st) == 0 && S_ISDIR(st.st_mode) &&
+        realpath(path.constData(), buffer)) {
+        mark.known = true;
+        mark.device = quint64(st.st_dev);
+        mark.inode = quint64(st.st_ino);
+        mark.resolved = QByteArray(buffer);
+    }
+    return mark;
+}
+
+bool QuarantineMark::is(const struct stat &st) const
+{
+    return known && S_ISDIR(st.st_mode) && quint64(st.st_dev) == device &&
+           quint64(st.st_ino) == inode;
+}
+
+bool QuarantineMark::covers(const QByteArray &path) const
+{
+    char buffer[PATH_MAX];
+    if (!known || !realpath(path.constData(), buffer))
+        return false;
+    const QByteArray resolvedPath(buffer);
+    return resolvedPath == resolved || resolvedPath.startsWith(resolved + '/');
 }
 
 } // namespace PosixEntries

@@ -34,6 +34,21 @@ inline bool isHidden(const QByteArray &name)
 }
 bool isPackage(const QByteArray &name);
 
+// The quarantine folder as the walks know it: by device and inode, so that no
+// spelling of a path and no link leads a walk into it.
+struct QuarantineMark
+{
+    bool known = false;
+    quint64 device = 0;
+    quint64 inode = 0;
+    QByteArray resolved; // its path with links resolved
+
+    static QuarantineMark read();
+    bool is(const struct stat &st) const;
+    // The folder at this path is the quarantine folder or lies inside it.
+    bool covers(const QByteArray &path) const;
+};
+
 // Fills an EntryInfo from lstat data.
 void fill(EntryInfo *info, const struct stat &st);
 

@@ -69,7 +69,9 @@ struct Task
 class Walk
 {
 public:
-    explicit Walk(int options) : m_options(options) {}
+    explicit Walk(int options, PosixEntries::QuarantineMark quarantine)
+        : m_options(options), m_quarantine(std::move(quarantine))
+    {}
 
     void run(Task root)
     {
@@ -135,6 +137,10 @@ private:
                     WalkControl::countSkipped(); // unreadable folder: left out
                 continue;
             }
+            if (m_quarantine.known && fstat(childFd, &st) == 0 && m_quarantine.is(st)) {
+                close(childFd);
+                continue;
+            }
             Task child{task.sink->spawn(), childFd, task.path + '/' + name, task.level + 1};
             if (m_queued.load() >= kMaxQueued)
                 read(child);
@@ -144,6 +150,7 @@ private:
     }
 
     int m_options;
+    PosixEntries::QuarantineMark m_quarantine;
     std::atomic<int> m_queued{0};
     WorkQueue m_queue;
 };
@@ -160,13 +167,21 @@ bool walk(const QString &root, int options, Sink *top)
     const int fd = PosixEntries::openRoot(rootBytes, true, &names);
     if (fd < 0)
         return false;
+    PosixEntries::QuarantineMark quarantine;
+    if (options & SkipQuarantine) {
+        quarantine = PosixEntries::QuarantineMark::read();
+        if (quarantine.covers(rootBytes)) {
+            close(fd); // inside the quarantine there is nothing to offer
+            return true;
+        }
+    }
     if (rootBytes == "/")
         rootBytes.clear(); // children are "/name", not "//name"
     if (names.empty()) {
         close(fd);
         return true;
     }
-    Walk(options).run(Task{top, fd, rootBytes, 1, std::move(names)});
+    Walk(options, std::move(quarantine)).run(Task{top, fd, rootBytes, 1, std::move(names)});
     return true;
 }
 
