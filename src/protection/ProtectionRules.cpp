@@ -32,6 +32,7 @@ SecurityFinding base(const EntryInfo &entry, SecurityFindingType type, const QSt
     f.type = type;
     f.size = entry.allocatedSize > 0 ? entry.allocatedSize : entry.fileSize;
     f.modificationDateMs = entry.modificationTimeMs;
+    f.identity = {entry.device, entry.inode, entry.fileSize, entry.modificationTimeMs};
     return f;
 }
 

@@ -110,20 +110,21 @@ bool collect(const ScanRoot &root, QList<Pending> *pending)
         return true;
     }
     const int limit = depthLimit(root.kind);
-    return FileWalker::walk(root.url, SkipPackageContents, [&](const EntryInfo &entry) {
-        if (WalkControl::stopRequested())
-            return FileWalker::Action::Stop;
-        if (entry.level > limit)
-            return FileWalker::Action::SkipDescendants;
-        if (!entry.isReadable || entry.isSymbolicLink) {
-            if (!entry.isReadable)
-                WalkControl::countSkipped();
-            return FileWalker::Action::Continue;
-        }
-        if (const auto rule = ruleFor(entry, root.kind))
-            pending->append({entry, *rule});
-        return FileWalker::Action::Continue;
-    });
+    return FileWalker::walk(root.url, SkipPackageContents | SkipQuarantine,
+                            [&](const EntryInfo &entry) {
+                                if (WalkControl::stopRequested())
+                                    return FileWalker::Action::Stop;
+                                if (entry.level > limit)
+                                    return FileWalker::Action::SkipDescendants;
+                                if (!entry.isReadable || entry.isSymbolicLink) {
+                                    if (!entry.isReadable)
+                                        WalkControl::countSkipped();
+                                    return FileWalker::Action::Continue;
+                                }
+                                if (const auto rule = ruleFor(entry, root.kind))
+                                    pending->append({entry, *rule});
+                                return FileWalker::Action::Continue;
+                            });
 }
 
 std::optional<SecurityFinding> rate(const Pending &p,
@@ -151,7 +152,7 @@ ProtectionScanner::ProtectionScanner(QObject *parent)
     : ScannerBase(QStringLiteral("Rutas automáticas listas para el análisis completo."), parent),
       m_findings(
           {[](const SecurityFinding &f) { return f.size; },
-           {},
+           [this](const SecurityFinding &f) { return canSelect(f); },
            fileRoles<SecurityFinding>() +
                QList<ResultRole<SecurityFinding>>{
                    {"path", [](const SecurityFinding &f) { return QVariant(f.path); }},
@@ -164,12 +165,89 @@ ProtectionScanner::ProtectionScanner(QObject *parent)
                    {"teamIdentifier",
                     [](const SecurityFinding &f) { return optionalString(f.teamIdentifier); }},
                    {"signatureDescription",
-                    [](const SecurityFinding &f) { return QVariant(f.signatureDescription); }}}}),
+                    [](const SecurityFinding &f) { return QVariant(f.signatureDescription); }},
+                   {"trusted",
+                    [this](const SecurityFinding &f) {
+                        return QVariant(m_trustStore->isTrusted(f.id()));
+                    }},
+                   {"canSelect",
+                    [this](const SecurityFinding &f) { return QVariant(canSelect(f)); }}}}),
       m_signatureOf(&CodeSignature::signatureInformation)
 {
     setResults(&m_findings);
     connect(&m_findings, &ResultModel::modelReset, this, &ProtectionScanner::findingsChanged);
+    connect(m_trustStore, &ProtectionTrustStore::trustedIDsChanged, &m_findings,
+            &ResultList<SecurityFinding>::refreshSelectable);
     configureAutomaticLocations();
+}
+
+void ProtectionScanner::setTrustStore(ProtectionTrustStore *store)
+{
+    if (!store)
+        store = &m_storedTrust;
+    if (store == m_trustStore)
+        return;
+    disconnect(m_trustStore, nullptr, &m_findings, nullptr);
+    m_trustStore = store;
+    connect(m_trustStore, &ProtectionTrustStore::trustedIDsChanged, &m_findings,
+            &ResultList<SecurityFinding>::refreshSelectable);
+    m_findings.refreshSelectable();
+    Q_EMIT trustStoreChanged();
+}
+
+void ProtectionScanner::setQuarantine(ProtectionQuarantineManager *manager)
+{
+    if (manager == m_quarantine)
+        return;
+    m_quarantine = manager;
+    Q_EMIT quarantineChanged();
+}
+
+bool ProtectionScanner::canSelect(const SecurityFinding &finding) const
+{
+    return finding.level != ThreatLevel::safe && finding.level != ThreatLevel::protected_ &&
+           !m_trustStore->isTrusted(finding.id()) &&
+           ProtectionQuarantineManager::canQuarantine(finding);
+}
+
+void ProtectionScanner::selectRecommendedFindings()
+{
+    m_findings.setSelection(
+        ProtectionSelection::recommended(findings(), m_trustStore->trustedIDList()));
+}
+
+void ProtectionScanner::toggleTrust(const QString &id)
+{
+    if (m_trustStore->isTrusted(id)) {
+        m_trustStore->untrust(id);
+        return;
+    }
+    QSet<QString> selection = m_findings.selection();
+    selection.remove(id);
+    m_findings.setSelection(selection);
+    m_trustStore->trust(id);
+}
+
+void ProtectionScanner::quarantineSelected()
+{
+    const QList<SecurityFinding> chosen = selectedFindings();
+    if (chosen.isEmpty() || !m_quarantine)
+        return;
+    QSet<QString> ids;
+    for (const SecurityFinding &f : chosen)
+        ids.insert(f.id());
+    QPointer<ProtectionScanner> guard(this);
+    m_quarantine->quarantine(chosen, [guard, ids] {
+        if (!guard)
+            return;
+        // Moved items left their place; those that failed or were skipped stay.
+        QSet<QString> gone;
+        for (const QString &id : ids)
+            if (!FileSystem::resourceValues(id))
+                gone.insert(id);
+        guard->m_findings.clearSelection();
+        guard->m_findings.remove(gone);
+    });
 }
 
 void ProtectionScanner::configureAutomaticLocations()
@@ -283,22 +361,12 @@ ProtectionScanner::analyzeRoots(const QList<ScanRoot> &roots,
 
 namespace ProtectionSelection {
 
-bool canQuarantine(const SecurityFinding &finding)
-{
-    const QString p = finding.id();
-    if (!FileSystem::resourceValues(p))
-        return false;
-    const QString home = FileLocation::standardizedPath(SystemLayout::homeFolder());
-    return p.startsWith(home + QLatin1Char('/')) ||
-           SystemLayout::pathRelativeToRoot(p).startsWith(QLatin1String("/Applications/"));
-}
-
 QStringList recommended(const QList<SecurityFinding> &findings, const QStringList &trusted)
 {
     QStringList ids;
     for (const SecurityFinding &f : findings)
         if ((f.level == ThreatLevel::dangerous || f.level == ThreatLevel::suspicious) &&
-            !trusted.contains(f.id()) && canQuarantine(f))
+            !trusted.contains(f.id()) && ProtectionQuarantineManager::canQuarantine(f))
             ids.append(f.id());
     return ids;
 }

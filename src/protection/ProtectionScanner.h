@@ -1,7 +1,9 @@
 #pragma once
 
 #include "FolderChooser.h"
+#include "ProtectionQuarantineManager.h"
 #include "ProtectionRules.h"
+#include "ProtectionTrustStore.h"
 #include "ResultList.h"
 #include "ScannerBase.h"
 #include "SecurityFinding.h"
@@ -25,6 +27,12 @@ class ProtectionScanner : public ScannerBase
     Q_PROPERTY(int suspiciousCount READ suspiciousCount NOTIFY findingsChanged)
     Q_PROPERTY(int reviewCount READ reviewCount NOTIFY findingsChanged)
     Q_PROPERTY(int safeCount READ safeCount NOTIFY findingsChanged)
+    // The screen's trust list and quarantine; the scanner reads the trust list
+    // as stored until a screen hands it one.
+    Q_PROPERTY(ProtectionTrustStore *trustStore READ trustStore WRITE setTrustStore NOTIFY
+                   trustStoreChanged)
+    Q_PROPERTY(ProtectionQuarantineManager *quarantine READ quarantine WRITE setQuarantine NOTIFY
+                   quarantineChanged)
 
 public:
     explicit ProtectionScanner(QObject *parent = nullptr);
@@ -46,6 +54,23 @@ public:
     Q_INVOKABLE void chooseLocationAndScan();
     Q_INVOKABLE void scanCustom(const QString &folder);
 
+    ProtectionTrustStore *trustStore() const { return m_trustStore; }
+    void setTrustStore(ProtectionTrustStore *store);
+    ProtectionQuarantineManager *quarantine() const { return m_quarantine; }
+    void setQuarantine(ProtectionQuarantineManager *manager);
+
+    // Not trusted, neither safe nor protected, and offered for quarantine.
+    bool canSelect(const SecurityFinding &finding) const;
+    // The dangerous and suspicious findings that can be selected, replacing
+    // the selection.
+    Q_INVOKABLE void selectRecommendedFindings();
+    // Trusts a finding (which leaves the selection) or stops trusting it.
+    Q_INVOKABLE void toggleTrust(const QString &id);
+    // Moves the selected findings' items into quarantine; the findings whose
+    // item left its place leave the list, and the selection is emptied.
+    Q_INVOKABLE void quarantineSelected();
+    QList<SecurityFinding> selectedFindings() const { return m_findings.selectedItems(); }
+
     // The seven automatic places, in the order they are walked.
     QList<ScanRoot> automaticRoots() const;
     // The background work: every root's findings, in walk order.
@@ -60,6 +85,8 @@ public:
 Q_SIGNALS:
     void findingsChanged();
     void locationsChanged();
+    void trustStoreChanged();
+    void quarantineChanged();
 
 private:
     void start(const QList<ScanRoot> &roots, const QString &status, bool custom);
@@ -70,13 +97,14 @@ private:
     QString m_userHomeURL;
     QString m_systemLibraryURL;
     ProtectionRules::SignatureOf m_signatureOf;
+    ProtectionTrustStore m_storedTrust; // until a screen hands its own
+    ProtectionTrustStore *m_trustStore = &m_storedTrust;
+    ProtectionQuarantineManager *m_quarantine = nullptr;
 };
 
 // What may be offered for quarantine, and what the screen selects after a scan.
 namespace ProtectionSelection {
 
-// Something is there, below the home folder or in /Applications.
-bool canQuarantine(const SecurityFinding &finding);
 // Dangerous and suspicious findings that are not trusted and can be quarantined.
 QStringList recommended(const QList<SecurityFinding> &findings, const QStringList &trusted);
 // The trust list as stored.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "FileIdentity.h"
 #include "FileLocation.h"
 
 #include <QList>
@@ -92,6 +93,7 @@ struct SecurityFinding
     QString signatureDescription;
     qint64 size = 0;
     std::optional<qint64> modificationDateMs;
+    FileIdentity identity; // which file the scan rated: only that one is ever moved
 
     QString id() const { return FileLocation::standardizedPath(url); }
     bool operator==(const SecurityFinding &) const = default;

@@ -1,0 +1,383 @@
+#include "ProtectionQuarantineManager.h"
+
+#include "CrashPoint.h"
+#include "ErrorText.h"
+#include "FileLocation.h"
+#include "FileSystem.h"
+#include "Formatters.h"
+#include "ItemMove.h"
+#include "PinnedItem.h"
+#include "QuarantineFolder.h"
+#include "SystemLayout.h"
+#include "Trash.h"
+#include "TrashCan.h"
+#include "WorkQueue.h"
+
+#include <QCoreApplication>
+#include <QPointer>
+#include <QtConcurrent/QtConcurrentRun>
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
+
+namespace {
+
+const QString kDestinationExists =
+    QStringLiteral("Ya existe un elemento con ese nombre en la ubicación original.");
+
+bool isBelow(const QString &path, const QString &folder)
+{
+    return path.startsWith(folder + QLatin1Char('/'));
+}
+
+// Home and /Applications are the only places items are taken from.
+bool isQuarantinePlace(const QString &path)
+{
+    return isBelow(path, FileLocation::standardizedPath(SystemLayout::homeFolder())) ||
+           SystemLayout::pathRelativeToRoot(path).startsWith(QLatin1String("/Applications/"));
+}
+
+// The folder an item is reached from for its move.
+ResolvedRoot rootFor(const QString &path)
+{
+    const QString home = FileLocation::standardizedPath(SystemLayout::homeFolder());
+    return ResolvedRoot::resolve(isBelow(path, home) ? home
+                                                     : SystemLayout::systemApplicationsFolder());
+}
+
+QList<ResultRole<ProtectionQuarantineRecord>> recordRoles()
+{
+    using Record = ProtectionQuarantineRecord;
+    return {
+        {"recordId", [](const Record &r) { return QVariant(r.id); }},
+        {"name", [](const Record &r) { return QVariant(r.name); }},
+        {"originalPath", [](const Record &r) { return QVariant(r.originalPath); }},
+        {"quarantinePath", [](const Record &r) { return QVariant(r.quarantinePath); }},
+        {"size", [](const Record &r) { return QVariant(r.size); }},
+        {"sizeText", [](const Record &r) { return QVariant(Formatters::bytes(r.size)); }},
+        {"dateText",
+         [](const Record &r) {
+             return QVariant(Formatters::mediumDateTime(QuarantineIndex::dateOf(r.quarantinedAt)));
+         }},
+    };
+}
+
+} // namespace
+
+ProtectionQuarantineManager::ProtectionQuarantineManager(QObject *parent)
+    : QObject(parent),
+      m_records({[](const ProtectionQuarantineRecord &r) { return r.size; }, {}, recordRoles()})
+{
+    connect(&m_records, &ResultModel::modelReset, this,
+            &ProtectionQuarantineManager::recordsChanged);
+    createDirectory();
+    loadRecords();
+}
+
+QString ProtectionQuarantineManager::quarantineDirectory()
+{
+    return QuarantineFolder::path();
+}
+
+bool ProtectionQuarantineManager::canQuarantine(const SecurityFinding &finding)
+{
+    const QString p = finding.id();
+    const QString folder = quarantineDirectory();
+    if (p == folder || isBelow(p, folder) || isBelow(folder, p))
+        return false;
+    return isQuarantinePlace(p) && FileSystem::resourceValues(p).has_value();
+}
+
+void ProtectionQuarantineManager::createDirectory()
+{
+    QString error;
+    if (!QuarantineFolder::open(true, &error))
+        setErrorMessage(QStringLiteral("No se pudo crear la cuarentena: ") + error);
+}
+
+void ProtectionQuarantineManager::loadRecords()
+{
+    QList<ProtectionQuarantineRecord> records;
+    if (const std::optional<QuarantineFolder> folder = QuarantineFolder::open(false, nullptr)) {
+        records = folder->recover(folder->readIndex());
+        records.removeIf([&](const auto &r) { return !folder->holds(r); });
+    }
+    m_records.setItems(records);
+}
+
+void ProtectionQuarantineManager::setErrorMessage(const QString &message)
+{
+    if (message == m_errorMessage)
+        return;
+    m_errorMessage = message;
+    Q_EMIT errorMessageChanged();
+}
+
+void ProtectionQuarantineManager::setStatusText(const QString &text)
+{
+    if (text == m_statusText)
+        return;
+    m_statusText = text;
+    Q_EMIT statusTextChanged();
+}
+
+void ProtectionQuarantineManager::setWorking(bool working)
+{
+    if (working == m_isWorking)
+        return;
+    m_isWorking = working;
+    Q_EMIT isWorkingChanged();
+}
+
+std::optional<ProtectionQuarantineRecord>
+ProtectionQuarantineManager::recordWithId(const QString &id) const
+{
+    for (const ProtectionQuarantineRecord &record : records())
+        if (record.id == id)
+            return record;
+    return std::nullopt;
+}
+
+void ProtectionQuarantineManager::quarantine(const QList<SecurityFinding> &findings,
+                                             std::function<void()> done)
+{
+    if (findings.isEmpty()) {
+        setErrorMessage(QStringLiteral("No hay elementos seleccionados."));
+        if (done)
+            done();
+        return;
+    }
+    run(
+        [findings](QList<ProtectionQuarantineRecord> records) {
+            return quarantineAll(std::move(records), findings);
+        },
+        QStringLiteral("Moviendo elementos a cuarentena…"), std::move(done));
+}
+
+void ProtectionQuarantineManager::restore(const QString &recordId)
+{
+    const std::optional<ProtectionQuarantineRecord> record = recordWithId(recordId);
+    if (m_isWorking || !record)
+        return;
+    run(
+        [record = *record](QList<ProtectionQuarantineRecord> records) {
+            return restoreOne(std::move(records), record);
+        },
+        QString(), {});
+}
+
+void ProtectionQuarantineManager::moveToTrash(const QString &recordId)
+{
+    const std::optional<ProtectionQuarantineRecord> record = recordWithId(recordId);
+    if (m_isWorking || !record)
+        return;
+    run(
+        [record = *record](QList<ProtectionQuarantineRecord> records) {
+            return trashOne(std::move(records), record);
+        },
+        QString(), {});
+}
+
+void ProtectionQuarantineManager::run(Action action, const QString &startStatus,
+                                      std::function<void()> done)
+{
+    // One action at a time: each starts from the records the one before left.
+    m_waiting.push_back({std::move(action), startStatus, std::move(done)});
+    if (!m_isWorking)
+        runNext();
+}
+
+void ProtectionQuarantineManager::runNext()
+{
+    if (m_waiting.empty())
+        return;
+    auto [action, startStatus, done] = std::move(m_waiting.front());
+    m_waiting.pop_front();
+    setWorking(true);
+    setErrorMessage(QString());
+    if (!startStatus.isNull())
+        setStatusText(startStatus);
+    QPointer<ProtectionQuarantineManager> guard(this);
+    [[maybe_unused]] QFuture<void> running = QtConcurrent::run(
+        WorkPool::removals(), [action = std::move(action), records = records(), guard, done]() {
+            Outcome out = action(records);
+            QMetaObject::invokeMethod(
+                QCoreApplication::instance(),
+                [guard, done, out = std::move(out)]() {
+                    if (!guard)
+                        return;
+                    guard->m_records.setItems(out.records);
+                    if (!out.statusText.isNull())
+                        guard->setStatusText(out.statusText);
+                    guard->setErrorMessage(out.errorMessage);
+                    guard->setWorking(false);
+                    if (done)
+                        done();
+                    guard->runNext();
+                },
+                Qt::QueuedConnection);
+        });
+}
+
+ProtectionQuarantineManager::Outcome
+ProtectionQuarantineManager::quarantineAll(QList<ProtectionQuarantineRecord> records,
+                                           const QList<SecurityFinding> &findings)
+{
+    Outcome out;
+    QString folderError;
+    const std::optional<QuarantineFolder> folder = QuarantineFolder::open(true, &folderError);
+    if (!folder)
+        out.errorMessage = QStringLiteral("No se pudo crear la cuarentena: ") + folderError;
+    for (const SecurityFinding &finding : findings) {
+        const QString p = finding.id();
+        // Gone already, or from a place items are never taken from: skipped.
+        if (!FileSystem::resourceValues(p) || !isQuarantinePlace(p))
+            continue;
+        const QString error = folder ? quarantineOne(*folder, finding, records) : folderError;
+        if (!error.isEmpty())
+            out.errorMessage =
+                QStringLiteral("No se pudo mover ") + finding.name + QStringLiteral(": ") + error;
+    }
+    out.records = records;
+    out.statusText = QStringLiteral("%1 elemento(s) en cuarentena.").arg(records.size());
+    return out;
+}
+
+QString ProtectionQuarantineManager::quarantineOne(const QuarantineFolder &folder,
+                                                   const SecurityFinding &finding,
+                                                   QList<ProtectionQuarantineRecord> &records)
+{
+    const QString source = finding.id();
+    const QString home = quarantineDirectory();
+    if (source == home || isBelow(source, home) || isBelow(home, source))
+        return QStringLiteral("La carpeta de cuarentena no puede ponerse en cuarentena.");
+    QString why;
+    const std::optional<PinnedItem> item = PinnedItem::pin(
+        rootFor(source), source, finding.identity, PinnedItem::Check::SameFile, &why);
+    if (!item)
+        return QStringLiteral("El elemento cambió desde el análisis.");
+
+    // The file name has a UUID of its own; the record gets another one.
+    const QByteArray name = QuarantineIndex::newIdentifier().toLatin1() + "_" +
+                            TrashNames::shortened(item->name(), 255 - 37);
+    ProtectionQuarantineRecord record{
+        QuarantineIndex::newIdentifier(),
+        source,
+        FileLocation::appendingPathComponent(quarantineDirectory(), QString::fromUtf8(name)),
+        finding.name,
+        finding.size,
+        QuarantineIndex::now()};
+    if (!folder.writeIntent({QuarantineFolder::Operation::quarantine, record}))
+        return ErrorText::describe(errno);
+    CrashPoint::pass();
+    const ItemMove::Result moved =
+        ItemMove::move(item->parentFd(), item->name(), item->status(), folder.fd(), name,
+                       QuarantineFolder::temporaryName(record.id));
+    if (!moved.moved) {
+        folder.dropIntent(record.id);
+        return moved.error == ESTALE ? QStringLiteral("El elemento cambió desde el análisis.")
+                                     : ErrorText::describe(moved.error);
+    }
+    CrashPoint::pass();
+    records.prepend(record);
+    // Without a written index the intent stays: the next start lists the item.
+    if (folder.writeIndex(records)) {
+        CrashPoint::pass();
+        folder.dropIntent(record.id);
+    }
+    if (moved.originalLeft)
+        return QStringLiteral("Se copió a la cuarentena, pero parte del original no se pudo "
+                              "eliminar.");
+    return {};
+}
+
+ProtectionQuarantineManager::Outcome
+ProtectionQuarantineManager::restoreOne(QList<ProtectionQuarantineRecord> records,
+                                        const ProtectionQuarantineRecord &record)
+{
+    Outcome out{records, QString(), QString()};
+    QString folderError;
+    const std::optional<QuarantineFolder> folder = QuarantineFolder::open(false, &folderError);
+    struct stat st;
+    if (!folder || fstatat(folder->fd(), QuarantineFolder::itemName(record).constData(), &st,
+                           AT_SYMLINK_NOFOLLOW) != 0) {
+        out.errorMessage = QStringLiteral("El archivo de cuarentena ya no existe.");
+        return out;
+    }
+    const QString failed = QStringLiteral("No se pudo restaurar: ");
+    int error = 0;
+    const std::optional<FolderHandle> target =
+        QuarantineFolder::openOriginalFolder(record.originalPath, true, &error);
+    if (!target) {
+        out.errorMessage = failed + (error == EPERM ? QStringLiteral("La ubicación original está "
+                                                                     "fuera de la carpeta personal "
+                                                                     "y de Aplicaciones.")
+                                                    : ErrorText::describe(error));
+        return out;
+    }
+    const QByteArray name =
+        FileLocation::encode(FileLocation::lastPathComponent(record.originalPath));
+    struct stat occupied;
+    if (fstatat(target->fd(), name.constData(), &occupied, AT_SYMLINK_NOFOLLOW) == 0) {
+        out.errorMessage = failed + kDestinationExists;
+        return out;
+    }
+    if (!folder->writeIntent({QuarantineFolder::Operation::restore, record})) {
+        out.errorMessage = failed + ErrorText::describe(errno);
+        return out;
+    }
+    CrashPoint::pass();
+    const ItemMove::Result moved =
+        ItemMove::move(folder->fd(), QuarantineFolder::itemName(record), st, target->fd(), name,
+                       QuarantineFolder::temporaryName(record.id));
+    if (!moved.moved) {
+        folder->dropIntent(record.id);
+        out.errorMessage = failed + (moved.error == EEXIST ? kDestinationExists
+                                                           : ErrorText::describe(moved.error));
+        return out;
+    }
+    target->sync();
+    CrashPoint::pass();
+    out.records.removeIf([&](const auto &r) { return r.id == record.id; });
+    if (folder->writeIndex(out.records)) {
+        CrashPoint::pass();
+        folder->dropIntent(record.id);
+    }
+    out.statusText = record.name + QStringLiteral(" fue restaurado.");
+    return out;
+}
+
+ProtectionQuarantineManager::Outcome
+ProtectionQuarantineManager::trashOne(QList<ProtectionQuarantineRecord> records,
+                                      const ProtectionQuarantineRecord &record)
+{
+    Outcome out{records, QString(), QString()};
+    const std::optional<QuarantineFolder> folder = QuarantineFolder::open(false, nullptr);
+    struct stat st;
+    if (folder && fstatat(folder->fd(), QuarantineFolder::itemName(record).constData(), &st,
+                          AT_SYMLINK_NOFOLLOW) == 0) {
+        QString why;
+        const bool intent = folder->writeIntent({QuarantineFolder::Operation::trash, record});
+        const int intentError = intent ? 0 : errno;
+        CrashPoint::pass();
+        const ResolvedRoot root = ResolvedRoot::resolve(SystemLayout::homeFolder());
+        const std::optional<PinnedItem> item = PinnedItem::pin(
+            root, record.quarantinePath, FileIdentity::of(st), PinnedItem::Check::SameFile, &why);
+        if (!intent || !item || !Trash::moveToTrash(*item, &why)) {
+            folder->dropIntent(record.id);
+            out.errorMessage = QStringLiteral("No se pudo mover a la Papelera: ") +
+                               (intent ? QStringLiteral("La Papelera no aceptó el elemento.")
+                                       : ErrorText::describe(intentError));
+            return out;
+        }
+        CrashPoint::pass();
+    }
+    // Trashed now, or already gone: the record goes.
+    out.records.removeIf([&](const auto &r) { return r.id == record.id; });
+    if (folder && folder->writeIndex(out.records)) {
+        CrashPoint::pass();
+        folder->dropIntent(record.id);
+    }
+    out.statusText = record.name + QStringLiteral(" fue movido a la Papelera.");
+    return out;
+}

@@ -1,0 +1,121 @@
+#include "ProtectionQuarantineRecord.h"
+
+#include "FileLocation.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QSet>
+#include <QUuid>
+#include <cmath>
+#include <ctime>
+
+namespace QuarantineIndex {
+
+namespace {
+
+const QString kId = QStringLiteral("id");
+const QString kOriginalPath = QStringLiteral("originalPath");
+const QString kQuarantinePath = QStringLiteral("quarantinePath");
+const QString kName = QStringLiteral("name");
+const QString kSize = QStringLiteral("size");
+const QString kQuarantinedAt = QStringLiteral("quarantinedAt");
+
+// "<UUID>_<original name>": the only names the quarantine gives its items, so a
+// record can never name the index, an intent file or an unfinished copy.
+bool isItemName(const QString &name)
+{
+    return name.size() > 37 && name.at(36) == QLatin1Char('_') &&
+           !QUuid::fromString(QStringView(name).left(36)).isNull();
+}
+
+bool isPlainAbsolute(const QString &path)
+{
+    return path.startsWith(QLatin1Char('/')) && !path.contains(QChar(0)) &&
+           FileLocation::standardizedPath(path) == path;
+}
+
+} // namespace
+
+QString newIdentifier()
+{
+    return QUuid::createUuid().toString(QUuid::WithoutBraces).toUpper();
+}
+
+double now()
+{
+    struct timespec ts;
+    clock_gettime(CLOCK_REALTIME, &ts);
+    return double(ts.tv_sec) - kReferenceDate + double(ts.tv_nsec) / 1e9;
+}
+
+QDateTime dateOf(double quarantinedAt)
+{
+    return QDateTime::fromMSecsSinceEpoch(
+        qint64(std::llround((quarantinedAt + kReferenceDate) * 1000.0)));
+}
+
+QJsonObject toJson(const ProtectionQuarantineRecord &record)
+{
+    return {{kId, record.id},
+            {kOriginalPath, record.originalPath},
+            {kQuarantinePath, record.quarantinePath},
+            {kName, record.name},
+            {kSize, double(record.size)},
+            {kQuarantinedAt, record.quarantinedAt}};
+}
+
+std::optional<ProtectionQuarantineRecord> fromJson(const QJsonObject &object)
+{
+    const QJsonValue id = object.value(kId), original = object.value(kOriginalPath),
+                     stored = object.value(kQuarantinePath), name = object.value(kName),
+                     size = object.value(kSize), at = object.value(kQuarantinedAt);
+    if (!id.isString() || !original.isString() || !stored.isString() || !name.isString() ||
+        !size.isDouble() || !at.isDouble())
+        return std::nullopt;
+    const QUuid uuid = QUuid::fromString(id.toString());
+    const double bytes = size.toDouble();
+    // A size must be a whole number that a signed 64-bit integer holds.
+    if (uuid.isNull() || id.toString().size() != 36 || bytes != std::floor(bytes) ||
+        std::fabs(bytes) > 9.0e18 || !std::isfinite(at.toDouble()))
+        return std::nullopt;
+    ProtectionQuarantineRecord record{uuid.toString(QUuid::WithoutBraces).toUpper(),
+                                      original.toString(),
+                                      stored.toString(),
+                                      name.toString(),
+                                      qint64(bytes),
+                                      at.toDouble()};
+    if (!isPlainAbsolute(record.originalPath) || !isPlainAbsolute(record.quarantinePath))
+        return std::nullopt;
+    return record;
+}
+
+QByteArray encode(const QList<ProtectionQuarantineRecord> &records)
+{
+    QJsonArray array;
+    for (const ProtectionQuarantineRecord &record : records)
+        array.append(toJson(record));
+    return QJsonDocument(array).toJson(QJsonDocument::Compact);
+}
+
+QList<ProtectionQuarantineRecord> decode(const QByteArray &bytes, const QString &folder)
+{
+    const QJsonDocument document = QJsonDocument::fromJson(bytes);
+    QList<ProtectionQuarantineRecord> records;
+    if (!document.isArray())
+        return records;
+    QSet<QString> paths;
+    for (const QJsonValue &value : document.array()) {
+        const std::optional<ProtectionQuarantineRecord> record = fromJson(value.toObject());
+        // Only items that lie directly in the quarantine folder are ours to
+        // restore or trash; a record pointing anywhere else is not a record.
+        if (!record || FileLocation::deletingLastPathComponent(record->quarantinePath) != folder ||
+            !isItemName(FileLocation::lastPathComponent(record->quarantinePath)) ||
+            paths.contains(record->quarantinePath))
+            continue;
+        paths.insert(record->quarantinePath);
+        records.append(*record);
+    }
+    return records;
+}
+
+} // namespace QuarantineIndex
