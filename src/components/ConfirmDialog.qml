@@ -18,9 +18,11 @@ ModalDialog {
         kind: "prominent"
         accent: VelmoraTheme.danger
         text: dialog.confirmText
+        // The owner acts before the dialog closes, so that whatever it keeps
+        // for the confirmation is still there when closing resets it.
         onClicked: {
-            dialog.close();
             dialog.confirmed();
+            dialog.close();
         }
     }
 }

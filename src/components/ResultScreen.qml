@@ -24,7 +24,17 @@ Item {
     property alias cancelText: bar.cancelText
     property alias actionText: bar.actionText
     property alias actionAccent: bar.actionAccent
+    property alias actionSymbol: bar.actionSymbol
+    property alias selectionSymbol: bar.symbol
+    // Something else holding the action back (another task still running).
+    property bool actionBlocked: false
+    // The file of a bar shown in place of the selection bar while nothing is
+    // selected, when set.
+    property url idleBar
     property alias confirmation: confirm
+    // The alert's message: the scanner's, unless a screen shows more sources.
+    property string alertMessage: screenScanner.errorMessage
+    signal alertDismissed
 
     // The automatic selection after a scan, when the module has one.
     signal scanCompleted
@@ -61,10 +71,20 @@ Item {
             id: bar
             objectName: "selectionBar"
             Layout.fillWidth: true
+            visible: !idle.active
             detail: Formatters.formatBytes(screen.screenScanner.selectedSize)
-            actionsEnabled: screen.screenScanner.hasSelection && !screen.screenScanner.isRemoving
+            cancelEnabled: screen.screenScanner.hasSelection && !screen.screenScanner.isRemoving
+            actionsEnabled: cancelEnabled && !screen.actionBlocked
             onCancelSelection: screen.screenScanner.clearSelection()
             onAction: confirm.open()
+        }
+        Loader {
+            id: idle
+            objectName: "idleBar"
+            Layout.fillWidth: true
+            active: screen.idleBar.toString() !== "" && !screen.screenScanner.hasSelection
+            visible: active
+            source: screen.idleBar
         }
     }
 
@@ -76,7 +96,10 @@ Item {
 
     ErrorAlert {
         objectName: "errorAlert"
-        errorMessage: screen.screenScanner.errorMessage
-        onDismissed: screen.screenScanner.clearError()
+        errorMessage: screen.alertMessage
+        onDismissed: {
+            screen.screenScanner.clearError();
+            screen.alertDismissed();
+        }
     }
 }

@@ -14,6 +14,9 @@ Card {
     property string actionSymbol: "trash"
     property color actionAccent: VelmoraTheme.danger
     property bool actionsEnabled: false
+    property bool cancelEnabled: actionsEnabled
+    // A symbol before the headline, when set.
+    property string symbol
     signal cancelSelection
     signal action
 
@@ -25,6 +28,12 @@ Card {
         anchors.leftMargin: 18
         anchors.rightMargin: 14
         spacing: 10
+        Symbol {
+            visible: bar.symbol !== ""
+            name: bar.symbol
+            size: 22
+            color: bar.actionAccent
+        }
         ColumnLayout {
             Layout.fillWidth: true
             spacing: 1
@@ -59,7 +68,7 @@ Card {
         VelmoraButton {
             objectName: "cancelSelectionButton"
             text: bar.cancelText
-            enabled: bar.actionsEnabled
+            enabled: bar.cancelEnabled
             onClicked: bar.cancelSelection()
         }
         VelmoraButton {

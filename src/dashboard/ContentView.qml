@@ -15,7 +15,8 @@ Rectangle {
         "largeFiles": largeFilesScreen,
         "duplicates": duplicatesScreen,
         "safeCleanup": cleanupScreen,
-        "uninstaller": uninstallerScreen
+        "uninstaller": uninstallerScreen,
+        "protection": protectionScreen
     })
 
     Component {
@@ -39,6 +40,10 @@ Rectangle {
     Component {
         id: uninstallerScreen
         UninstallerView { scanner: UninstallerScanner {} }
+    }
+    Component {
+        id: protectionScreen
+        ProtectionView { scanner: ProtectionScanner {} }
     }
 
     readonly property var completionTexts: ({

@@ -78,7 +78,10 @@ QString Formatters::mediumDateTime(const QDateTime &when, const QLocale &locale)
 {
     if (!when.isValid())
         return {};
-    const QString time =
-        locale.toString(when.toLocalTime().time(), locale.timeFormat(QLocale::ShortFormat));
+    // The C locale's short format carries seconds; a short time never does.
+    const QString format = locale.language() == QLocale::C
+                               ? QStringLiteral("HH:mm")
+                               : locale.timeFormat(QLocale::ShortFormat);
+    const QString time = locale.toString(when.toLocalTime().time(), format);
     return mediumDate(when, locale) + QStringLiteral(", ") + time;
 }

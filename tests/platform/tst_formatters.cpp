@@ -76,6 +76,8 @@ void TestFormatters::dates()
     const QLocale us(QLocale::English, QLocale::UnitedStates);
     QCOMPARE(Formatters::mediumDate(when, us), QStringLiteral("Nov 23, 2026"));
     QVERIFY(Formatters::mediumDateTime(when, us).startsWith(QLatin1String("Nov 23, 2026, 4:05")));
+    // Without a language (LANG unset) the time still has no seconds.
+    QVERIFY(Formatters::mediumDateTime(when, QLocale::c()).endsWith(QLatin1String(":05")));
     QCOMPARE(Formatters::mediumDate(QDateTime(), us), QString());
 }
 

@@ -119,9 +119,6 @@ bool ShotSession::shootNow(const QString &name)
 int ShotSession::renderAll()
 {
     shoot(QStringLiteral("dashboard"));
-    openModule(QStringLiteral("protection"));
-    shoot(QStringLiteral("workspace-protection"));
-    showDashboard();
     shootLargeFiles(*this);
     showDashboard();
     shootDuplicates(*this);
@@ -129,6 +126,8 @@ int ShotSession::renderAll()
     shootCleanup(*this);
     showDashboard();
     shootUninstaller(*this);
+    showDashboard();
+    shootProtection(*this);
     showDashboard();
     shootChooser(*this);
     shootFocus(*this);

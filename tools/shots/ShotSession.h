@@ -46,6 +46,7 @@ void shootLargeFiles(ShotSession &session);
 void shootCleanup(ShotSession &session);
 void shootDuplicates(ShotSession &session);
 void shootUninstaller(ShotSession &session);
+void shootProtection(ShotSession &session);
 void shootChooser(ShotSession &session);
 void shootFocus(ShotSession &session);
 void shootScanning(ShotSession &session);
