@@ -18,7 +18,8 @@ bool fail(QString *error, const QString &why)
 
 } // namespace
 
-bool moveToTrash(const PinnedItem &item, QString *error, const std::function<bool()> &stillValid)
+bool moveToTrash(const PinnedItem &item, QString *error, const std::function<bool()> &stillValid,
+                 const QByteArray &restorePath)
 {
     // An item on the data home's file system goes to the home Trash. One on
     // another volume, or on a bind mount of the home's (the rename then fails
@@ -31,7 +32,7 @@ bool moveToTrash(const PinnedItem &item, QString *error, const std::function<boo
         if (!home && TrashCan::deviceHolding(TrashCan::dataHome()) == item.status().st_dev)
             return fail(error, homeError);
         if (home) {
-            const TrashCan::Result result = home->take(item, error, stillValid);
+            const TrashCan::Result result = home->take(item, error, stillValid, restorePath);
             if (result != TrashCan::Result::CrossDevice)
                 return result == TrashCan::Result::Moved;
         }
@@ -46,7 +47,7 @@ bool moveToTrash(const PinnedItem &item, QString *error, const std::function<boo
     std::optional<TrashCan> can = TrashCan::forVolume(topdir, error);
     if (!can)
         return false;
-    const TrashCan::Result result = can->take(item, error, stillValid);
+    const TrashCan::Result result = can->take(item, error, stillValid, restorePath);
     if (result == TrashCan::Result::CrossDevice)
         return fail(error, QStringLiteral("no Trash on the item's volume"));
     return result == TrashCan::Result::Moved;

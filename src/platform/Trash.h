@@ -24,8 +24,9 @@ bool moveToTrash(const ResolvedRoot &root, const QString &path, const FileIdenti
                  QString *error = nullptr, PinnedItem::Check check = PinnedItem::Check::SameFile,
                  const std::function<bool()> &stillValid = {});
 // The core: moves an item already pinned.
+// `restorePath`: see TrashCan::take.
 bool moveToTrash(const PinnedItem &item, QString *error = nullptr,
-                 const std::function<bool()> &stillValid = {});
+                 const std::function<bool()> &stillValid = {}, const QByteArray &restorePath = {});
 // For an item named now, not by an earlier scan: the item as it is at this moment,
 // reached from its parent folder.
 bool moveToTrash(const QString &path, QString *error = nullptr);

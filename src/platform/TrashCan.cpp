@@ -257,7 +257,8 @@ QByteArray TrashCan::infoFor(const QByteArray &resolvedPath) const
 }
 
 TrashCan::Result TrashCan::take(const PinnedItem &item, QString *why,
-                                const std::function<bool()> &stillValid)
+                                const std::function<bool()> &stillValid,
+                                const QByteArray &restorePath)
 {
     // The restore path names where the item really is: a folder on the way
     // renamed since it was pinned would make it name another place.
@@ -265,8 +266,13 @@ TrashCan::Result TrashCan::take(const PinnedItem &item, QString *why,
         fail(why, QStringLiteral("a folder on the way changed"));
         return Result::Failed;
     }
-    const QByteArray info = infoFor(item.resolvedPath());
-    const QByteArray base = TrashNames::shortened(item.name(), kNameLimit);
+    const bool restoreElsewhere =
+        restorePath.startsWith('/') && restorePath.size() > 1 && !restorePath.endsWith('/') &&
+        (m_topdir.isEmpty() || m_topdir == "/" || restorePath.startsWith(m_topdir + '/'));
+    const QByteArray info = infoFor(restoreElsewhere ? restorePath : item.resolvedPath());
+    const QByteArray base = TrashNames::shortened(
+        restoreElsewhere ? restorePath.mid(restorePath.lastIndexOf('/') + 1) : item.name(),
+        kNameLimit);
     for (int attempt = 0; attempt < kNameTries; ++attempt) {
         const QByteArray suffix =
             attempt == 0 ? QByteArray() : '.' + QByteArray::number(attempt + 1);

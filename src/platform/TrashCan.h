@@ -43,7 +43,11 @@ public:
     // then renames the item into "files". A failure undoes what was done.
     // `stillValid`, when given, is asked right before the rename too: the item
     // goes only while it holds.
-    Result take(const PinnedItem &item, QString *why, const std::function<bool()> &stillValid = {});
+    // `restorePath`, when given, is where the Trash's restore puts the item
+    // back and the name it is kept under (an item held elsewhere for a while);
+    // a path outside this Trash's volume is ignored.
+    Result take(const PinnedItem &item, QString *why, const std::function<bool()> &stillValid = {},
+                const QByteArray &restorePath = {});
 
 private:
     TrashCan() = default;

@@ -5,8 +5,7 @@ ProtectionFindingFilter::ProtectionFindingFilter(QObject *parent) : QSortFilterP
     for (auto signal : {&QAbstractItemModel::rowsInserted, &QAbstractItemModel::rowsRemoved})
         connect(this, signal, this, &ProtectionFindingFilter::updateCount);
     connect(this, &QAbstractItemModel::modelReset, this, &ProtectionFindingFilter::updateCount);
-    connect(this, &QAbstractItemModel::layoutChanged, this,
-            &ProtectionFindingFilter::updateCount);
+    connect(this, &QAbstractItemModel::layoutChanged, this, &ProtectionFindingFilter::updateCount);
 }
 
 void ProtectionFindingFilter::updateCount()
@@ -27,8 +26,7 @@ void ProtectionFindingFilter::setFilter(ProtectionResultFilter filter)
     updateCount();
 }
 
-bool ProtectionFindingFilter::filterAcceptsRow(int sourceRow,
-                                               const QModelIndex &sourceParent) const
+bool ProtectionFindingFilter::filterAcceptsRow(int sourceRow, const QModelIndex &sourceParent) const
 {
     const QModelIndex index = sourceModel()->index(sourceRow, 0, sourceParent);
     const int levelRole = sourceModel()->roleNames().key("level", -1);

@@ -254,7 +254,9 @@ QString ProtectionQuarantineManager::quarantineOne(const QuarantineFolder &folde
     QString why;
     const std::optional<PinnedItem> item = PinnedItem::pin(
         rootFor(source), source, finding.identity, PinnedItem::Check::SameFile, &why);
-    if (!item)
+    // A file is taken only as it was rated; a folder (a bundle) only while it
+    // is the same folder, since its own times follow whatever happens inside.
+    if (!item || (!S_ISDIR(item->status().st_mode) && !finding.identity.unchanged(item->status())))
         return QStringLiteral("El elemento cambió desde el análisis.");
 
     // The file name has a UUID of its own; the record gets another one.
@@ -363,7 +365,8 @@ ProtectionQuarantineManager::trashOne(QList<ProtectionQuarantineRecord> records,
         const ResolvedRoot root = ResolvedRoot::resolve(SystemLayout::homeFolder());
         const std::optional<PinnedItem> item = PinnedItem::pin(
             root, record.quarantinePath, FileIdentity::of(st), PinnedItem::Check::SameFile, &why);
-        if (!intent || !item || !Trash::moveToTrash(*item, &why)) {
+        if (!intent || !item ||
+            !Trash::moveToTrash(*item, &why, {}, FileLocation::encode(record.originalPath))) {
             folder->dropIntent(record.id);
             out.errorMessage = QStringLiteral("No se pudo mover a la Papelera: ") +
                                (intent ? QStringLiteral("La Papelera no aceptó el elemento.")

@@ -103,16 +103,17 @@ QList<ProtectionQuarantineRecord> decode(const QByteArray &bytes, const QString 
     QList<ProtectionQuarantineRecord> records;
     if (!document.isArray())
         return records;
-    QSet<QString> paths;
+    QSet<QString> paths, ids;
     for (const QJsonValue &value : document.array()) {
         const std::optional<ProtectionQuarantineRecord> record = fromJson(value.toObject());
         // Only items that lie directly in the quarantine folder are ours to
         // restore or trash; a record pointing anywhere else is not a record.
         if (!record || FileLocation::deletingLastPathComponent(record->quarantinePath) != folder ||
             !isItemName(FileLocation::lastPathComponent(record->quarantinePath)) ||
-            paths.contains(record->quarantinePath))
+            paths.contains(record->quarantinePath) || ids.contains(record->id))
             continue;
         paths.insert(record->quarantinePath);
+        ids.insert(record->id);
         records.append(*record);
     }
     return records;

@@ -62,6 +62,13 @@ bool AppJourney::start()
            waitFor([this] { return item(QStringLiteral("dashboard")) != nullptr; }, 3000);
 }
 
+bool AppJourney::restart()
+{
+    m_app.reset();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    return start();
+}
+
 QQuickWindow *AppJourney::window() const
 {
     return m_app ? m_app->window() : nullptr;

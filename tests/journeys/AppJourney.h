@@ -27,6 +27,8 @@ public:
 
     // Loads the main window and waits until it is shown and placed.
     bool start();
+    // Quits the app and starts it again on the same tree, as a user reopening it.
+    bool restart();
     QQuickWindow *window() const;
 
     // The visible item of that name (dialogs included), or nullptr.

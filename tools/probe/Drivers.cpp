@@ -5,12 +5,13 @@ std::unique_ptr<ProbeDriver> makeCleanupDriver();
 std::unique_ptr<ProbeDriver> makeDuplicatesDriver();
 std::unique_ptr<ProbeDriver> makeUninstallerDriver();
 std::unique_ptr<ProbeDriver> makeProtectionDriver();
+std::unique_ptr<ProbeDriver> makeQuarantineDriver();
 
 // Module drivers, in catalogue order; each module adds its own as it lands.
 const QList<ProbeDriverFactory> &probeDrivers()
 {
     static const QList<ProbeDriverFactory> drivers = {makeLargeFilesDriver, makeDuplicatesDriver,
-                                                      makeCleanupDriver, makeUninstallerDriver,
-                                                      makeProtectionDriver};
+                                                      makeCleanupDriver,    makeUninstallerDriver,
+                                                      makeProtectionDriver, makeQuarantineDriver};
     return drivers;
 }

@@ -16,6 +16,10 @@ struct ProbeResult
     QJsonArray items;
     QJsonArray selected;
     QJsonObject extra; // module-specific counters, printed beside the common fields
+    // When set, the error printed instead of the scanner's (null: none).
+    std::optional<QJsonValue> errorMessage;
+    // A driver without a scanner prints this object, and only it.
+    std::optional<QJsonObject> own;
 };
 
 // Drives one module's real scanner: parses its options, scans, applies the asked
@@ -26,7 +30,8 @@ public:
     virtual ~ProbeDriver() = default;
     virtual QString module() const = 0;
     virtual QString usage() const = 0;
-    // The scanner whose published state is printed; valid after run().
+    // The scanner whose published state is printed; valid after run(). A driver
+    // without one returns null and fills ProbeResult::own.
     virtual ScannerBase *scanner() const = 0;
     virtual bool run(const QStringList &options, ProbeResult *result, QString *usageError) = 0;
 };

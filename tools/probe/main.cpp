@@ -65,11 +65,16 @@ int main(int argc, char *argv[])
         return usage(usageError);
     const qint64 elapsed = timer.elapsed();
 
+    if (result.own) {
+        std::fputs(QJsonDocument(*result.own).toJson(QJsonDocument::Indented).constData(), stdout);
+        return 0;
+    }
     const ScannerBase *scanner = driver->scanner();
     QJsonObject out;
     out.insert(QStringLiteral("module"), module);
     out.insert(QStringLiteral("statusText"), scanner->statusText());
-    out.insert(QStringLiteral("errorMessage"), scanner->errorMessage().isEmpty()
+    out.insert(QStringLiteral("errorMessage"), result.errorMessage ? *result.errorMessage
+                                               : scanner->errorMessage().isEmpty()
                                                    ? QJsonValue(QJsonValue::Null)
                                                    : QJsonValue(scanner->errorMessage()));
     out.insert(QStringLiteral("completedScanCount"), scanner->completedScanCount());

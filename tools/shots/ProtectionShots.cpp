@@ -8,8 +8,7 @@ namespace {
 
 ProtectionQuarantineManager *managerOf(QObject *screen)
 {
-    return screen ? screen->property("quarantine").value<ProtectionQuarantineManager *>()
-                  : nullptr;
+    return screen ? screen->property("quarantine").value<ProtectionQuarantineManager *>() : nullptr;
 }
 
 } // namespace
