@@ -196,6 +196,13 @@ UninstallerScanner::uninstall(const QList<std::pair<InstalledApplication, Resolv
     // The bundle goes first: while it stays, so do the files it uses. Each is
     // reached from the folder the scan listed it in, and only while it is the
     // entry the scan saw.
+    // The quarantine is Velmora's own: a leftover that is it, holds it or lies
+    // in it stays, whatever name matched.
+    const QString quarantine = SystemLayout::quarantineFolder();
+    const auto touchesQuarantine = [&](const QString &path) {
+        return path == quarantine || quarantine.startsWith(path + QLatin1Char('/')) ||
+               path.startsWith(quarantine + QLatin1Char('/'));
+    };
     Trash::BatchOutcome outcome;
     for (const auto &[app, root] : removals) {
         if (!Trash::moveToTrash(root, app.url, app.identity)) {
@@ -203,7 +210,8 @@ UninstallerScanner::uninstall(const QList<std::pair<InstalledApplication, Resolv
             continue;
         }
         for (qsizetype i = 0; i < app.relatedFiles.size(); ++i)
-            if (i < app.relatedIdentities.size()) // a leftover that stays is not reported
+            // A leftover that stays is not reported.
+            if (i < app.relatedIdentities.size() && !touchesQuarantine(app.relatedFiles.at(i)))
                 Trash::moveToTrash(library, app.relatedFiles.at(i), app.relatedIdentities.at(i));
         outcome.moved.insert(app.id());
     }

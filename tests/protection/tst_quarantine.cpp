@@ -6,6 +6,7 @@
 #include "StorageScanner.h"
 #include "TestEnvironment.h"
 #include "TreeBuilder.h"
+#include "UninstallerScanner.h"
 
 #include <QCryptographicHash>
 #include <QJsonArray>
@@ -107,6 +108,7 @@ private slots:
     void killedAtEveryStepLosesNothing();
     void scannerSelectionTrustAndQuarantine();
     void walksNeverOfferTheQuarantine();
+    void uninstallerNeverMovesTheQuarantine();
     void probeShapes();
 };
 
@@ -687,6 +689,36 @@ void TestQuarantine::walksNeverOfferTheQuarantine()
     QTRY_VERIFY_WITH_TIMEOUT(protection.completedScanCount() == 2, 30000);
     for (const SecurityFinding &f : protection.findings())
         QVERIFY2(!f.url.startsWith(tree.folder()), qPrintable(f.url));
+}
+
+void TestQuarantine::uninstallerNeverMovesTheQuarantine()
+{
+    // An application whose name matches our own folder: the folder is listed
+    // with it, but stays, with what the quarantine holds.
+    MacTree tree;
+    const QString app = tree.root.bundle("Applications/Velmora.app",
+                                         {{"CFBundleIdentifier", "org.other.velmora"}}, false);
+    const QString item = tree.root.file("Users/ana/Downloads/run.sh", "isolated");
+    const QString cache = tree.root.file("Users/ana/Library/Caches/org.other.velmora/c", "c");
+    ProtectionQuarantineManager manager;
+    manager.quarantine({findingFor(item)});
+    waitIdle(manager);
+    QCOMPARE(manager.recordCount(), 1);
+    const QString isolated = manager.records().first().quarantinePath;
+
+    UninstallerScanner scanner;
+    scanner.scanApplications();
+    QTRY_VERIFY_WITH_TIMEOUT(scanner.completedScanCount() == 1, 30000);
+    QCOMPARE(scanner.applications().size(), 1);
+    QVERIFY(scanner.applications().first().relatedFiles.contains(
+        tree.home + "/Library/Application Support/Velmora"));
+    scanner.toggleSelection(scanner.applications().first());
+    scanner.uninstallSelected();
+    QTRY_VERIFY_WITH_TIMEOUT(!scanner.isRemoving(), 30000);
+    QVERIFY(!exists(app));
+    QVERIFY(!exists(cache));
+    QCOMPARE(contents(isolated), QByteArray("isolated"));
+    QCOMPARE(ProtectionQuarantineManager().recordCount(), 1);
 }
 
 void TestQuarantine::probeShapes()
