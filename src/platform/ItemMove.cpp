@@ -13,6 +13,20 @@
 
 namespace ItemMove {
 
+bool writeAll(int fd, const char *data, qint64 length)
+{
+    while (length > 0) {
+        const ssize_t n = write(fd, data, size_t(length));
+        if (n < 0 && errno == EINTR)
+            continue;
+        if (n <= 0)
+            return false;
+        data += n;
+        length -= n;
+    }
+    return true;
+}
+
 int renameNoReplace(int fromDir, const char *from, int toDir, const char *to)
 {
 #ifdef SYS_renameat2
@@ -59,20 +73,6 @@ bool fail(int *error, int value)
 {
     *error = value;
     return false;
-}
-
-bool writeAll(int fd, const char *data, qint64 length)
-{
-    while (length > 0) {
-        const ssize_t n = write(fd, data, size_t(length));
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0)
-            return false;
-        data += n;
-        length -= n;
-    }
-    return true;
 }
 
 void copyTimes(int fd, const struct stat &st)

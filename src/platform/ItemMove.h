@@ -31,6 +31,13 @@ Result move(int fromDir, const QByteArray &fromName, const struct stat &expected
             const QByteArray &toName, const QByteArray &tempName,
             const std::function<void()> &beforeRemovingOriginal = {});
 
+// Writes all of `data`, going on after interruptions. False with errno set.
+bool writeAll(int fd, const char *data, qint64 length);
+inline bool writeAll(int fd, const QByteArray &bytes)
+{
+    return writeAll(fd, bytes.constData(), bytes.size());
+}
+
 // Removes a tree that is ours (an unfinished copy): links are removed, never
 // followed. False when something stayed.
 bool removeTree(int dirFd, const QByteArray &name);

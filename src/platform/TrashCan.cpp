@@ -52,20 +52,6 @@ int ownFolder(int dirFd, const char *name, QString *why)
     return fd;
 }
 
-bool writeAll(int fd, const QByteArray &bytes)
-{
-    qsizetype done = 0;
-    while (done < bytes.size()) {
-        const ssize_t n = write(fd, bytes.constData() + done, size_t(bytes.size() - done));
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0)
-            return false;
-        done += n;
-    }
-    return fsync(fd) == 0;
-}
-
 // Undoes octal escapes of the mount table ("\040" for a space).
 QByteArray unescapeMountField(const QByteArray &field)
 {
@@ -288,7 +274,7 @@ TrashCan::Result TrashCan::take(const PinnedItem &item, QString *why,
                           .arg(errorText(errno)));
             return Result::Failed;
         }
-        const bool written = writeAll(fd, info);
+        const bool written = ItemMove::writeAll(fd, info) && fsync(fd) == 0;
         const int writeError = errno;
         const bool closed = close(fd) == 0;
         if (!written || !closed) {

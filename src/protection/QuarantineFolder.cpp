@@ -36,20 +36,6 @@ const char *operationName(QuarantineFolder::Operation operation)
     return "";
 }
 
-bool writeAll(int fd, const QByteArray &bytes)
-{
-    qsizetype done = 0;
-    while (done < bytes.size()) {
-        const ssize_t n = write(fd, bytes.constData() + done, size_t(bytes.size() - done));
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0)
-            return false;
-        done += n;
-    }
-    return true;
-}
-
 // A small regular file of the folder, never through a link and never blocking
 // on a pipe planted in its place.
 std::optional<QByteArray> readSmallFile(int dirFd, const QByteArray &name)
@@ -88,7 +74,7 @@ bool replaceFile(int dirFd, const QByteArray &name, const QByteArray &bytes)
                           O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
     if (fd < 0)
         return false;
-    const bool written = writeAll(fd, bytes) && fsync(fd) == 0;
+    const bool written = ItemMove::writeAll(fd, bytes) && fsync(fd) == 0;
     close(fd);
     if (!written || renameat(dirFd, temporary.constData(), dirFd, name.constData()) != 0) {
         unlinkat(dirFd, temporary.constData(), 0);
@@ -182,9 +168,39 @@ QList<QuarantineFolder::Intent> QuarantineFolder::intents() const
     return found;
 }
 
+// What replaceFile() leaves when the process dies between creating its file and
+// renaming it: ".records.json.<hex>.tmp" or ".<UUID>.pending.<hex>.tmp".
+static bool isLeftoverTemporary(const QByteArray &name)
+{
+    if (!name.startsWith('.') || !name.endsWith(".tmp"))
+        return false;
+    const QByteArray inner = name.mid(1, name.lastIndexOf('.', name.size() - 5) - 1);
+    return inner == "records.json" ||
+           (inner.size() == 36 + int(kIntentSuffix.size()) && inner.endsWith(kIntentSuffix));
+}
+
+void QuarantineFolder::removeLeftoverTemporaries() const
+{
+    const int listing = openat(fd(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    DIR *dir = listing >= 0 ? fdopendir(listing) : nullptr;
+    if (!dir) {
+        if (listing >= 0)
+            close(listing);
+        return;
+    }
+    QList<QByteArray> leftovers;
+    while (const dirent *entry = readdir(dir))
+        if (isLeftoverTemporary(entry->d_name))
+            leftovers.append(entry->d_name);
+    closedir(dir);
+    for (const QByteArray &name : leftovers)
+        unlinkat(fd(), name.constData(), 0);
+}
+
 QList<ProtectionQuarantineRecord>
 QuarantineFolder::recover(QList<ProtectionQuarantineRecord> records) const
 {
+    removeLeftoverTemporaries();
     const QList<Intent> pending = intents();
     bool changed = false;
     for (const Intent &intent : pending) {

@@ -63,5 +63,6 @@ public:
 private:
     explicit QuarantineFolder(FolderHandle folder) : m_folder(std::move(folder)) {}
     QList<Intent> intents() const;
+    void removeLeftoverTemporaries() const;
     FolderHandle m_folder;
 };

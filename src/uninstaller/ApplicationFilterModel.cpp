@@ -1,29 +1,14 @@
 #include "ApplicationFilterModel.h"
 
-ApplicationFilterModel::ApplicationFilterModel(QObject *parent) : QSortFilterProxyModel(parent)
-{
-    for (auto signal : {&QAbstractItemModel::rowsInserted, &QAbstractItemModel::rowsRemoved})
-        connect(this, signal, this, &ApplicationFilterModel::updateCount);
-    connect(this, &QAbstractItemModel::modelReset, this, &ApplicationFilterModel::updateCount);
-    connect(this, &QAbstractItemModel::layoutChanged, this, &ApplicationFilterModel::updateCount);
-}
-
-void ApplicationFilterModel::updateCount()
-{
-    if (rowCount() == m_count)
-        return;
-    m_count = rowCount();
-    Q_EMIT countChanged();
-}
+ApplicationFilterModel::ApplicationFilterModel(QObject *parent) : CountingFilterModel(parent) {}
 
 void ApplicationFilterModel::setSearchText(const QString &text)
 {
     if (text == m_searchText)
         return;
     m_searchText = text;
-    invalidateRowsFilter();
+    refilter();
     Q_EMIT searchTextChanged();
-    updateCount();
 }
 
 bool ApplicationFilterModel::matches(const QString &name, const QString &bundleIdentifier,

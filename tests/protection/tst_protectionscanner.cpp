@@ -1,4 +1,5 @@
 #include "FolderChooser.h"
+#include "MacTree.h"
 #include "MachOSigner.h"
 #include "PropertyList.h"
 #include "ProtectionScanner.h"
@@ -11,26 +12,6 @@
 // The seven automatic places, their walks and handlers, on a Mac tree whose home
 // lies inside the system root.
 namespace {
-
-struct MacTree
-{
-    TestEnvironment env;
-    TreeBuilder root{env.root()};
-    QString home = env.root() + "/Users/ana";
-    MacTree()
-    {
-        qputenv("HOME", QFile::encodeName(home));
-        root.folder("Users/ana");
-    }
-    ~MacTree() { qputenv("HOME", QFile::encodeName(env.home())); }
-    QString executable(const QString &relative)
-    {
-        const QString path = root.file(relative, "#!/bin/sh\n");
-        QFile::setPermissions(path, QFileDevice::ReadOwner | QFileDevice::WriteOwner |
-                                        QFileDevice::ExeOwner);
-        return path;
-    }
-};
 
 void scanAndWait(ProtectionScanner &scanner, const QString &custom = QString())
 {

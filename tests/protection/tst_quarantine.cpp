@@ -1,5 +1,6 @@
 #include "DuplicateScanner.h"
 #include "FileLocation.h"
+#include "MacTree.h"
 #include "ProtectionQuarantineManager.h"
 #include "ProtectionScanner.h"
 #include "ProtectionTrustStore.h"
@@ -22,20 +23,10 @@
 // the middle of every step, and the walks that must never offer its contents.
 namespace {
 
-struct MacTree
+QString quarantineFolder()
 {
-    TestEnvironment env;
-    TreeBuilder root{env.root()};
-    QString home = env.root() + "/Users/ana";
-    MacTree()
-    {
-        qputenv("HOME", QFile::encodeName(home));
-        root.folder("Users/ana");
-    }
-    ~MacTree() { qputenv("HOME", QFile::encodeName(env.home())); }
-    QString folder() const { return ProtectionQuarantineManager::quarantineDirectory(); }
-    QString index() const { return folder() + "/records.json"; }
-};
+    return ProtectionQuarantineManager::quarantineDirectory();
+}
 
 // A finding for the file as it is now, as a scan would have made it.
 SecurityFinding findingFor(const QString &path)
@@ -199,11 +190,11 @@ void TestQuarantine::quarantineRestoreAndTrash()
     const QString bundleFolder = tree.root.path("Users/ana/Downloads/Tool.app");
 
     ProtectionQuarantineManager manager;
-    QVERIFY(QFileInfo(tree.folder()).isDir());
-    QCOMPARE(QFileInfo(tree.folder()).permissions() & (QFile::ReadOther | QFile::ReadGroup),
+    QVERIFY(QFileInfo(quarantineFolder()).isDir());
+    QCOMPARE(QFileInfo(quarantineFolder()).permissions() & (QFile::ReadOther | QFile::ReadGroup),
              QFileDevice::Permissions());
     QVERIFY(!ProtectionQuarantineManager::canQuarantine(findingFor(system)));
-    QVERIFY(!ProtectionQuarantineManager::canQuarantine(findingFor(tree.folder())));
+    QVERIFY(!ProtectionQuarantineManager::canQuarantine(findingFor(quarantineFolder())));
     QVERIFY(!ProtectionQuarantineManager::canQuarantine(
         findingFor(tree.root.path("Users/ana/Library"))));
 
@@ -223,12 +214,12 @@ void TestQuarantine::quarantineRestoreAndTrash()
     QCOMPARE(manager.records().first().originalPath, bundleFolder);
     QSet<QString> places;
     for (const ProtectionQuarantineRecord &r : manager.records()) {
-        QCOMPARE(FileLocation::deletingLastPathComponent(r.quarantinePath), tree.folder());
+        QCOMPARE(FileLocation::deletingLastPathComponent(r.quarantinePath), quarantineFolder());
         QVERIFY(exists(r.quarantinePath));
         places.insert(r.quarantinePath);
     }
     QCOMPARE(places.size(), 4);
-    QCOMPARE(quarantineEntries(tree.folder()).size(), 5); // and records.json, nothing else
+    QCOMPARE(quarantineEntries(quarantineFolder()).size(), 5); // and records.json, nothing else
 
     // The file lists what the manager shows, and a new manager reads it back.
     ProtectionQuarantineManager reread;
@@ -328,17 +319,24 @@ void TestQuarantine::lostIndexAndLostItems()
         waitIdle(manager);
         QCOMPARE(manager.recordCount(), 1);
     }
+    // Files of a write cut short by a kill are cleared at the next start.
+    TreeBuilder folder(quarantineFolder());
+    folder.file(".records.json.5f3a.tmp", "[");
+    folder.file(".0A1B2C3D-4E5F-4071-8293-A4B5C6D7E8F9.pending.77.tmp", "{");
+    QCOMPARE(ProtectionQuarantineManager().recordCount(), 1);
+    QCOMPARE(quarantineEntries(quarantineFolder()).size(), 2);
+
     // A truncated index: nothing is listed, nothing is moved or deleted.
-    QFile index(tree.index());
+    QFile index(quarantineFolder() + "/records.json");
     QVERIFY(index.open(QIODevice::ReadWrite));
     const QByteArray whole = index.readAll();
     QVERIFY(index.resize(whole.size() / 2));
     index.close();
-    const QStringList before = quarantineEntries(tree.folder());
+    const QStringList before = quarantineEntries(quarantineFolder());
     QCOMPARE(ProtectionQuarantineManager().recordCount(), 0);
-    QCOMPARE(quarantineEntries(tree.folder()), before);
+    QCOMPARE(quarantineEntries(quarantineFolder()), before);
     // No index at all.
-    QVERIFY(QFile::remove(tree.index()));
+    QVERIFY(QFile::remove(quarantineFolder() + "/records.json"));
     QCOMPARE(ProtectionQuarantineManager().recordCount(), 0);
 }
 
@@ -348,7 +346,7 @@ void TestQuarantine::recordsPointingElsewhereAreNeverFollowed()
     ProtectionQuarantineManager first; // makes the folder
     const QString precious = tree.root.file("Users/ana/Documents/tax.pdf", "precious");
     const QString id = QStringLiteral("7A1B2C3D-4E5F-4071-8293-A4B5C6D7E8F9");
-    const QString inside = tree.folder() + "/" + id + "_link";
+    const QString inside = quarantineFolder() + "/" + id + "_link";
     // One record names a file outside the folder; another lies inside it but is
     // a link to that file.
     QVERIFY(QFile::link(precious, inside));
@@ -364,7 +362,7 @@ void TestQuarantine::recordsPointingElsewhereAreNeverFollowed()
                                          {"name", "link"},
                                          {"size", 8},
                                          {"quarantinedAt", 2.0}}};
-    QFile index(tree.index());
+    QFile index(quarantineFolder() + "/records.json");
     QVERIFY(index.open(QIODevice::WriteOnly));
     index.write(QJsonDocument(records).toJson());
     index.close();
@@ -411,7 +409,7 @@ void TestQuarantine::folderFaults()
         MacTree tree;
         const QString elsewhere = tree.root.folder("Users/ana/elsewhere");
         tree.root.folder("Users/ana/Library/Application Support/Velmora");
-        QVERIFY(QFile::link(elsewhere, tree.folder()));
+        QVERIFY(QFile::link(elsewhere, quarantineFolder()));
         const QString item = tree.root.file("Users/ana/Downloads/run.sh", "x");
         ProtectionQuarantineManager manager;
         QCOMPARE(manager.errorMessage(),
@@ -474,14 +472,14 @@ void TestQuarantine::acrossFileSystems()
     const ProtectionQuarantineRecord record = manager.records().first();
     QCOMPARE(contents(record.quarantinePath + "/Contents/MacOS/evil"), before);
     QVERIFY(QFileInfo(record.quarantinePath + "/Contents/current").isSymLink());
-    QCOMPARE(quarantineEntries(tree.folder()).size(), 2); // no partial copy left
+    QCOMPARE(quarantineEntries(quarantineFolder()).size(), 2); // no partial copy left
 
     manager.restore(record.id);
     waitIdle(manager);
     QCOMPARE(manager.errorMessage(), QString());
     QCOMPARE(contents(bundle + "/Contents/MacOS/evil"), before);
     QCOMPARE(QFile::symLinkTarget(bundle + "/Contents/current"), bundle + "/Contents/MacOS");
-    QCOMPARE(quarantineEntries(tree.folder()), QStringList{"records.json"});
+    QCOMPARE(quarantineEntries(quarantineFolder()), QStringList{"records.json"});
     qputenv("VELMORA_ROOT", savedRoot);
 }
 
@@ -532,7 +530,7 @@ struct CrashTree : MacTree
             QVERIFY2(exists(original) || recordedOriginals.contains(original) || trashed,
                      qPrintable(when + ": lost " + original));
         }
-        for (const QString &entry : quarantineEntries(folder()))
+        for (const QString &entry : quarantineEntries(quarantineFolder()))
             QVERIFY2(entry == "records.json" || recordedFiles.contains(entry),
                      qPrintable(when + ": unlisted " + entry));
     }
@@ -663,7 +661,7 @@ void TestQuarantine::walksNeverOfferTheQuarantine()
     QCOMPARE(manager.recordCount(), 2);
     // A hidden executable in the quarantine would be rated by the walk of the
     // application-support folder.
-    const QString hidden = tree.folder() + "/.tool";
+    const QString hidden = quarantineFolder() + "/.tool";
     tree.root.executableFile(hidden.mid(tree.env.root().size() + 1), "#!/bin/sh\n");
 
     StorageScanner large;
@@ -671,7 +669,7 @@ void TestQuarantine::walksNeverOfferTheQuarantine()
     QTRY_VERIFY_WITH_TIMEOUT(large.completedScanCount() == 1, 30000);
     QCOMPARE(large.fileCount(), 1); // twin-b.sh, still in Downloads
     QCOMPARE(large.files().first().name, QStringLiteral("twin-b.sh"));
-    large.scan(tree.folder(), 1);
+    large.scan(quarantineFolder(), 1);
     QTRY_VERIFY_WITH_TIMEOUT(large.completedScanCount() == 2, 30000);
     QCOMPARE(large.fileCount(), 0);
 
@@ -684,11 +682,11 @@ void TestQuarantine::walksNeverOfferTheQuarantine()
     protection.runFullScan();
     QTRY_VERIFY_WITH_TIMEOUT(protection.completedScanCount() == 1, 30000);
     for (const SecurityFinding &f : protection.findings())
-        QVERIFY2(!f.url.startsWith(tree.folder()), qPrintable(f.url));
+        QVERIFY2(!f.url.startsWith(quarantineFolder()), qPrintable(f.url));
     protection.scanCustom(tree.home + "/Library");
     QTRY_VERIFY_WITH_TIMEOUT(protection.completedScanCount() == 2, 30000);
     for (const SecurityFinding &f : protection.findings())
-        QVERIFY2(!f.url.startsWith(tree.folder()), qPrintable(f.url));
+        QVERIFY2(!f.url.startsWith(quarantineFolder()), qPrintable(f.url));
 }
 
 void TestQuarantine::uninstallerNeverMovesTheQuarantine()
