@@ -194,9 +194,20 @@ void ProtectionScanner::setTrustStore(ProtectionTrustStore *store)
     if (store == m_trustStore)
         return;
     disconnect(m_trustStore, nullptr, &m_findings, nullptr);
+    disconnect(m_trustStore, &QObject::destroyed, this, nullptr);
     m_trustStore = store;
     connect(m_trustStore, &ProtectionTrustStore::trustedIDsChanged, &m_findings,
             &ResultList<SecurityFinding>::refreshSelectable);
+    // A screen's store goes with the screen; this scanner may outlive it.
+    if (store != &m_storedTrust)
+        connect(store, &QObject::destroyed, this, [this] {
+            m_trustStore = &m_storedTrust;
+            m_storedTrust.load(); // what the screen's store saved meanwhile
+            connect(m_trustStore, &ProtectionTrustStore::trustedIDsChanged, &m_findings,
+                    &ResultList<SecurityFinding>::refreshSelectable);
+            m_findings.refreshSelectable();
+            Q_EMIT trustStoreChanged();
+        });
     m_findings.refreshSelectable();
     Q_EMIT trustStoreChanged();
 }
@@ -205,7 +216,7 @@ void ProtectionScanner::setQuarantine(ProtectionQuarantineManager *manager)
 {
     if (manager == m_quarantine)
         return;
-    m_quarantine = manager;
+    m_quarantine = manager; // a guarded pointer: it follows the screen that owns it
     Q_EMIT quarantineChanged();
 }
 

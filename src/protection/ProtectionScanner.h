@@ -8,6 +8,7 @@
 #include "ScannerBase.h"
 #include "SecurityFinding.h"
 
+#include <QPointer>
 #include <QtQml/qqmlregistration.h>
 
 // Reviews the seven automatic places (applications, downloads, launch agents
@@ -99,7 +100,7 @@ private:
     ProtectionRules::SignatureOf m_signatureOf;
     ProtectionTrustStore m_storedTrust; // until a screen hands its own
     ProtectionTrustStore *m_trustStore = &m_storedTrust;
-    ProtectionQuarantineManager *m_quarantine = nullptr;
+    QPointer<ProtectionQuarantineManager> m_quarantine;
 };
 
 // What may be offered for quarantine, and what the screen selects after a scan.

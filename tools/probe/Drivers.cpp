@@ -6,12 +6,13 @@ std::unique_ptr<ProbeDriver> makeDuplicatesDriver();
 std::unique_ptr<ProbeDriver> makeUninstallerDriver();
 std::unique_ptr<ProbeDriver> makeProtectionDriver();
 std::unique_ptr<ProbeDriver> makeQuarantineDriver();
+std::unique_ptr<ProbeDriver> makeFullDriver();
 
 // Module drivers, in catalogue order; each module adds its own as it lands.
 const QList<ProbeDriverFactory> &probeDrivers()
 {
-    static const QList<ProbeDriverFactory> drivers = {makeLargeFilesDriver, makeDuplicatesDriver,
-                                                      makeCleanupDriver,    makeUninstallerDriver,
-                                                      makeProtectionDriver, makeQuarantineDriver};
+    static const QList<ProbeDriverFactory> drivers = {
+        makeLargeFilesDriver, makeDuplicatesDriver, makeCleanupDriver, makeUninstallerDriver,
+        makeProtectionDriver, makeQuarantineDriver, makeFullDriver};
     return drivers;
 }

@@ -129,6 +129,8 @@ int ShotSession::renderAll()
     showDashboard();
     shootProtection(*this);
     showDashboard();
+    shootFullAnalysis(*this);
+    showDashboard();
     shootChooser(*this);
     shootFocus(*this);
     shootScanning(*this);

@@ -47,6 +47,7 @@ void shootCleanup(ShotSession &session);
 void shootDuplicates(ShotSession &session);
 void shootUninstaller(ShotSession &session);
 void shootProtection(ShotSession &session);
+void shootFullAnalysis(ShotSession &session);
 void shootChooser(ShotSession &session);
 void shootFocus(ShotSession &session);
 void shootScanning(ShotSession &session);

@@ -1,0 +1,177 @@
+#include "FullAnalysisCoordinator.h"
+
+#include "CleanupScanner.h"
+#include "DuplicateScanner.h"
+#include "ProtectionScanner.h"
+#include "StorageScanner.h"
+#include "SystemLayout.h"
+#include "UninstallerScanner.h"
+
+#include <QDateTime>
+
+namespace {
+
+const char *const kStepTexts[FullAnalysisCoordinator::kTotalSteps] = {
+    "Buscando archivos grandes…", "Buscando archivos duplicados…", "Analizando cachés…",
+    "Analizando aplicaciones instaladas…", "Comprobando protección…"};
+
+} // namespace
+
+FullAnalysisCoordinator::FullAnalysisCoordinator(QObject *parent)
+    : QObject(parent),
+      // Made in this order; the cache and application scanners schedule their
+      // first scan by themselves now.
+      m_storage(new StorageScanner(this)), m_duplicates(new DuplicateScanner(this)),
+      m_cleanup(new CleanupScanner(this)), m_uninstaller(new UninstallerScanner(this)),
+      m_protection(new ProtectionScanner(this)),
+      m_currentStep(QStringLiteral("Listo para comenzar")),
+      // The limit is one of wall-clock time, as the user counts it.
+      m_clock([] { return QDateTime::currentMSecsSinceEpoch(); })
+{
+    m_pollTimer.setSingleShot(true);
+    m_pollTimer.setTimerType(Qt::PreciseTimer); // a steady timer, no coalescing
+    connect(&m_pollTimer, &QTimer::timeout, this, &FullAnalysisCoordinator::poll);
+}
+
+FullAnalysisCoordinator::~FullAnalysisCoordinator() = default;
+
+void FullAnalysisCoordinator::setErrorMessage(const QString &message)
+{
+    if (message == m_errorMessage)
+        return;
+    m_errorMessage = message;
+    Q_EMIT errorMessageChanged();
+}
+
+void FullAnalysisCoordinator::setCurrentStep(const QString &text)
+{
+    m_currentStep = text;
+    Q_EMIT stateChanged();
+}
+
+void FullAnalysisCoordinator::resetResults()
+{
+    m_progress = 0.0;
+    m_completedSteps = 0;
+    m_totals = Totals();
+    m_currentStep = QStringLiteral("Preparando análisis completo");
+    Q_EMIT totalsChanged();
+    Q_EMIT stateChanged();
+}
+
+void FullAnalysisCoordinator::start()
+{
+    if (m_isRunning)
+        return;
+    resetResults();
+    m_isRunning = true;
+    m_stepDurations.clear();
+    Q_EMIT stateChanged();
+    setErrorMessage(QString());
+    beginStep(1);
+}
+
+ScannerBase *FullAnalysisCoordinator::scannerOf(int step) const
+{
+    switch (step) {
+    case 1:
+        return m_storage;
+    case 2:
+        return m_duplicates;
+    case 3:
+        return m_cleanup;
+    case 4:
+        return m_uninstaller;
+    default:
+        return m_protection;
+    }
+}
+
+void FullAnalysisCoordinator::beginStep(int step)
+{
+    m_step = step;
+    setCurrentStep(QString::fromUtf8(kStepTexts[step - 1]));
+    m_stepTimer.start();
+    ScannerBase *scanner = scannerOf(step);
+    m_startCount = scanner->completedScanCount();
+    switch (step) {
+    case 1:
+        m_storage->scan(SystemLayout::homeFolder(), 500);
+        break;
+    case 2:
+        m_duplicates->scan(SystemLayout::homeFolder(), 10);
+        break;
+    case 3:
+        m_cleanup->scan();
+        break;
+    case 4:
+        m_uninstaller->scanApplications();
+        break;
+    default:
+        m_protection->runFullScan();
+        break;
+    }
+    m_deadline = m_clock() + m_stepLimitMs;
+    poll(); // the first check comes at once
+}
+
+void FullAnalysisCoordinator::poll()
+{
+    ScannerBase *scanner = scannerOf(m_step);
+    if (m_clock() >= m_deadline) {
+        setErrorMessage(QStringLiteral("Uno de los análisis tardó demasiado y fue omitido."));
+    } else if (scanner->completedScanCount() <= m_startCount && scanner->isScanning()) {
+        m_pollTimer.start(m_pollIntervalMs);
+        return;
+    }
+    // A new result, a scan that stopped without one, or the limit.
+    finishStep();
+}
+
+void FullAnalysisCoordinator::readTotals(int step)
+{
+    switch (step) {
+    case 1:
+        m_totals.largeFilesCount = m_storage->fileCount();
+        m_totals.largeFilesSize = m_storage->totalSize();
+        break;
+    case 2:
+        m_totals.duplicateGroupsCount = m_duplicates->groupCount();
+        m_totals.recoverableDuplicateSize = m_duplicates->recoverableSize();
+        break;
+    case 3:
+        m_totals.cleanupItemsCount = m_cleanup->itemCount();
+        m_totals.cleanupSize = m_cleanup->totalSize();
+        break;
+    case 4:
+        m_totals.applicationsCount = m_uninstaller->applicationCount();
+        break;
+    default:
+        m_totals.dangerousCount = m_protection->dangerousCount();
+        m_totals.suspiciousCount = m_protection->suspiciousCount();
+        m_totals.reviewCount = m_protection->reviewCount();
+        m_totals.safeCount = m_protection->safeCount();
+        break;
+    }
+    Q_EMIT totalsChanged();
+}
+
+void FullAnalysisCoordinator::finishStep()
+{
+    const int step = m_step;
+    readTotals(step);
+    m_stepDurations.append(m_stepTimer.elapsed());
+    ++m_completedSteps;
+    m_progress = m_completedSteps / double(kTotalSteps);
+    Q_EMIT stateChanged();
+    Q_EMIT stepFinished(step);
+    if (step < kTotalSteps) {
+        beginStep(step + 1);
+        return;
+    }
+    m_step = 0;
+    m_currentStep = QStringLiteral("Análisis completo terminado");
+    m_progress = 1.0;
+    m_isRunning = false;
+    Q_EMIT stateChanged();
+}

@@ -1,0 +1,75 @@
+#include "FullAnalysisCoordinator.h"
+#include "ProbeDriver.h"
+
+#include <QCoreApplication>
+#include <QEventLoop>
+
+namespace {
+
+// full: the coordinator's whole run on the tree, with every step text it
+// published, in order, and how long each step took.
+class FullDriver : public ProbeDriver
+{
+public:
+    QString module() const override { return QStringLiteral("full"); }
+    QString usage() const override { return QStringLiteral("full"); }
+    ScannerBase *scanner() const override { return nullptr; }
+
+    bool run(const QStringList &options, ProbeResult *result, QString *usageError) override
+    {
+        if (!options.isEmpty()) {
+            *usageError = QStringLiteral("unexpected argument \"%1\"").arg(options.first());
+            return false;
+        }
+        QElapsedTimer elapsed;
+        elapsed.start();
+        FullAnalysisCoordinator coordinator;
+        QStringList steps;
+        const auto record = [&] {
+            if (steps.isEmpty() || steps.last() != coordinator.currentStep())
+                steps.append(coordinator.currentStep());
+        };
+        QObject::connect(&coordinator, &FullAnalysisCoordinator::stateChanged, record);
+        coordinator.start();
+        while (coordinator.isRunning())
+            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
+        const qint64 elapsedMs = elapsed.elapsed();
+
+        QJsonArray stepMs;
+        for (const qint64 ms : coordinator.stepDurationsMs())
+            stepMs.append(double(ms));
+        const QJsonObject totals{
+            {QStringLiteral("largeFilesCount"), coordinator.largeFilesCount()},
+            {QStringLiteral("largeFilesSize"), double(coordinator.largeFilesSize())},
+            {QStringLiteral("duplicateGroupsCount"), coordinator.duplicateGroupsCount()},
+            {QStringLiteral("recoverableDuplicateSize"),
+             double(coordinator.recoverableDuplicateSize())},
+            {QStringLiteral("cleanupItemsCount"), coordinator.cleanupItemsCount()},
+            {QStringLiteral("cleanupSize"), double(coordinator.cleanupSize())},
+            {QStringLiteral("applicationsCount"), coordinator.applicationsCount()},
+            {QStringLiteral("dangerousCount"), coordinator.dangerousCount()},
+            {QStringLiteral("suspiciousCount"), coordinator.suspiciousCount()},
+            {QStringLiteral("reviewCount"), coordinator.reviewCount()},
+            {QStringLiteral("safeCount"), coordinator.safeCount()}};
+        result->own = QJsonObject{
+            {QStringLiteral("module"), module()},
+            {QStringLiteral("currentStep"), coordinator.currentStep()},
+            {QStringLiteral("progress"), coordinator.progress()},
+            {QStringLiteral("completedSteps"), coordinator.completedSteps()},
+            {QStringLiteral("errorMessage"), coordinator.errorMessage().isEmpty()
+                                                 ? QJsonValue(QJsonValue::Null)
+                                                 : QJsonValue(coordinator.errorMessage())},
+            {QStringLiteral("elapsedMs"), double(elapsedMs)},
+            {QStringLiteral("steps"), QJsonArray::fromStringList(steps)},
+            {QStringLiteral("totals"), totals},
+            {QStringLiteral("stepMs"), stepMs}};
+        return true;
+    }
+};
+
+} // namespace
+
+std::unique_ptr<ProbeDriver> makeFullDriver()
+{
+    return std::make_unique<FullDriver>();
+}
