@@ -3,6 +3,8 @@
 
 #include <QCoreApplication>
 #include <QEventLoop>
+#include <QTimer>
+#include <cstdio>
 
 namespace {
 
@@ -30,10 +32,28 @@ public:
                 steps.append(coordinator.currentStep());
         };
         QObject::connect(&coordinator, &FullAnalysisCoordinator::stateChanged, record);
+        // VELMORA_STALLS=1: how long the main thread was ever kept from its
+        // event loop during the run, told on standard error (the JSON is the
+        // coordinator's state only).
+        const bool measureStalls = qEnvironmentVariableIntValue("VELMORA_STALLS") == 1;
+        QTimer tick;
+        QElapsedTimer sinceTick;
+        qint64 longestStall = 0;
+        if (measureStalls) {
+            tick.setTimerType(Qt::PreciseTimer);
+            tick.setInterval(2);
+            QObject::connect(&tick, &QTimer::timeout,
+                             [&] { longestStall = std::max(longestStall, sinceTick.restart()); });
+            sinceTick.start();
+            tick.start();
+        }
         coordinator.start();
         while (coordinator.isRunning())
             QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
         const qint64 elapsedMs = elapsed.elapsed();
+        if (measureStalls)
+            std::fprintf(stderr, "longest main-thread stall: %lld ms\n",
+                         static_cast<long long>(longestStall));
 
         QJsonArray stepMs;
         for (const qint64 ms : coordinator.stepDurationsMs())
