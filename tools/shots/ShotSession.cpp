@@ -66,7 +66,8 @@ QObject *ShotSession::find(const QString &objectName) const
 
 QObject *ShotSession::openModule(const QString &module)
 {
-    m_content->setProperty("selectedModule", module);
+    // As the sidebar does: a new screen with a scanner of its own.
+    QMetaObject::invokeMethod(m_content, "openModule", Q_ARG(QVariant, module));
     QObject *screen = nullptr;
     waitFor(
         [&] {
