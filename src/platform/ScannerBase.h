@@ -15,6 +15,7 @@
 #include <QtQml/qqmlregistration.h>
 #include <functional>
 #include <optional>
+#include <type_traits>
 
 // What a background walk hands back: a value, or the error text for the user.
 template <typename T> struct WalkOutcome
@@ -186,11 +187,17 @@ protected:
         if (isRemoving())
             return;
         setErrorMessage(QString());
-        runRemoval<Trash::BatchOutcome>([items, move] { return move(items); },
-                                        [forget, report](const Trash::BatchOutcome &outcome) {
-                                            report(outcome);
-                                            forget(outcome.moved);
-                                        });
+        // The outcome is a Trash::BatchOutcome, or a module's own that holds one
+        // and more; `forget` takes its moved set, or the whole outcome.
+        using Outcome = std::invoke_result_t<Move, const QList<Item> &>;
+        runRemoval<Outcome>([items, move] { return move(items); },
+                            [forget, report](const Outcome &outcome) {
+                                report(outcome);
+                                if constexpr (std::is_invocable_v<Forget, const Outcome &>)
+                                    forget(outcome);
+                                else
+                                    forget(outcome.moved);
+                            });
     }
 
     // "No fue posible mover: a, b." and the like.

@@ -11,13 +11,6 @@
 
 namespace {
 
-QString normalised(const QString &name)
-{
-    QString out = name.toLower();
-    out.remove(QLatin1Char(' '));
-    return out;
-}
-
 QString nameWithoutExtension(const QString &fileName)
 {
     const QString ext = FileLocation::pathExtension(fileName);
@@ -99,7 +92,7 @@ LibraryListing listLibrary(const QString &library)
             continue; // missing or unreadable: nothing of it is related
         for (const EntryInfo &child : *children) {
             listing.paths << child.path;
-            listing.normalisedNames << normalised(child.name);
+            listing.normalisedNames << ApplicationInventory::normalisedName(child.name);
             listing.identities.insert(
                 child.path, {child.device, child.inode, child.fileSize, child.modificationTimeMs});
         }
@@ -150,7 +143,7 @@ QList<InstalledApplication> findInstalledApplications(const QStringList &roots,
 QStringList relatedFiles(const std::optional<QString> &bundleIdentifier,
                          const QString &applicationName, const LibraryListing &library)
 {
-    const QString name = normalised(applicationName);
+    const QString name = ApplicationInventory::normalisedName(applicationName);
     const QString identifier = bundleIdentifier ? bundleIdentifier->toLower() : QString();
     if (name.isEmpty() && identifier.isEmpty())
         return {};
@@ -164,6 +157,13 @@ QStringList relatedFiles(const std::optional<QString> &bundleIdentifier,
     // Any order would do; a fixed one keeps equal scans equal.
     QStringList out(related.cbegin(), related.cend());
     std::sort(out.begin(), out.end());
+    return out;
+}
+
+QString normalisedName(const QString &name)
+{
+    QString out = name.toLower();
+    out.remove(QLatin1Char(' '));
     return out;
 }
 

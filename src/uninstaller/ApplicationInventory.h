@@ -39,6 +39,9 @@ struct FoundApplication
 };
 QList<FoundApplication> findApplicationsWithIcons(const QStringList &roots, const QString &library);
 
+// A name lower-cased and without spaces, as entries and applications are matched.
+QString normalisedName(const QString &name);
+
 // Entries of the searched folders whose name, lower-cased and without spaces,
 // contains the lower-cased identifier or the normalised application name. An
 // empty identifier counts as none: it would be contained in every name.

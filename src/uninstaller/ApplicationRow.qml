@@ -5,7 +5,8 @@ import Velmora.Core
 
 // One application: checkbox, icon, name, version and identifier (or path), total
 // size with the number of related files, reveal. The related files unfold below
-// the row, so the user can see every one that will go with the application.
+// the row, so the user can see every one that will go with the application, what
+// matched it, and those that stay because they may be another's.
 Item {
     id: row
 
@@ -16,6 +17,8 @@ Item {
     required property string detail
     required property string totalSizeText
     required property var relatedFiles
+    // Each related entry: url, matchedBy ("identifier" or "name"), kept, keptBecause.
+    required property var relatedDetails
     required property int relatedCount
     required property url iconUrl
     required property string installedFolder
@@ -186,23 +189,66 @@ Item {
         anchors.leftMargin: 8 + 18 + 12 + 44 + 12
         anchors.rightMargin: 24
         spacing: 3
-        Text {
-            width: parent.width
-            text: "Se moverán a la Papelera junto con la aplicación:"
-            color: VelmoraTheme.secondaryText
-            font.pixelSize: 11
-            font.weight: Font.DemiBold
-        }
         Repeater {
-            model: row.expanded ? row.relatedFiles : []
-            delegate: Text {
-                required property string modelData
+            model: row.expanded ? [false, true] : []
+            delegate: Column {
+                id: section
+                required property bool modelData
+                readonly property bool keptSection: modelData
+                readonly property var entries: row.relatedDetails.filter(d => d.kept === keptSection)
+                visible: entries.length > 0
                 width: relatedColumn.width
-                text: row.shortPath(modelData)
-                color: VelmoraTheme.secondaryText
-                font.pixelSize: 11
-                elide: Text.ElideMiddle
-                textFormat: Text.PlainText
+                spacing: 3
+                Text {
+                    objectName: section.keptSection ? "keptHeader" : "movingHeader"
+                    width: parent.width
+                    topPadding: section.keptSection ? 4 : 0
+                    text: section.keptSection ? "Se quedarán en su lugar:"
+                                              : "Se moverán a la Papelera junto con la aplicación:"
+                    color: VelmoraTheme.secondaryText
+                    font.pixelSize: 11
+                    font.weight: Font.DemiBold
+                }
+                Repeater {
+                    model: section.entries
+                    delegate: Column {
+                        id: entry
+                        required property var modelData
+                        objectName: "relatedEntry"
+                        width: section.width
+                        RowLayout {
+                            width: parent.width
+                            spacing: 8
+                            Text {
+                                objectName: "relatedPath"
+                                Layout.fillWidth: true
+                                text: row.shortPath(entry.modelData.url)
+                                color: VelmoraTheme.secondaryText
+                                font.pixelSize: 11
+                                elide: Text.ElideMiddle
+                                textFormat: Text.PlainText
+                            }
+                            Text {
+                                objectName: "matchedBy"
+                                text: entry.modelData.matchedBy === "identifier"
+                                      ? "por identificador" : "por nombre"
+                                color: VelmoraTheme.mutedText
+                                font.pixelSize: 10
+                            }
+                        }
+                        Text {
+                            objectName: "keptReason"
+                            visible: entry.modelData.kept
+                            width: parent.width
+                            leftPadding: 10
+                            text: entry.modelData.keptBecause
+                            color: VelmoraTheme.warning
+                            font.pixelSize: 10
+                            elide: Text.ElideRight
+                            textFormat: Text.PlainText
+                        }
+                    }
+                }
             }
         }
     }

@@ -54,6 +54,18 @@ UninstallerScanner::UninstallerScanner(QObject *parent)
              [](const InstalledApplication &app) {
                  return QVariant(int(app.relatedFiles.size()));
              }},
+            {"relatedDetails",
+             [this](const InstalledApplication &app) {
+                 QVariantList details;
+                 for (const LeftoverOwnership::Decision &d : relatedDecisions(app))
+                     details.append(QVariantMap{
+                         {QStringLiteral("url"), d.url},
+                         {QStringLiteral("matchedBy"),
+                          d.byIdentifier ? QStringLiteral("identifier") : QStringLiteral("name")},
+                         {QStringLiteral("kept"), d.kept},
+                         {QStringLiteral("keptBecause"), d.keptBecause}});
+                 return QVariant(details);
+             }},
             {"iconUrl",
              [this](const InstalledApplication &app) {
                  const QString icon = m_iconPaths.value(app.id());
@@ -63,6 +75,18 @@ UninstallerScanner::UninstallerScanner(QObject *parent)
              [this](const InstalledApplication &app) { return QVariant(installedFolder(app)); }}}})
 {
     setResults(&m_applications);
+    // What would stay with an uninstall depends on what else goes with it, and
+    // on what else is installed.
+    connect(&m_applications, &ResultModel::selectionChanged, this,
+            &UninstallerScanner::selectedKeptCountChanged);
+    connect(this, &UninstallerScanner::applicationsChanged, this,
+            &UninstallerScanner::selectedKeptCountChanged);
+    connect(&m_applications, &ResultModel::selectionChanged, this, [this] {
+        if (m_applications.count() > 0)
+            Q_EMIT m_applications.dataChanged(m_applications.index(0),
+                                              m_applications.index(m_applications.count() - 1),
+                                              {m_applications.role("relatedDetails")});
+    });
     // The first analysis starts on the next turn of the event loop, and not at
     // all if the scanner is gone by then.
     QTimer::singleShot(0, this, [this] { scanApplications(); });
@@ -160,29 +184,134 @@ ResolvedRoot UninstallerScanner::rootOf(const InstalledApplication &app) const
     return {};
 }
 
+QList<LeftoverOwnership::Decision>
+UninstallerScanner::relatedDecisions(const InstalledApplication &app) const
+{
+    QList<InstalledApplication> staying;
+    for (const InstalledApplication &other : applications())
+        if (other.id() != app.id() && !m_applications.selection().contains(other.id()))
+            staying.append(other);
+    return LeftoverOwnership::decide(app, staying);
+}
+
+namespace {
+
+// The applications that stay when `leaving` go.
+QList<InstalledApplication> stayingWithout(const QList<InstalledApplication> &all,
+                                           const QSet<QString> &leaving)
+{
+    QList<InstalledApplication> staying;
+    for (const InstalledApplication &app : all)
+        if (!leaving.contains(app.id()))
+            staying.append(app);
+    return staying;
+}
+
+} // namespace
+
+UninstallerScanner::UninstallPlan UninstallerScanner::uninstallPlan() const
+{
+    // Only what is each application's own goes with it: an entry that another
+    // staying application matches as well or better, a weak match, Apple's
+    // and Velmora's own stay. An entry two leaving applications share goes
+    // once.
+    const QList<InstalledApplication> staying =
+        stayingWithout(applications(), m_applications.selection());
+    UninstallPlan plan;
+    QSet<QString> moving;
+    QStringList keptByOne;
+    for (InstalledApplication app : selectedApplications()) {
+        const QList<LeftoverOwnership::Decision> decisions =
+            LeftoverOwnership::decide(app, staying);
+        QStringList files;
+        QList<FileIdentity> identities;
+        for (qsizetype i = 0; i < decisions.size(); ++i) {
+            const QString &url = decisions.at(i).url;
+            if (decisions.at(i).kept) {
+                if (!keptByOne.contains(url))
+                    keptByOne.append(url);
+            } else if (i < app.relatedIdentities.size() && !moving.contains(url)) {
+                moving.insert(url);
+                files.append(url);
+                identities.append(app.relatedIdentities.at(i));
+            }
+        }
+        app.relatedFiles = files;
+        app.relatedIdentities = identities;
+        plan.applications.append(app);
+    }
+    for (const QString &url : keptByOne)
+        if (!moving.contains(url))
+            plan.kept.append(url);
+    return plan;
+}
+
+QList<InstalledApplication>
+UninstallerScanner::remainingAfter(const QList<InstalledApplication> &listed,
+                                   const QSet<QString> &removed)
+{
+    // The applications that stay lose the related entries they shared with
+    // what went; their sizes are measured again. The list itself is not.
+    QList<InstalledApplication> remaining;
+    for (InstalledApplication app : listed) {
+        if (removed.contains(app.id()))
+            continue;
+        QStringList related;
+        QList<FileIdentity> identities;
+        for (qsizetype i = 0; i < app.relatedFiles.size(); ++i) {
+            if (!FileSystem::resourceValues(app.relatedFiles.at(i)))
+                continue;
+            related.append(app.relatedFiles.at(i));
+            if (i < app.relatedIdentities.size())
+                identities.append(app.relatedIdentities.at(i));
+        }
+        if (related.size() != app.relatedFiles.size()) {
+            app.relatedFiles = related;
+            app.relatedIdentities = identities;
+            app.relatedSize = 0;
+            for (const QString &entry : related)
+                app.relatedSize += ApplicationInventory::folderSize(entry);
+        }
+        remaining.append(app);
+    }
+    return remaining;
+}
+
+int UninstallerScanner::selectedKeptCount() const
+{
+    return int(uninstallPlan().kept.size());
+}
+
 void UninstallerScanner::uninstallSelected()
 {
+    const UninstallPlan plan = uninstallPlan();
+    const int kept = int(plan.kept.size());
     QList<std::pair<InstalledApplication, ResolvedRoot>> removals;
-    for (const InstalledApplication &app : selectedApplications())
+    for (const InstalledApplication &app : plan.applications)
         removals.append({app, rootOf(app)});
     removeItems(
         removals, QStringLiteral("Selecciona una aplicación."),
-        [library =
-             m_libraryRoot](const QList<std::pair<InstalledApplication, ResolvedRoot>> &removals) {
-            return uninstall(removals, library);
+        [library = m_libraryRoot, listed = applications()](
+            const QList<std::pair<InstalledApplication, ResolvedRoot>> &removals) {
+            UninstallOutcome out;
+            static_cast<Trash::BatchOutcome &>(out) = uninstall(removals, library);
+            out.remaining = remainingAfter(listed, out.moved);
+            return out;
         },
-        [this](const QSet<QString> &removed) {
-            QList<InstalledApplication> remaining;
-            for (const InstalledApplication &app : applications())
-                if (!removed.contains(app.id()))
-                    remaining.append(app);
-            m_applications.setSelection(m_applications.selection() - removed);
-            setApplications(remaining, m_iconPaths); // whoever was listed twice may not be now
+        [this](const UninstallOutcome &outcome) {
+            m_applications.setSelection(m_applications.selection() - outcome.moved);
+            setApplications(outcome.remaining,
+                            m_iconPaths); // whoever was listed twice may not be now
         },
-        [this](const Trash::BatchOutcome &outcome) {
+        [this, kept](const Trash::BatchOutcome &outcome) {
             if (outcome.failedNames.isEmpty())
-                setStatusText(QStringLiteral("%1 aplicación(es) movidas a la Papelera.")
-                                  .arg(outcome.moved.size()));
+                setStatusText(
+                    QStringLiteral("%1 aplicación(es) movidas a la Papelera.")
+                        .arg(outcome.moved.size()) +
+                    (kept > 0 ? QStringLiteral(" Se conservaron %1 archivo(s) relacionados que "
+                                               "pueden ser de otras aplicaciones o del sistema.")
+                                    .arg(kept)
+                              : QString()));
             else
                 setErrorMessage(failedNames(QStringLiteral("No fue posible desinstalar: "),
                                             outcome.failedNames));

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "InstalledApplication.h"
+#include "LeftoverOwnership.h"
 #include "ResolvedRoot.h"
 #include "ResultList.h"
 #include "ScannerBase.h"
@@ -22,6 +23,8 @@ class UninstallerScanner : public ScannerBase
     Q_PROPERTY(QStringList selectedApplicationIDs READ selectedApplicationIDList WRITE
                    setSelectedApplicationIDList NOTIFY selectionChanged)
     Q_PROPERTY(bool isUninstalling READ isRemoving NOTIFY isRemovingChanged)
+    // Related entries of the selection that an uninstall would leave in place.
+    Q_PROPERTY(int selectedKeptCount READ selectedKeptCount NOTIFY selectedKeptCountChanged)
 
 public:
     explicit UninstallerScanner(QObject *parent = nullptr);
@@ -44,10 +47,33 @@ public:
     void toggleSelection(const InstalledApplication &app) { toggleSelection(app.id()); }
     Q_INVOKABLE void uninstallSelected();
 
+    // Each related entry of `app` with what matched and whether it would move
+    // if `app` went with the selection: every application neither selected
+    // nor `app` stays.
+    QList<LeftoverOwnership::Decision> relatedDecisions(const InstalledApplication &app) const;
+    // What uninstalling the selection would move: each selected application
+    // with only the related entries that go with it, and the related entries
+    // that stay in place.
+    struct UninstallPlan
+    {
+        QList<InstalledApplication> applications;
+        QStringList kept;
+    };
+    UninstallPlan uninstallPlan() const;
+    int selectedKeptCount() const;
+
 Q_SIGNALS:
     void applicationsChanged();
+    void selectedKeptCountChanged();
 
 private:
+    // An uninstall's outcome, with the applications that stay as they are now.
+    struct UninstallOutcome : Trash::BatchOutcome
+    {
+        QList<InstalledApplication> remaining;
+    };
+    static QList<InstalledApplication> remainingAfter(const QList<InstalledApplication> &listed,
+                                                      const QSet<QString> &removed);
     static Trash::BatchOutcome
     uninstall(const QList<std::pair<InstalledApplication, ResolvedRoot>> &removals,
               const ResolvedRoot &library);

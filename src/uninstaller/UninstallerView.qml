@@ -25,6 +25,10 @@ ResultScreen {
     confirmation.message: view.scanner.selectedCount + " aplicación(es), "
                           + Formatters.formatBytes(view.scanner.selectedSize)
                           + ". Podrás recuperarlas desde la Papelera."
+                          + (view.scanner.selectedKeptCount > 0
+                             ? " Se conservarán " + view.scanner.selectedKeptCount
+                               + " archivo(s) relacionados que pueden ser de otras aplicaciones o del sistema."
+                             : "")
     confirmation.confirmText: "Mover aplicaciones y archivos relacionados a la Papelera"
     confirmation.onConfirmed: view.scanner.uninstallSelected()
 

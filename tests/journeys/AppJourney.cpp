@@ -87,6 +87,15 @@ QQuickItem *AppJourney::itemIn(QQuickItem *scope, const QString &objectName) con
     return nullptr;
 }
 
+QList<QQuickItem *> AppJourney::allIn(QQuickItem *scope, const QString &objectName) const
+{
+    QList<QQuickItem *> shown;
+    for (QQuickItem *item : named(scope, objectName))
+        if (isShown(item))
+            shown << item;
+    return shown;
+}
+
 QQuickItem *AppJourney::waitForItem(const QString &objectName, int timeoutMs) const
 {
     QQuickItem *found = nullptr;

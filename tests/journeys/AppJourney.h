@@ -35,6 +35,8 @@ public:
     QQuickItem *item(const QString &objectName) const;
     // The visible item of that name inside `scope`.
     QQuickItem *itemIn(QQuickItem *scope, const QString &objectName) const;
+    // Every shown item of that name in the scope, in tree order.
+    QList<QQuickItem *> allIn(QQuickItem *scope, const QString &objectName) const;
     // Waits for a visible item of that name.
     QQuickItem *waitForItem(const QString &objectName, int timeoutMs = 5000) const;
     // The delegate of `list` whose `role` property reads `value`, scrolled into view.

@@ -18,6 +18,7 @@ private Q_SLOTS:
     void initTestCase() { AppSetup::configureApplication(); }
     void fromCardUninstallWithLeftovers();
     void fromSidebarTellsTwoInstallationsApart();
+    void keptEntriesSayWhyAndStayInPlace();
 
 private:
     static QString application(const QString &base, const QString &name, const QString &identifier);
@@ -105,6 +106,8 @@ void TestUninstallerJourney::fromSidebarTellsTwoInstallationsApart()
         application(app.root(), QStringLiteral("Quill"), QStringLiteral("com.quill"));
     const QString mine =
         application(app.home(), QStringLiteral("Quill"), QStringLiteral("com.quill"));
+    const QString prefs =
+        TreeBuilder(app.home()).file(QStringLiteral("Library/Preferences/com.quill.plist"), "x");
     QVERIFY(app.start());
     QVERIFY(app.click(QStringLiteral("sidebar_uninstaller")));
     QVERIFY(app.waitForScans(1));
@@ -120,18 +123,90 @@ void TestUninstallerJourney::fromSidebarTellsTwoInstallationsApart()
         app.itemIn(homeRow, QStringLiteral("installedFolderBadge"))->property("text").toString(),
         QStringLiteral("En ~/Applications"));
 
-    // Uninstalling the copy in the home leaves the other in place.
+    // Uninstalling the copy in the home leaves the other in place, and the
+    // preferences both use.
     QVERIFY(app.clickItem(app.itemIn(homeRow, QStringLiteral("rowCheckBox"))));
     QVERIFY(app.click(QStringLiteral("selectionActionButton")));
+    QVERIFY(app.text(QStringLiteral("dialogMessage"))
+                .endsWith(QStringLiteral(" Se conservarán 1 archivo(s) relacionados que pueden "
+                                         "ser de otras aplicaciones o del sistema.")));
     QVERIFY(app.click(QStringLiteral("dialogConfirmButton")));
     QVERIFY(app.waitFor([&] { return !QFile::exists(mine); }, 10000));
     QCOMPARE(app.trashNames(), QStringList({"Quill.app"}));
     QCOMPARE(app.trashInfoPath(QStringLiteral("Quill.app")), mine);
     QVERIFY(QFile::exists(system));
+    QVERIFY(QFile::exists(prefs));
+    QCOMPARE(app.text(QStringLiteral("statusLine")),
+             QStringLiteral("1 aplicación(es) movidas a la Papelera. Se conservaron 1 archivo(s) "
+                            "relacionados que pueden ser de otras aplicaciones o del sistema."));
+    systemRow = app.row(QStringLiteral("applicationList"), "url", system);
+    QCOMPARE(app.itemIn(systemRow, QStringLiteral("relatedLine"))->property("text").toString(),
+             QStringLiteral("1 archivo(s) relacionados"));
 
     QVERIFY(app.click(QStringLiteral("backButton")));
     QCOMPARE(app.text(QStringLiteral("activityBanner")),
              QStringLiteral("Desinstalación profunda terminada."));
+}
+
+// Every related entry unfolds with what matched it; those that may be another
+// application's or the system's say why they stay, and stay.
+void TestUninstallerJourney::keptEntriesSayWhyAndStayInPlace()
+{
+    AppJourney app;
+    application(app.root(), QStringLiteral("a"), QStringLiteral("org.thirdparty.atool"));
+    const QString tool =
+        application(app.root(), QStringLiteral("Tool"), QStringLiteral("com.vendor.tool"));
+    TreeBuilder library(app.home() + QStringLiteral("/Library"));
+    const QString atool = library.file(QStringLiteral("Caches/org.thirdparty.atool/db"), "x");
+    const QString support = library.file(QStringLiteral("Application Support/Tool/db"), "x");
+    const QString apple = library.file(QStringLiteral("Containers/com.apple.toolkit/x"), "x");
+    QVERIFY(app.start());
+    QVERIFY(app.click(QStringLiteral("sidebar_uninstaller")));
+    QVERIFY(app.waitForScans(1));
+
+    QQuickItem *row = app.row(QStringLiteral("applicationList"), "name", QStringLiteral("Tool"));
+    QVERIFY(row);
+    QCOMPARE(app.itemIn(row, QStringLiteral("relatedLine"))->property("text").toString(),
+             QStringLiteral("3 archivo(s) relacionados"));
+    QVERIFY(app.clickItem(app.itemIn(row, QStringLiteral("relatedLine"))));
+    row = app.row(QStringLiteral("applicationList"), "name", QStringLiteral("Tool"));
+    QVERIFY(app.waitFor([&] { return app.itemIn(row, QStringLiteral("keptHeader")) != nullptr; },
+                        3000));
+    // Path, what matched, and for the kept ones, why.
+    QMap<QString, QStringList> shown;
+    for (QQuickItem *entry : app.allIn(row, QStringLiteral("relatedEntry"))) {
+        QStringList line{
+            app.itemIn(entry, QStringLiteral("matchedBy"))->property("text").toString()};
+        if (QQuickItem *reason = app.itemIn(entry, QStringLiteral("keptReason")))
+            line << reason->property("text").toString();
+        shown.insert(app.itemIn(entry, QStringLiteral("relatedPath"))->property("text").toString(),
+                     line);
+    }
+    QCOMPARE(shown.value(QStringLiteral("~/Library/Application Support/Tool")),
+             QStringList({"por nombre"}));
+    QCOMPARE(shown.value(QStringLiteral("~/Library/Caches/org.thirdparty.atool")),
+             QStringList({"por nombre", "También puede ser de a."}));
+    QCOMPARE(shown.value(QStringLiteral("~/Library/Containers/com.apple.toolkit")),
+             QStringList({"por nombre", "Es de Apple."}));
+    QCOMPARE(shown.size(), 3);
+
+    QVERIFY(app.clickItem(app.itemIn(row, QStringLiteral("rowCheckBox"))));
+    QVERIFY(app.click(QStringLiteral("selectionActionButton")));
+    QVERIFY(
+        app.text(QStringLiteral("dialogMessage"))
+            .endsWith(QStringLiteral(". Podrás recuperarlas desde la Papelera. Se conservarán 2 "
+                                     "archivo(s) relacionados que pueden ser de otras "
+                                     "aplicaciones o del sistema.")));
+    QVERIFY(app.click(QStringLiteral("dialogConfirmButton")));
+    QVERIFY(app.waitFor([&] { return !QFile::exists(tool); }, 10000));
+    QVERIFY(app.waitFor([&] { return app.trashNames().size() == 2; }, 5000));
+    QCOMPARE(app.trashNames(), QStringList({"Tool", "Tool.app"}));
+    QCOMPARE(app.trashInfoPath(QStringLiteral("Tool")), QFileInfo(support).path());
+    QVERIFY(QFile::exists(atool));
+    QVERIFY(QFile::exists(apple));
+    QCOMPARE(app.text(QStringLiteral("statusLine")),
+             QStringLiteral("1 aplicación(es) movidas a la Papelera. Se conservaron 2 archivo(s) "
+                            "relacionados que pueden ser de otras aplicaciones o del sistema."));
 }
 
 QTEST_MAIN(TestUninstallerJourney)

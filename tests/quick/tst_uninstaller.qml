@@ -113,11 +113,16 @@ Item {
             const unfolded = rowNamed("Folio Reader");
             tryVerify(() => findChild(unfolded, "relatedFiles").visible);
             const lines = [];
-            for (let i = 0; i < findChild(unfolded, "relatedFiles").children.length; ++i) {
-                const child = findChild(unfolded, "relatedFiles").children[i];
-                if (child.text !== undefined)
-                    lines.push(child.text);
-            }
+            const collect = item => {
+                for (let i = 0; i < item.children.length; ++i) {
+                    const child = item.children[i];
+                    if (child.objectName === "relatedPath" && child.visible)
+                        lines.push(child.text);
+                    collect(child);
+                }
+            };
+            collect(findChild(unfolded, "relatedFiles"));
+            compare(lines.length, 2, lines.join("|"));
             verify(lines.indexOf("~/Library/Preferences/com.example.folio.plist") >= 0, lines.join("|"));
             verify(lines.indexOf("~/Library/Application Support/FolioReader") >= 0, lines.join("|"));
             verify(Fixtures.exists(folio));

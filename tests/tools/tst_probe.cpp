@@ -122,22 +122,41 @@ void TestProbe::uninstallerSelectsByNameAndUninstalls()
     QCOMPARE(listed.value("items").toArray().size(), 3);
     for (const QJsonValue &value : listed.value("items").toArray()) {
         const QJsonObject app = value.toObject();
-        QCOMPARE(app.keys(), QStringList({"appSize", "bundleIdentifier", "name", "relatedFiles",
-                                          "relatedSize", "url", "version"}));
+        QCOMPARE(app.keys(), QStringList({"appSize", "bundleIdentifier", "name", "related",
+                                          "relatedFiles", "relatedSize", "url", "version"}));
         if (app.value("name") == QLatin1String("Other")) {
             QVERIFY(app.value("bundleIdentifier").isNull());
             QCOMPARE(app.value("version").toString(), QStringLiteral("2.0"));
+            QCOMPARE(app.value("related").toArray(), QJsonArray());
         } else {
             QCOMPARE(app.value("relatedFiles").toArray(),
                      QJsonArray({home.path("Library/Logs/com.example.twin.log")}));
+            // The other installation stays: the log is kept for it.
+            QCOMPARE(app.value("related").toArray(),
+                     QJsonArray({QJsonObject{
+                         {"url", home.path("Library/Logs/com.example.twin.log")},
+                         {"matchedBy", "identifier"},
+                         {"kept", true},
+                         {"keptBecause", "También es de otra instalación de Twin."}}}));
         }
     }
+    QVERIFY(!listed.contains("kept"));
+
+    // One installation alone leaves the log to the other, and says so.
+    const QJsonObject one =
+        run({"uninstaller", "--select-path", home.path("Applications/Twin.app"), "--uninstall"});
+    QCOMPARE(one.value("kept").toArray(),
+             QJsonArray({home.path("Library/Logs/com.example.twin.log")}));
+    QVERIFY(QFile::exists(home.path("Library/Logs/com.example.twin.log")));
+    QVERIFY(QFile::exists(root.path("Applications/Twin.app")));
+    home.bundle("Applications/Twin.app", {{"CFBundleIdentifier", "com.example.twin"}}, false);
 
     // A name selects every application of that name.
     const QJsonObject removed = run({"uninstaller", "--select", "Twin", "--uninstall"});
     QCOMPARE(removed.value("statusText").toString(),
              QStringLiteral("2 aplicación(es) movidas a la Papelera."));
     QCOMPARE(removed.value("items").toArray().size(), 1);
+    QCOMPARE(removed.value("kept").toArray(), QJsonArray());
     QVERIFY(removed.value("selected").toArray().isEmpty());
     QVERIFY(!QFile::exists(home.path("Library/Logs/com.example.twin.log")));
     QVERIFY(QFile::exists(root.path("Applications/Other.app")));

@@ -79,12 +79,28 @@ public:
             }
         }
         if (uninstall) {
+            // What the uninstall leaves in place, decided before it runs.
+            const QStringList keptPaths = m_scanner->uninstallPlan().kept;
             runBeforeRemove();
             m_scanner->uninstallSelected();
             waitForRemoval(m_scanner.get());
+            result->extra.insert(QStringLiteral("kept"), QJsonArray::fromStringList(keptPaths));
         }
-        for (const InstalledApplication &app : m_scanner->applications())
-            result->items.append(toJson(app));
+        for (const InstalledApplication &app : m_scanner->applications()) {
+            QJsonObject item = toJson(app);
+            QJsonArray related;
+            for (const LeftoverOwnership::Decision &d : m_scanner->relatedDecisions(app))
+                related.append(QJsonObject{
+                    {QStringLiteral("url"), d.url},
+                    {QStringLiteral("matchedBy"),
+                     d.byIdentifier ? QStringLiteral("identifier") : QStringLiteral("name")},
+                    {QStringLiteral("kept"), d.kept},
+                    {QStringLiteral("keptBecause"), d.keptBecause.isEmpty()
+                                                        ? QJsonValue(QJsonValue::Null)
+                                                        : QJsonValue(d.keptBecause)}});
+            item.insert(QStringLiteral("related"), related);
+            result->items.append(item);
+        }
         for (const InstalledApplication &app : m_scanner->selectedApplications())
             result->selected.append(app.id());
         return true;
