@@ -98,6 +98,7 @@ Card {
             delegate: CleanupRow {
                 width: list.width
                 recommended: results.recommended[itemId] === true
+                inUseBy: results.scanner.inUseApplications[itemId] ?? ""
                 onToggled: results.scanner.toggleSelection(itemId)
             }
         }

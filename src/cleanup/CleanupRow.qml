@@ -4,7 +4,7 @@ import Velmora
 import Velmora.Core
 
 // One cache entry: checkbox, icon, names, file count and date, protection reason,
-// badge, size, reveal.
+// badge (protected, in use by an open application, or recommended), size, reveal.
 Item {
     id: row
 
@@ -19,6 +19,8 @@ Item {
     required property string protectionReason
     required property bool selected
     property bool recommended: false
+    // The open application that keeps this cache out of the smart selection.
+    property string inUseBy: ""
     signal toggled
 
     readonly property color orange: "#FF9F0A"
@@ -98,9 +100,10 @@ Item {
         }
         Badge {
             objectName: "rowBadge"
-            visible: row.isProtected || row.recommended
-            text: row.isProtected ? "PROTEGIDA POR macOS" : "RECOMENDADA"
-            tint: row.isProtected ? row.orange : VelmoraTheme.success
+            visible: row.isProtected || row.inUseBy !== "" || row.recommended
+            text: row.isProtected ? "PROTEGIDA POR macOS" : row.inUseBy !== "" ? "EN USO" : "RECOMENDADA"
+            tint: row.isProtected ? row.orange : row.inUseBy !== "" ? VelmoraTheme.cyan : VelmoraTheme.success
+            help: !row.isProtected && row.inUseBy !== "" ? "En uso por " + row.inUseBy + ", que está abierta." : ""
         }
         Text {
             text: row.sizeText

@@ -65,7 +65,7 @@ QString readableName(const QString &name)
     return name;
 }
 
-bool isProbablyInUse(const CleanupItem &item, const QList<RunningApplication> &running)
+const RunningApplication *inUseBy(const CleanupItem &item, const QList<RunningApplication> &running)
 {
     const QString n = item.name.toLower();
     const QString d = item.displayName.toLower();
@@ -73,19 +73,24 @@ bool isProbablyInUse(const CleanupItem &item, const QList<RunningApplication> &r
         if (!app.bundleIdentifier.isEmpty()) {
             const QString b = app.bundleIdentifier.toLower();
             if (n == b || n.contains(b) || b.contains(n))
-                return true;
+                return &app;
             const QStringList parts = b.split(QLatin1Char('.'), Qt::SkipEmptyParts);
             const QString last = parts.isEmpty() ? QString() : parts.last().toLower();
             if (!last.isEmpty() && d.contains(last))
-                return true;
+                return &app;
         }
         if (!app.localizedName.isEmpty()) {
             const QString l = app.localizedName.toLower();
             if (d.contains(l))
-                return true;
+                return &app;
         }
     }
-    return false;
+    return nullptr;
+}
+
+bool isProbablyInUse(const CleanupItem &item, const QList<RunningApplication> &running)
+{
+    return inUseBy(item, running) != nullptr;
 }
 
 } // namespace CleanupRules

@@ -24,5 +24,8 @@ QString readableName(const QString &name);
 // Whether a cache matches one of the running applications, by bundle identifier
 // or by name.
 bool isProbablyInUse(const CleanupItem &item, const QList<RunningApplication> &running);
+// The first running application the cache matches, or null.
+const RunningApplication *inUseBy(const CleanupItem &item,
+                                  const QList<RunningApplication> &running);
 
 } // namespace CleanupRules

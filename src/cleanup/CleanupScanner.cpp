@@ -273,8 +273,13 @@ bool CleanupScanner::isProbablyInUse(const CleanupItem &item) const
 
 QList<CleanupItem> CleanupScanner::recommendedItems(SmartCleanupMode mode) const
 {
+    return recommendedItems(mode, m_runningApplications());
+}
+
+QList<CleanupItem> CleanupScanner::recommendedItems(SmartCleanupMode mode,
+                                                    const QList<RunningApplication> &running) const
+{
     const qint64 nowMs = m_clock().toMSecsSinceEpoch();
-    const QList<RunningApplication> running = m_runningApplications();
     QList<CleanupItem> kept;
     for (const CleanupItem &item : safeItems()) {
         if (item.size < SmartCleanupModes::minimumSize(mode))
@@ -334,12 +339,21 @@ void CleanupScanner::setRecommendationMode(const QString &mode)
 
 void CleanupScanner::updateRecommendation()
 {
+    const QList<RunningApplication> running = m_runningApplications();
     QStringList ids;
     qint64 size = 0;
-    for (const CleanupItem &item : recommendedItems(m_mode)) {
+    for (const CleanupItem &item : recommendedItems(m_mode, running)) {
         ids.append(item.id());
         size += item.size;
     }
+    // Every mode leaves out what an open application uses, whatever its size
+    // and age; the rows say which application.
+    QVariantMap inUse;
+    for (const CleanupItem &item : safeItems())
+        if (const RunningApplication *app = CleanupRules::inUseBy(item, running))
+            inUse.insert(item.id(),
+                         app->localizedName.isEmpty() ? app->bundleIdentifier : app->localizedName);
+    m_inUseApplications = inUse;
     m_recommendedIDs = ids;
     m_recommendedSize = size;
     Q_EMIT recommendationChanged();

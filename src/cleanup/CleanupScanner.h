@@ -10,6 +10,7 @@
 
 #include <QDateTime>
 #include <QSet>
+#include <QVariantMap>
 #include <QtQml/qqmlregistration.h>
 #include <functional>
 
@@ -34,6 +35,9 @@ class CleanupScanner : public ScannerBase
                    recommendationChanged)
     Q_PROPERTY(QStringList recommendedIDs READ recommendedIDs NOTIFY recommendationChanged)
     Q_PROPERTY(qint64 recommendedSize READ recommendedSize NOTIFY recommendationChanged)
+    // The safe caches the smart selection leaves out because their application
+    // is open: item ID -> the application's name, for the rows' badges.
+    Q_PROPERTY(QVariantMap inUseApplications READ inUseApplications NOTIFY recommendationChanged)
 
 public:
     using RunningApplicationsSource = std::function<QList<RunningApplication>()>;
@@ -57,6 +61,7 @@ public:
     void setRecommendationMode(const QString &mode);
     QStringList recommendedIDs() const { return m_recommendedIDs; }
     qint64 recommendedSize() const { return m_recommendedSize; }
+    QVariantMap inUseApplications() const { return m_inUseApplications; }
 
     Q_INVOKABLE void scan();
     using ScannerBase::toggleSelection;
@@ -91,12 +96,15 @@ private:
     void configureAutomaticCachesPath();
     void setItems(const QList<CleanupItem> &items);
     void updateRecommendation();
+    QList<CleanupItem> recommendedItems(SmartCleanupMode mode,
+                                        const QList<RunningApplication> &running) const;
     SmartCleanupMode modeFor(const QString &title) const;
 
     ResultList<CleanupItem> m_items;
     SmartCleanupMode m_mode = SmartCleanupMode::balanced;
     QStringList m_recommendedIDs;
     qint64 m_recommendedSize = 0;
+    QVariantMap m_inUseApplications;
     QString m_cachesURL;
     ResolvedRoot m_root; // where the last scan started, for its removals
     QString m_accessRootURL;

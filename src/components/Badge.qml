@@ -1,12 +1,23 @@
 import QtQuick
+import QtQuick.Controls.Basic
 import Velmora
 
-// A small capsule of bold capitals in its colour.
+// A small capsule of bold capitals in its colour, with what it means on hover
+// when `help` says it.
 Rectangle {
     id: badge
 
     property string text
     property color tint: VelmoraTheme.success
+    property string help: ""
+
+    HoverHandler {
+        id: hover
+        enabled: badge.help !== ""
+    }
+    ToolTip.visible: badge.help !== "" && hover.hovered
+    ToolTip.delay: 400
+    ToolTip.text: badge.help
 
     implicitWidth: label.implicitWidth + 14
     implicitHeight: 18

@@ -114,6 +114,13 @@ void TestSmartSelection::protectedAndOpenApplicationsAreExcluded()
     QCOMPARE(scanner.statusText(),
              QStringLiteral("No hay cachés seguras disponibles. 2 pertenecen a "
                             "aplicaciones abiertas; ciérralas y vuelve a analizar."));
+    // Both in-use caches say which application keeps them out, whatever
+    // their size; the protected one is not among them.
+    QVariantMap inUse;
+    for (const CleanupItem &item : scanner.items())
+        if (item.name.startsWith(QStringLiteral("com.vendor.")))
+            inUse.insert(item.id(), QStringLiteral("Editor"));
+    QCOMPARE(scanner.inUseApplications(), inUse);
 }
 
 void TestSmartSelection::reports()

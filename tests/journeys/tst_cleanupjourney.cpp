@@ -4,6 +4,7 @@
 #include "TreeBuilder.h"
 
 #include <QFile>
+#include <QProcess>
 #include <QQuickItem>
 #include <QtTest>
 
@@ -17,6 +18,7 @@ private Q_SLOTS:
     void initTestCase() { AppSetup::configureApplication(); }
     void fromCardChooseOneCache();
     void fromSidebarTrashTheSmartSelection();
+    void anOpenApplicationsCacheSaysWhyItIsLeftOut();
 
 private:
     // 22 caches: two old and large, the rest small and fresh.
@@ -104,6 +106,49 @@ void TestCleanupJourney::fromSidebarTrashTheSmartSelection()
     QVERIFY(app.click(QStringLiteral("backButton")));
     QCOMPARE(app.text(QStringLiteral("activityBanner")),
              QStringLiteral("Limpieza segura terminada."));
+}
+
+void TestCleanupJourney::anOpenApplicationsCacheSaysWhyItIsLeftOut()
+{
+    AppJourney app;
+    makeCaches(app.home());
+    // "Old" is running from its bundle: its large, idle cache stays out.
+    TreeBuilder root(app.root());
+    root.bundle(QStringLiteral("Applications/Old.app"),
+                {{QStringLiteral("CFBundleIdentifier"), QStringLiteral("com.vendor.Old")},
+                 {QStringLiteral("CFBundleName"), QStringLiteral("Old")},
+                 {QStringLiteral("CFBundleExecutable"), QStringLiteral("Old")}},
+                true, 0);
+    const QString exe = root.path(QStringLiteral("Applications/Old.app/Contents/MacOS/Old"));
+    QFile::remove(exe);
+    QVERIFY(QFile::copy(QStringLiteral("/bin/sleep"), exe));
+    QProcess running;
+    running.start(exe, {QStringLiteral("60")});
+    QVERIFY(running.waitForStarted());
+    const auto stop = qScopeGuard([&] {
+        running.kill();
+        running.waitForFinished();
+    });
+
+    QVERIFY(app.start());
+    QVERIFY(app.click(QStringLiteral("sidebar_safeCleanup")));
+    QVERIFY(app.waitForScans(1));
+    QCOMPARE(app.selectedRows(QStringLiteral("cacheList"), "name"),
+             QStringList({"com.vendor.Stale"}));
+    QQuickItem *row =
+        app.row(QStringLiteral("cacheList"), "name", QStringLiteral("com.vendor.Old"));
+    QVERIFY(row);
+    QQuickItem *badge = app.itemIn(row, QStringLiteral("rowBadge"));
+    QVERIFY(badge);
+    QCOMPARE(badge->property("text").toString(), QStringLiteral("EN USO"));
+    QCOMPARE(badge->property("help").toString(),
+             QStringLiteral("En uso por Old, que está abierta."));
+    // The others carry the badge of what they are, or none.
+    row = app.row(QStringLiteral("cacheList"), "name", QStringLiteral("com.vendor.Stale"));
+    QCOMPARE(app.itemIn(row, QStringLiteral("rowBadge"))->property("text").toString(),
+             QStringLiteral("RECOMENDADA"));
+    row = app.row(QStringLiteral("cacheList"), "name", QStringLiteral("org.small.App00"));
+    QVERIFY(!app.itemIn(row, QStringLiteral("rowBadge")));
 }
 
 QTEST_MAIN(TestCleanupJourney)
