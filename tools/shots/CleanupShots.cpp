@@ -4,10 +4,33 @@
 #include "SystemLayout.h"
 
 #include <QFileInfo>
+#include <QMouseEvent>
 #include <QProcess>
+#include <QQuickItem>
+#include <QQuickWindow>
+
+namespace {
+
+// The first shown badge of `text` below `item`.
+QQuickItem *badgeOf(QQuickItem *item, const QString &text)
+{
+    for (QQuickItem *child : item->childItems()) {
+        if (!child->isVisible())
+            continue;
+        if (child->objectName() == QLatin1String("rowBadge") &&
+            child->property("text").toString() == text)
+            return child;
+        if (QQuickItem *found = badgeOf(child, text))
+            return found;
+    }
+    return nullptr;
+}
+
+} // namespace
 
 // The safe cleanup screen on the demo caches, with one demo application running
-// so that its caches are in use: results, confirmation, and an error.
+// so that its caches are in use: results, the in-use badge with its tooltip,
+// confirmation, and an error.
 void shootCleanup(ShotSession &session)
 {
     QProcess app;
@@ -41,6 +64,22 @@ void shootCleanup(ShotSession &session)
     if (!session.waitFor([&] { return scanner->completedScanCount() >= 1; }))
         session.failed(QStringLiteral("the cache scan did not finish"));
     session.shoot(QStringLiteral("cleanup-results"));
+    // The pointer rests on an "EN USO" badge: its tooltip names the application.
+    if (QQuickItem *badge = badgeOf(session.window()->contentItem(), QStringLiteral("EN USO"))) {
+        const QPointF at = badge->mapToScene(QPointF(badge->width() / 2, badge->height() / 2));
+        QMouseEvent move(QEvent::MouseMove, at, session.window()->mapToGlobal(at), Qt::NoButton,
+                         Qt::NoButton, Qt::NoModifier);
+        QCoreApplication::sendEvent(session.window(), &move);
+        session.settle(900);
+        session.shoot(QStringLiteral("cleanup-in-use"));
+        QMouseEvent away(QEvent::MouseMove, QPointF(2, 2),
+                         session.window()->mapToGlobal(QPointF(2, 2)), Qt::NoButton, Qt::NoButton,
+                         Qt::NoModifier);
+        QCoreApplication::sendEvent(session.window(), &away);
+        session.settle(300);
+    } else {
+        session.failed(QStringLiteral("no cache shows \"EN USO\" while its application runs"));
+    }
     if (QObject *list = session.find(QStringLiteral("cacheList"))) {
         QMetaObject::invokeMethod(list, "positionViewAtEnd");
         session.shoot(QStringLiteral("cleanup-protected"));

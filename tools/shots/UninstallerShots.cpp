@@ -5,7 +5,8 @@
 
 // The uninstaller on the demo applications: the list with icons, a selection with
 // one application's leftovers unfolded, searches (one finding an application
-// installed twice), the confirmation and an error.
+// installed twice, unfolded with the entries it keeps), the confirmation and an
+// error.
 void shootUninstaller(ShotSession &session)
 {
     QObject *screen = session.openModule(QStringLiteral("uninstaller"));
@@ -43,6 +44,26 @@ void shootUninstaller(ShotSession &session)
     // Quill is installed in both Applications folders: each row says which.
     screen->setProperty("searchText", QStringLiteral("Quill"));
     session.shoot(QStringLiteral("uninstaller-installed-twice"));
+    // Unfolded, the data both copies use stays with the other one, and says so;
+    // one copy is chosen, so the dialog counts what stays.
+    scanner->clearSelection();
+    for (const InstalledApplication &app : scanner->applications())
+        if (app.name == QLatin1String("Quill") && results) {
+            QMetaObject::invokeMethod(results, "toggleExpanded", Q_ARG(QVariant, app.id()));
+            break;
+        }
+    session.shoot(QStringLiteral("uninstaller-kept"));
+    for (const InstalledApplication &app : scanner->applications())
+        if (app.name == QLatin1String("Quill")) {
+            scanner->toggleSelection(app);
+            break;
+        }
+    if (QObject *confirm = session.find(QStringLiteral("uninstallConfirmation"))) {
+        QMetaObject::invokeMethod(confirm, "open");
+        session.shoot(QStringLiteral("uninstaller-kept-confirm"));
+        QMetaObject::invokeMethod(confirm, "close");
+    }
+    scanner->clearSelection();
     screen->setProperty("searchText", QStringLiteral("zzz"));
     session.shoot(QStringLiteral("uninstaller-search-empty"));
     screen->setProperty("searchText", QString());
