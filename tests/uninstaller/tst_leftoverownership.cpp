@@ -76,6 +76,7 @@ private slots:
     void ranking();
     void shortNamesAndIdentifiersMoveNothing();
     void identifierBeatsNameAndTheStayingApplicationKeepsItsData();
+    void sharedVendorPrefixGoesToTheLongerIdentifier();
     void twoInstallationsShareTheirData();
     void remainingRowsAreWorkedOutAgain();
     void applesAndVelmorasStay();
@@ -161,6 +162,35 @@ void TestLeftoverOwnership::identifierBeatsNameAndTheStayingApplicationKeepsItsD
     QVERIFY(named(scanner, "a")->relatedFiles.contains(QFileInfo(atoolCache).path()));
     uninstall(scanner, "a");
     QVERIFY(!exists(atoolCache));
+}
+
+void TestLeftoverOwnership::sharedVendorPrefixGoesToTheLongerIdentifier()
+{
+    // "com.vendor.toolbox" contains both identifiers: it is Toolbox's.
+    Tree tree;
+    const QString tool = tree.app("Tool", "com.vendor.tool");
+    tree.app("Toolbox", "com.vendor.toolbox");
+    tree.app("Tool Helper", "com.vendor.tool.helper");
+    const QString toolbox = tree.entry("Caches/com.vendor.toolbox/db");
+    const QString helper = tree.entry("Preferences/com.vendor.tool.helper.plist/x");
+    const QString own = tree.entry("Preferences/com.vendor.tool.plist/x");
+    UninstallerScanner scanner;
+    scan(scanner);
+    const InstalledApplication *toolApp = named(scanner, "Tool");
+    QCOMPARE(toolApp->relatedFiles.size(), 3);
+    QCOMPARE(reasonFor(scanner, *toolApp, QFileInfo(toolbox).path()),
+             QStringLiteral("También puede ser de Toolbox."));
+    QCOMPARE(reasonFor(scanner, *toolApp, QFileInfo(helper).path()),
+             QStringLiteral("También puede ser de Tool Helper."));
+    QCOMPARE(reasonFor(scanner, *toolApp, QFileInfo(own).path()), QString());
+    // Toolbox goes first, Tool staying: the longer identifier takes it.
+    uninstall(scanner, "Toolbox");
+    QVERIFY(!exists(toolbox));
+    QVERIFY(exists(own));
+    uninstall(scanner, "Tool");
+    QVERIFY(!exists(tool));
+    QVERIFY(!exists(own));
+    QVERIFY(exists(helper));
 }
 
 void TestLeftoverOwnership::twoInstallationsShareTheirData()
