@@ -1,148 +1,480 @@
 #include "ContentComparison.h"
 
 #include "ContentDigest.h"
-#include "FileLocation.h"
+#include "FileDigest.h"
 #include "WalkControl.h"
+#include "WorkQueue.h"
 
 #include <algorithm>
 #include <cstring>
+#include <deque>
 #include <fcntl.h>
+#include <iterator>
+#include <memory>
+#include <mutex>
 #include <optional>
+#include <sys/resource.h>
 #include <unistd.h>
+#include <utility>
 
 namespace ContentComparison {
 
 namespace {
 
-// Small enough that a chunk is still in the processor's cache when it is compared
-// right after being read.
-constexpr qint64 kCompareChunk = 128 * 1024;
+constexpr qint64 kPage = 4096;
+// Large enough that a read costs little per byte, small enough that a chunk is
+// still in the processor's cache when it is compared and hashed right after.
+constexpr qint64 kMaxChunk = 256 * 1024;
+// Distinct contents one pass over a chunk keeps apart. Files unlike all of them
+// are split again at the same place in another pass, so that a set whose files
+// all differ in one chunk never holds more than this many chunks besides its
+// wave.
+constexpr int kMaxWays = 16;
+// Below this many bytes in a wave, reading on this thread alone costs less
+// than handing the reads out.
+constexpr qint64 kParallelBytes = 1024 * 1024;
+// How far the digests may trail the comparison, over all the sets of one
+// comparison. Content compared but not yet hashed is kept (one copy per set),
+// so that sets that part within their first kHashLag bytes (files that differ
+// only in the middle are common: disk images, databases, containers) cost a
+// comparison and no digest. Past that, the sets that are still alike are most
+// likely identical: their digests follow within kHashTrail, hashing chunks
+// while they are still in the processor's cache.
+constexpr qint64 kHashLag = 8 * 1024 * 1024;
+constexpr qint64 kHashTrail = 1024 * 1024;
 
-// One file being read, with its current chunk. Reads go through a buffer rather
-// than a mapping: a file cut short while it is read must end its comparison, not
-// the program.
+// Buffers start on a page: the kernel copies into an aligned buffer up to twice
+// as fast as into one that is not.
+template <typename T> struct PageAligned
+{
+    using value_type = T;
+    PageAligned() = default;
+    template <typename U> PageAligned(const PageAligned<U> &) {}
+    T *allocate(size_t n)
+    {
+        return static_cast<T *>(::operator new(n * sizeof(T), std::align_val_t(kPage)));
+    }
+    void deallocate(T *p, size_t) { ::operator delete(p, std::align_val_t(kPage)); }
+    bool operator==(const PageAligned &) const = default;
+};
+using Bytes = std::vector<char, PageAligned<char>>;
+using Chunk = std::shared_ptr<const Bytes>;
+
+// Buffers serve comparison after comparison (a scan compares set after set):
+// a buffer taken from here has been written before, so reusing it never faults
+// fresh pages in, which would cost more than the reads themselves.
+class BufferPool
+{
+public:
+    using Buffer = std::unique_ptr<Bytes>;
+
+    static BufferPool &shared()
+    {
+        static BufferPool pool;
+        return pool;
+    }
+    Buffer get()
+    {
+        {
+            std::lock_guard lock(m_mutex);
+            if (!m_spare.empty()) {
+                Buffer buffer = std::move(m_spare.back());
+                m_spare.pop_back();
+                m_spareBytes -= qint64(buffer->capacity());
+                return buffer;
+            }
+        }
+        return std::make_unique<Bytes>();
+    }
+    void put(Buffer buffer)
+    {
+        std::lock_guard lock(m_mutex);
+        if (m_spareBytes + qint64(buffer->capacity()) > kMaxSpareBytes)
+            return; // freed
+        m_spareBytes += qint64(buffer->capacity());
+        m_spare.push_back(std::move(buffer));
+    }
+
+private:
+    static constexpr qint64 kMaxSpareBytes = 16 * 1024 * 1024;
+    std::mutex m_mutex;
+    std::vector<Buffer> m_spare;
+    qint64 m_spareBytes = 0;
+};
+
+// A chunk that holds the buffer `bytes`, which get a spare one instead; the
+// chunk's buffer goes back to the pool once the last set that needs it has
+// hashed it.
+Chunk keep(BufferPool::Buffer &bytes)
+{
+    BufferPool::Buffer holder = std::exchange(bytes, BufferPool::shared().get());
+    return Chunk(holder.release(), [](const Bytes *done) {
+        BufferPool::shared().put(BufferPool::Buffer(const_cast<Bytes *>(done)));
+    });
+}
+
 struct Member
 {
     int index;
-    int fd;
-    std::vector<char> chunk;
-    qint64 got = 0;
+    QString path;
+    int fd = -1; // -1 when the set is too large to keep its files open
 };
 
-// Files whose content has been equal so far.
-struct Candidates
+// Files whose content has been equal up to the current offset: the digest of
+// that content so far, and the chunks compared since, not yet hashed.
+struct Part
 {
     std::vector<Member *> members;
-    qint64 length = 0; // bytes found equal so far
+    FileDigest::Hasher hasher;
+    std::deque<Chunk> pending;
+    qint64 pendingBytes = 0;
+
+    // Hashes the oldest pending chunks until at most `keep` bytes wait.
+    void hashPending(qint64 keep = 0)
+    {
+        while (!pending.empty() && pendingBytes > keep) {
+            hasher.update(pending.front()->data(), qint64(pending.front()->size()));
+            pendingBytes -= qint64(pending.front()->size());
+            pending.pop_front();
+        }
+    }
 };
 
-qint64 readChunk(Member &m, qint64 offset)
+// One content met in a chunk, and the files that have it.
+struct Way
 {
-    const qint64 got = FileDigest::readAt(m.fd, m.chunk.data(), qint64(m.chunk.size()), offset);
+    BufferPool::Buffer bytes; // the buffer it was read into
+    qint64 got = 0;
+    std::vector<Member *> members;
+};
+
+// What splitting one set needs besides its files: a buffer per file of a
+// wave, the contents met, and per file what was read.
+struct Scratch
+{
+    std::vector<BufferPool::Buffer> buffers;
+    std::vector<qint64> got;
+    std::vector<char> likeFirst;
+    std::vector<Way> ways;
+
+    Scratch()
+    {
+        ways.resize(kMaxWays);
+        for (Way &way : ways)
+            way.bytes = BufferPool::shared().get();
+    }
+    ~Scratch()
+    {
+        for (BufferPool::Buffer &slot : buffers)
+            BufferPool::shared().put(std::move(slot));
+        for (Way &way : ways)
+            BufferPool::shared().put(std::move(way.bytes));
+    }
+    Scratch(const Scratch &) = delete;
+    Scratch &operator=(const Scratch &) = delete;
+};
+
+// What splitting one set at one place gave.
+struct Outcome
+{
+    std::vector<Part> next;  // sets that go on
+    std::vector<Part> again; // files to split again at the same place
+    std::vector<IdenticalFiles> done;
+};
+
+class Comparison
+{
+public:
+    explicit Comparison(const QList<QString> &paths);
+    ~Comparison();
+    Comparison(const Comparison &) = delete;
+    Comparison &operator=(const Comparison &) = delete;
+
+    std::vector<IdenticalFiles> run();
+
+private:
+    qint64 read(const Member &member, char *buffer, qint64 length, qint64 offset) const;
+    void split(Part part, qint64 offset, qint64 chunk, Scratch &scratch, Outcome &out) const;
+    std::unique_ptr<Scratch> takeScratch();
+    void giveBack(std::unique_ptr<Scratch> scratch);
+
+    std::vector<Member> m_members;
+    bool m_keepOpen = true;
+    std::mutex m_scratchMutex;
+    std::vector<std::unique_ptr<Scratch>> m_scratch; // one per set split at once
+};
+
+// How many files one comparison keeps open: a quarter of what the process may
+// open, so that two comparisons side by side leave plenty for the rest.
+int openFileAllowance()
+{
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur == RLIM_INFINITY)
+        return kMaxOpenFiles;
+    return int(std::clamp<rlim_t>(limit.rlim_cur / 4, 16, kMaxOpenFiles));
+}
+
+Comparison::Comparison(const QList<QString> &paths)
+    : m_keepOpen(paths.size() <= openFileAllowance())
+{
+    m_members.reserve(size_t(paths.size()));
+    for (int i = 0; i < paths.size(); ++i) {
+        Member member{i, paths.at(i)};
+        if (m_keepOpen) {
+            member.fd = ContentDigest::openForReading(member.path);
+            if (member.fd < 0)
+                continue; // unreadable: left out
+            posix_fadvise(member.fd, 0, 0, POSIX_FADV_SEQUENTIAL);
+        }
+        m_members.push_back(std::move(member));
+    }
+}
+
+std::unique_ptr<Scratch> Comparison::takeScratch()
+{
+    std::lock_guard lock(m_scratchMutex);
+    if (m_scratch.empty())
+        return std::make_unique<Scratch>();
+    std::unique_ptr<Scratch> scratch = std::move(m_scratch.back());
+    m_scratch.pop_back();
+    return scratch;
+}
+
+void Comparison::giveBack(std::unique_ptr<Scratch> scratch)
+{
+    std::lock_guard lock(m_scratchMutex);
+    m_scratch.push_back(std::move(scratch));
+}
+
+Comparison::~Comparison()
+{
+    for (const Member &member : m_members)
+        if (member.fd >= 0)
+            ::close(member.fd);
+}
+
+qint64 Comparison::read(const Member &member, char *buffer, qint64 length, qint64 offset) const
+{
+    int fd = member.fd;
+    if (fd < 0) {
+        fd = ContentDigest::openForReading(member.path);
+        if (fd < 0)
+            return -1;
+    }
+    const qint64 got = FileDigest::readAt(fd, buffer, length, offset);
+    if (fd != member.fd)
+        ::close(fd);
     if (got > 0)
         WalkControl::countBytes(got);
     return got;
 }
 
-bool sameChunk(const Member &a, const Member &b)
+// Splits `part` by its chunk at `offset`: sets of two or more that go on, sets
+// that reached the end together, and files unlike every content this pass
+// could hold, to be split at the same place, go to `out`. A lone file is
+// unlike every other and is read no further.
+void Comparison::split(Part part, qint64 offset, qint64 chunk, Scratch &scratch, Outcome &out) const
 {
-    return a.got == b.got && std::memcmp(a.chunk.data(), b.chunk.data(), size_t(a.got)) == 0;
-}
+    std::vector<BufferPool::Buffer> &buffers = scratch.buffers;
+    std::vector<qint64> &gotOf = scratch.got;
+    std::vector<char> &likeFirst = scratch.likeFirst;
+    std::vector<Way> &wayOf = scratch.ways;
+    const std::vector<Member *> &members = part.members;
+    const qsizetype waveSize = std::max<qsizetype>(2, kMemoryBudget / chunk - kMaxWays);
+    int ways = 0;
+    std::vector<Member *> leftOver;
+    for (qsizetype start = 0; start < qsizetype(members.size()); start += waveSize) {
+        if (WalkControl::stopRequested())
+            return;
+        const qsizetype n = std::min(waveSize, qsizetype(members.size()) - start);
+        while (qsizetype(buffers.size()) < n)
+            buffers.push_back(BufferPool::shared().get());
+        while (qsizetype(buffers.size()) > n) { // fewer files, larger chunks
+            BufferPool::shared().put(std::move(buffers.back()));
+            buffers.pop_back();
+        }
+        const auto slotOf = [&](qsizetype i) {
+            Bytes &slot = *buffers[size_t(i)];
+            if (qint64(slot.size()) < chunk)
+                slot.resize(size_t(chunk));
+            return slot.data();
+        };
+        gotOf.assign(size_t(n), -1);
+        likeFirst.assign(size_t(n), 0);
 
-// The fallback for large sets: one digest per file, grouped.
-std::vector<IdenticalFiles> byDigest(const QList<QString> &paths)
-{
-    std::vector<IdenticalFiles> out;
-    for (int i = 0; i < paths.size(); ++i) {
-        const std::optional<QString> digest = ContentDigest::fileHash(paths.at(i));
+        // The first content of the part: that of its first readable file.
+        qsizetype readAlready = 0;
+        if (ways == 0) {
+            for (; readAlready < n && ways == 0; ++readAlready) {
+                char *slot = slotOf(readAlready);
+                const qint64 got = read(*members[size_t(start + readAlready)], slot, chunk, offset);
+                gotOf[size_t(readAlready)] = got;
+                if (got < 0)
+                    continue;
+                Way &first = wayOf[0];
+                std::swap(first.bytes, buffers[size_t(readAlready)]); // taken, not copied
+                first.got = got;
+                first.members.clear();
+                likeFirst[size_t(readAlready)] = 1;
+                ways = 1;
+            }
+        }
+        if (ways == 0)
+            continue; // nothing readable in this wave
+        const Way &first = wayOf[0];
+        // Each file is read and compared with the first content.
+        const auto unit = [&](qsizetype i) {
+            if (i < readAlready)
+                return;
+            char *slot = slotOf(i);
+            const qint64 got = read(*members[size_t(start + i)], slot, chunk, offset);
+            gotOf[size_t(i)] = got;
+            likeFirst[size_t(i)] =
+                got == first.got && std::memcmp(slot, first.bytes->data(), size_t(got)) == 0;
+        };
+        if ((n - readAlready) * chunk >= kParallelBytes) {
+            parallelFor(n, unit);
+        } else {
+            for (qsizetype i = 0; i < n; ++i)
+                unit(i);
+        }
+        if (WalkControl::stopRequested())
+            return;
+
+        for (qsizetype i = 0; i < n; ++i) {
+            Member *member = members[size_t(start + i)];
+            const qint64 got = gotOf[size_t(i)];
+            if (got < 0)
+                continue; // unreadable now: left out
+            if (likeFirst[size_t(i)]) {
+                wayOf[0].members.push_back(member);
+                continue;
+            }
+            const char *slot = buffers[size_t(i)]->data();
+            int w = 1;
+            while (w < ways &&
+                   !(wayOf[size_t(w)].got == got &&
+                     std::memcmp(slot, wayOf[size_t(w)].bytes->data(), size_t(got)) == 0))
+                ++w;
+            if (w < ways) {
+                wayOf[size_t(w)].members.push_back(member);
+            } else if (ways < kMaxWays) {
+                Way &way = wayOf[size_t(ways++)];
+                std::swap(way.bytes, buffers[size_t(i)]); // taken, not copied
+                way.got = got;
+                way.members.assign(1, member);
+            } else {
+                leftOver.push_back(member);
+            }
+        }
+    }
+
+    // Every set that goes on from here shares the content so far. Two or more
+    // have it hashed once, then each carries a copy of the digest; a lone one
+    // takes the digest and what waits to be hashed as they are.
+    int goingOn = leftOver.size() >= 2 ? 1 : 0;
+    for (int w = 0; w < ways; ++w)
+        goingOn += wayOf[size_t(w)].members.size() >= 2 ? 1 : 0;
+    if (goingOn >= 2)
+        part.hashPending();
+    const auto carryOn = [&](std::vector<Member *> members) {
+        Part out{std::move(members),
+                 goingOn == 1 ? std::move(part.hasher) : FileDigest::Hasher(part.hasher)};
+        out.pending = std::move(part.pending);
+        out.pendingBytes = std::exchange(part.pendingBytes, 0);
+        return out;
+    };
+    if (leftOver.size() >= 2)
+        out.again.push_back(carryOn(std::move(leftOver)));
+    for (int w = 0; w < ways; ++w) {
+        Way &way = wayOf[size_t(w)];
+        if (way.members.size() < 2)
+            continue; // unlike every other file: no need to read it further
+        Part set = carryOn(std::move(way.members));
+        set.pendingBytes += way.got;
+        way.bytes->resize(size_t(way.got)); // a last chunk may be short
+        set.pending.push_back(keep(way.bytes));
+        if (way.got > 0) {
+            out.next.push_back(std::move(set));
+            continue;
+        }
+        // Identical to the end: the digest of the content compared is theirs.
+        set.hashPending();
+        const std::optional<QByteArray> digest = set.hasher.finish();
         if (!digest)
             continue;
-        auto it = std::find_if(out.begin(), out.end(),
-                               [&](const IdenticalFiles &f) { return f.digest == *digest; });
-        if (it == out.end())
-            out.push_back({*digest, {i}});
-        else
-            it->members.push_back(i);
+        IdenticalFiles same{QString::fromLatin1(digest->toHex()), {}};
+        for (const Member *member : set.members)
+            same.members.push_back(member->index);
+        out.done.push_back(std::move(same));
     }
-    out.erase(std::remove_if(out.begin(), out.end(),
-                             [](const IdenticalFiles &f) { return f.members.size() < 2; }),
-              out.end());
-    return out;
+    for (int w = 0; w < ways; ++w)
+        wayOf[size_t(w)].members.clear();
+}
+
+std::vector<IdenticalFiles> Comparison::run()
+{
+    std::vector<IdenticalFiles> done;
+    std::vector<Part> open;
+    if (m_members.size() >= 2) {
+        Part all;
+        for (Member &member : m_members)
+            all.members.push_back(&member);
+        open.push_back(std::move(all));
+    }
+    for (qint64 offset = 0; !open.empty() && !WalkControl::stopRequested();) {
+        // The fewer files still alike, the larger each one's chunk.
+        qsizetype active = 0;
+        for (const Part &part : open)
+            active += qsizetype(part.members.size());
+        const qint64 chunk = std::clamp(kMemoryBudget / active / kPage * kPage, kPage, kMaxChunk);
+        std::vector<Part> next;
+        std::vector<Part> work = std::move(open);
+        while (!work.empty() && !WalkControl::stopRequested()) {
+            // The sets are split side by side on the cores.
+            std::vector<Outcome> outcomes(work.size());
+            const auto splitOne = [&](qsizetype i) {
+                std::unique_ptr<Scratch> scratch = takeScratch();
+                split(std::move(work[size_t(i)]), offset, chunk, *scratch, outcomes[size_t(i)]);
+                giveBack(std::move(scratch));
+            };
+            if (work.size() == 1)
+                splitOne(0);
+            else
+                parallelFor(qsizetype(work.size()), splitOne);
+            work.clear();
+            for (Outcome &outcome : outcomes) {
+                std::move(outcome.next.begin(), outcome.next.end(), std::back_inserter(next));
+                std::move(outcome.again.begin(), outcome.again.end(), std::back_inserter(work));
+                std::move(outcome.done.begin(), outcome.done.end(), std::back_inserter(done));
+            }
+        }
+        open = std::move(next);
+        offset += chunk;
+        // Past the lag, every set hashes its oldest chunks, the sets side by
+        // side on the cores.
+        qint64 waiting = 0;
+        for (const Part &part : open)
+            waiting += part.pendingBytes;
+        const qint64 lag = offset <= kHashLag ? kHashLag : kHashTrail;
+        if (waiting > lag) {
+            const qint64 share = lag / 2 / qint64(open.size());
+            parallelFor(qsizetype(open.size()),
+                        [&](qsizetype i) { open[size_t(i)].hashPending(share); });
+        }
+    }
+    // Stopped early, the sets proven to the end still count: each is whole.
+    std::sort(done.begin(), done.end(), [](const IdenticalFiles &a, const IdenticalFiles &b) {
+        return a.members.front() < b.members.front();
+    });
+    return done;
 }
 
 } // namespace
 
 std::vector<IdenticalFiles> identicalContent(const QList<QString> &paths)
 {
-    if (paths.size() > kMaxSideBySide)
-        return byDigest(paths);
-
-    std::vector<Member> members;
-    members.reserve(size_t(paths.size()));
-    for (int i = 0; i < paths.size(); ++i) {
-        const int fd = ContentDigest::openForReading(paths.at(i));
-        if (fd < 0)
-            continue;
-        posix_fadvise(fd, 0, 0, POSIX_FADV_SEQUENTIAL);
-        members.push_back({i, fd, std::vector<char>(size_t(kCompareChunk))});
-    }
-
-    std::vector<IdenticalFiles> done;
-    std::vector<Candidates> open;
-    if (members.size() >= 2) {
-        Candidates all;
-        for (Member &m : members)
-            all.members.push_back(&m);
-        open.push_back(std::move(all));
-    }
-    for (qint64 offset = 0; !open.empty() && !WalkControl::stopRequested();
-         offset += kCompareChunk) {
-        std::vector<Candidates> next;
-        for (Candidates &set : open) {
-            std::vector<Candidates> parts;
-            for (Member *m : set.members) {
-                m->got = readChunk(*m, offset);
-                if (m->got < 0)
-                    continue; // unreadable now: left out
-                auto part = std::find_if(parts.begin(), parts.end(), [&](const Candidates &p) {
-                    return sameChunk(*p.members.front(), *m);
-                });
-                if (part != parts.end()) {
-                    part->members.push_back(m);
-                } else {
-                    parts.push_back(Candidates{{m}, set.length});
-                }
-            }
-            for (Candidates &part : parts) {
-                if (part.members.size() < 2)
-                    continue; // unlike every other file: no need to read it further
-                const Member &first = *part.members.front();
-                if (first.got == 0) {
-                    // Identical to the end: one digest serves the whole set. Hashing
-                    // waits until a set has proved identical: files that part on
-                    // the way cost a comparison, never a digest.
-                    const std::optional<QString> digest =
-                        ContentDigest::hashOpenFile(first.fd, part.length);
-                    if (!digest)
-                        continue;
-                    IdenticalFiles same{*digest, {}};
-                    for (const Member *m : part.members)
-                        same.members.push_back(m->index);
-                    done.push_back(std::move(same));
-                    continue;
-                }
-                part.length += first.got;
-                next.push_back(std::move(part));
-            }
-        }
-        open = std::move(next);
-    }
-    for (Member &m : members)
-        ::close(m.fd);
-    std::sort(done.begin(), done.end(), [](const IdenticalFiles &a, const IdenticalFiles &b) {
-        return a.members.front() < b.members.front();
-    });
-    return done;
+    return Comparison(paths).run();
 }
 
 } // namespace ContentComparison

@@ -5,9 +5,10 @@
 #include <vector>
 
 // Tells apart files of one length by reading them side by side, chunk by chunk:
-// a file stops being read as soon as its content differs from every other file
-// of its set, and each set that stays identical to the end is hashed once, from
-// one of its files, instead of once per file.
+// at each chunk the files still alike are split by that chunk's content, and a
+// file stops being read as soon as it differs from every other file. Each set
+// that stays identical to the end has its digest from the chunks already read
+// for the comparison, one copy's worth, so no byte is read twice.
 namespace ContentComparison {
 
 struct IdenticalFiles
@@ -16,9 +17,11 @@ struct IdenticalFiles
     std::vector<int> members; // indices into the paths given
 };
 
-// Sets above this size are hashed file by file instead, to bound the memory of
-// the side-by-side reads.
-inline constexpr int kMaxSideBySide = 64;
+// What one comparison may hold at once, whatever the number of files: the
+// chunks in memory, and the files kept open (at most a quarter of the
+// process's limit; a larger set reopens each file for each read).
+inline constexpr qint64 kMemoryBudget = 12 * 1024 * 1024;
+inline constexpr int kMaxOpenFiles = 1024;
 
 // Classes of two or more files with identical content, each with its digest, in
 // order of their first member. Files that cannot be opened or read are left out.

@@ -286,13 +286,28 @@ void TestDuplicateScanner::sideBySideComparisonMatchesFullDigests()
     QCOMPARE(classes[1].members, std::vector<int>({1, 4}));
     QCOMPARE(classes[1].digest, *ContentDigest::fileHash(paths[1]));
 
-    // Past the side-by-side limit, the same answer by one digest per file.
+    // More files than stay open at once, more contents than one pass holds
+    // apart, all alike at both ends: the same answer, proven side by side.
     QList<QString> many;
-    for (int i = 0; i <= ContentComparison::kMaxSideBySide; ++i)
-        many << makeFile(tree, QStringLiteral("m%1").arg(i), 4096, i % 2 ? 50 : 51);
-    const auto byDigest = ContentComparison::identicalContent(many);
-    QCOMPARE(byDigest.size(), size_t(2));
-    QCOMPARE(byDigest[0].members.size() + byDigest[1].members.size(), size_t(many.size()));
+    const qint64 manySize = 300 * 1024;
+    // Past what stays open, even where the process may open more.
+    const int alike = ContentComparison::kMaxOpenFiles + 40;
+    for (int i = 0; i <= alike; ++i) {
+        // Forty distinct middles, each on a tenth or so of the files, one file alone.
+        const QString name = QStringLiteral("m%1").arg(i);
+        if (i == alike)
+            many << makeFile(tree, name, manySize, 60, manySize / 2 + 1);
+        else
+            many << makeFile(tree, name, manySize, 60, manySize / 3 + (i % 40) * 4099);
+    }
+    const auto sideBySide = ContentComparison::identicalContent(many);
+    QCOMPARE(sideBySide.size(), size_t(40));
+    for (const auto &same : sideBySide) {
+        QCOMPARE(same.digest, *ContentDigest::fileHash(many[same.members.front()]));
+        for (int member : same.members)
+            QCOMPARE(member % 40, same.members.front() % 40);
+        QCOMPARE(int(same.members.size()), alike / 40 + (same.members.front() % 40 < alike % 40));
+    }
 }
 
 void TestDuplicateScanner::identicalContentGroupsWhateverItsBlocks()

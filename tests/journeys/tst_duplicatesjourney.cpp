@@ -132,7 +132,7 @@ void TestDuplicatesJourney::stopShowsProgressAndKeepsOnlyProvenGroups()
     TreeBuilder tree(app.home());
     // Two big identical images: comparing and hashing them takes a while.
     for (const char *name : {"Discos/uno.img", "Discos/dos.img"})
-        tree.allocatedFile(QString::fromLatin1(name), qint64(1536) << 20);
+        tree.allocatedFile(QString::fromLatin1(name), qint64(3072) << 20);
     QVERIFY(app.start());
     QVERIFY(app.click(QStringLiteral("sidebar_duplicates")));
     QVERIFY(app.click(QStringLiteral("headerButton")));
