@@ -5,6 +5,12 @@
 //   dup-throughput ROOT: 30 groups × 3 copies of 32–256 MiB.
 //   dup-threshold ROOT:  500,000 files under 10 MiB and 300 at or above it (a third
 //                        of those in duplicate pairs).
+//   dup-sameclass ROOT:  440 files of exactly 16 MiB in ten folders that all share
+//                        their first and last 64 KiB (zeros, as in disk images and
+//                        sparse databases) and one random body; 340 differ from
+//                        every other file in one byte at a random place between
+//                        the edges, the rest are 20 true pairs and 20 true triples
+//                        (each set with a byte of its own).
 
 #include "dupcorpus.h"
 
@@ -128,6 +134,42 @@ int makeDuplicateCorpus(const std::string &kind, const std::string &root)
             const long long size = pair ? (10 + (i / 2) % 20) * MiB : 10 * MiB + (i + 1) * 4096LL;
             writeFile(root + "/large/l" + std::to_string(i), size, pair ? 9000 + i / 2 : 20000 + i,
                       -1);
+        }
+        return 0;
+    }
+    if (kind == "dup-sameclass") {
+        const long long size = 16 * MiB;
+        const long long edge = 64 * 1024;
+        Rng rng{777};
+        // The body every file shares, zero edges included; then each file or set
+        // flips one byte of its own somewhere in the middle.
+        std::vector<char> body(size_t(size), 0);
+        for (long long at = edge; at + 8 <= size - edge; at += 8) {
+            const unsigned long long word = rng.next();
+            std::memcpy(body.data() + at, &word, 8);
+        }
+        const auto write = [&](const std::string &path, long long patch) {
+            body[size_t(patch)] ^= 0x5a;
+            const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+            if (fd < 0 || ::write(fd, body.data(), body.size()) != (ssize_t)body.size()) {
+                std::perror(path.c_str());
+                std::exit(1);
+            }
+            close(fd);
+            body[size_t(patch)] ^= 0x5a;
+        };
+        int n = 0;
+        const auto place = [&] {
+            const std::string dir = root + "/d" + std::to_string(n % 10);
+            makeDir(dir);
+            return dir + "/f" + std::to_string(n++);
+        };
+        for (int set = 0; set < 380; ++set) {
+            const long long patch =
+                edge + (long long)(rng.next() % (unsigned long long)(size - 2 * edge));
+            const int copies = set < 340 ? 1 : set < 360 ? 2 : 3;
+            for (int c = 0; c < copies; ++c)
+                write(place(), patch);
         }
         return 0;
     }
