@@ -1,6 +1,7 @@
 """Medians per tool, the speed-up over the fastest peer and the hashing rate."""
 import json
 import os
+import stat
 import sys
 
 results = {r["command"]: r for r in json.load(open(sys.argv[1]))["results"]}
@@ -11,7 +12,15 @@ for name, r in results.items():
 peers = {k: v["median"] for k, v in results.items() if k != "velmora-probe"}
 fastest = min(peers, key=peers.get)
 print(f"  fastest peer: {fastest}; speed-up {peers[fastest] / probe:.2f}x")
-total = sum(os.path.getsize(os.path.join(d, f)) for d, _, fs in os.walk(root) for f in fs)
+def size(path):
+    try:
+        st = os.lstat(path)
+    except OSError:
+        return 0
+    return st.st_size if stat.S_ISREG(st.st_mode) else 0
+
+
+total = sum(size(os.path.join(d, f)) for d, _, fs in os.walk(root) for f in fs)
 # openssl prints the rate in thousands of bytes per second, last column.
 one_core = float(open(sha_file).read().split()[-1].rstrip("k")) * 1000
 print(f"  bytes/s: {total / probe / 1e9:.2f} GB/s of {total / 1e9:.1f} GB; "

@@ -1,7 +1,10 @@
 #!/usr/bin/env bash
-# Duplicate finder: velmora-probe against jdupes, rmlint, fdupes and rdfind on three
-# corpora (same-size trap, throughput, threshold discipline), warm cache, medians.
-# Usage: bench/duplicates/run.sh [CORPUS_PARENT]   (RUNS=3 by default)
+# Duplicate finder: velmora-probe against jdupes, rmlint, fdupes and rdfind on the
+# generated corpora (same-size trap, throughput, threshold discipline, one large
+# same-size class) and on this machine's /usr, warm cache, medians; with the
+# probe's peak RSS against a scan of an empty folder.
+# Usage: bench/duplicates/run.sh [CORPUS_PARENT]   (RUNS=3 by default;
+#        CORPORA="dup-trap dup-throughput dup-threshold dup-sameclass usr")
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 PARENT="${1:-$PWD/build/bench-corpus}"
@@ -19,12 +22,23 @@ PROBE="$PWD/build/tools/probe/velmora-probe"
 echo "== SHA-256 on one core (openssl speed, 512 KiB blocks)"
 openssl speed -evp sha256 -bytes 524288 -seconds 3 2>/dev/null | tail -1 | tee "$OUT/sha256.txt"
 
-for corpus in ${CORPORA:-dup-trap dup-throughput dup-threshold}; do
-    ROOT="$PARENT/$corpus"
-    [ -d "$ROOT" ] || { echo "building $corpus"; build/bench/velmora-bench-corpus "$corpus" "$ROOT"; }
-    echo "== $corpus ($(du -sh "$ROOT" | cut -f1))"
+EMPTY=$(mktemp -d)
+/usr/bin/time -f "%M" -o "$OUT/rss-empty.txt" "$PROBE" duplicates "$EMPTY" --min-mb 10 > /dev/null
+rmdir "$EMPTY"
+echo "== peak RSS of a scan of an empty folder: $(cat "$OUT/rss-empty.txt") KB"
+
+for corpus in ${CORPORA:-dup-trap dup-throughput dup-threshold dup-sameclass usr}; do
+    if [ "$corpus" = usr ]; then
+        ROOT=/usr
+    else
+        ROOT="$PARENT/$corpus"
+        [ -d "$ROOT" ] || { echo "building $corpus"; build/bench/velmora-bench-corpus "$corpus" "$ROOT"; }
+    fi
+    echo "== $corpus ($(du -sh "$ROOT" 2>/dev/null | cut -f1))"
+    find "$ROOT" -type f -size +10M -exec cat {} + > /dev/null 2>&1 || true # warm
     cd "$OUT"
-    "$PROBE" duplicates "$ROOT" --min-mb 10 > "probe-$corpus.json"
+    /usr/bin/time -f "%M" -o "rss-$corpus.txt" "$PROBE" duplicates "$ROOT" --min-mb 10 > "probe-$corpus.json"
+    echo "  velmora-probe peak RSS: $(cat "rss-$corpus.txt") KB"
     jdupes -r -A -X size+=:10M -q "$ROOT" > "jdupes-$corpus.txt" || true
     rmlint -T df -s 10MB -a sha256 -F -L -o fdupes:stdout "$ROOT" > "rmlint-$corpus.txt" 2>/dev/null || true
     fdupes -r -A -G 10485760 -q "$ROOT" > "fdupes-$corpus.txt" || true
