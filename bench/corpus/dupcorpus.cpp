@@ -11,6 +11,11 @@
 //                        every other file in one byte at a random place between
 //                        the edges, the rest are 20 true pairs and 20 true triples
 //                        (each set with a byte of its own).
+//   dup-middle ROOT:     330 files of exactly 16 MiB in ten folders, variants of
+//                        one body with zero edges: 132 differ in the first 4 KiB,
+//                        99 only in the last 16 bytes, 66 only at the middle, and
+//                        33 are 15 true pairs and a triple (differing from the
+//                        others next to the middle).
 
 #include "dupcorpus.h"
 
@@ -171,6 +176,42 @@ int makeDuplicateCorpus(const std::string &kind, const std::string &root)
             for (int c = 0; c < copies; ++c)
                 write(place(), patch);
         }
+        return 0;
+    }
+    if (kind == "dup-middle") {
+        const long long size = 16 * MiB;
+        const long long edge = 4096;
+        Rng rng{4242};
+        std::vector<char> body(size_t(size), 0);
+        for (long long at = edge; at + 8 <= size - edge; at += 8) {
+            const unsigned long long word = rng.next();
+            std::memcpy(body.data() + at, &word, 8);
+        }
+        int n = 0;
+        const auto write = [&](long long patch, char value) {
+            const char was = body[size_t(patch)];
+            body[size_t(patch)] = char(was ^ value);
+            const std::string dir = root + "/d" + std::to_string(n % 10);
+            makeDir(dir);
+            const std::string path = dir + "/f" + std::to_string(n++);
+            const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+            if (fd < 0 || ::write(fd, body.data(), body.size()) != (ssize_t)body.size()) {
+                std::perror(path.c_str());
+                std::exit(1);
+            }
+            close(fd);
+            body[size_t(patch)] = was;
+        };
+        // Each variant flips its own byte, so every file is unique but the sets.
+        for (int i = 0; i < 132; ++i)
+            write(i * 31, char(1 + i % 255));
+        for (int i = 0; i < 99; ++i)
+            write(size - 16 + i % 16, char(1 + i / 16));
+        for (int i = 0; i < 66; ++i)
+            write(size / 2, char(1 + i));
+        for (int set = 0; set < 16; ++set)
+            for (int c = 0; c < (set == 15 ? 3 : 2); ++c)
+                write(size / 2 + 1, char(1 + set));
         return 0;
     }
     std::fprintf(stderr, "unknown corpus %s\n", kind.c_str());
