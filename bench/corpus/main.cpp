@@ -103,7 +103,8 @@ int main(int argc, char **argv)
     if (argc != 3) {
         std::fprintf(
             stderr,
-            "usage: velmora-bench-corpus largefiles|dup-trap|dup-throughput|dup-threshold|dup-sameclass|dup-middle ROOT\n");
+            "usage: velmora-bench-corpus "
+            "largefiles|dup-trap|dup-throughput|dup-threshold|dup-sameclass|dup-middle ROOT\n");
         return 2;
     }
     if (std::strncmp(argv[1], "dup-", 4) == 0)

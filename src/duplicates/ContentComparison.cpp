@@ -1,5 +1,6 @@
 #include "ContentComparison.h"
 
+#include "ChunkBuffers.h"
 #include "ContentDigest.h"
 #include "FileDigest.h"
 #include "WalkControl.h"
@@ -21,7 +22,7 @@ namespace ContentComparison {
 
 namespace {
 
-constexpr qint64 kPage = 4096;
+constexpr qint64 kPage = ChunkBuffers::kPage;
 // Large enough that a read costs little per byte, small enough that a chunk is
 // still in the processor's cache when it is compared and hashed right after.
 constexpr qint64 kMaxChunk = 256 * 1024;
@@ -43,76 +44,6 @@ constexpr qint64 kParallelBytes = 1024 * 1024;
 constexpr qint64 kHashLag = 8 * 1024 * 1024;
 constexpr qint64 kHashTrail = 1024 * 1024;
 
-// Buffers start on a page: the kernel copies into an aligned buffer up to twice
-// as fast as into one that is not.
-template <typename T> struct PageAligned
-{
-    using value_type = T;
-    PageAligned() = default;
-    template <typename U> PageAligned(const PageAligned<U> &) {}
-    T *allocate(size_t n)
-    {
-        return static_cast<T *>(::operator new(n * sizeof(T), std::align_val_t(kPage)));
-    }
-    void deallocate(T *p, size_t) { ::operator delete(p, std::align_val_t(kPage)); }
-    bool operator==(const PageAligned &) const = default;
-};
-using Bytes = std::vector<char, PageAligned<char>>;
-using Chunk = std::shared_ptr<const Bytes>;
-
-// Buffers serve comparison after comparison (a scan compares set after set):
-// a buffer taken from here has been written before, so reusing it never faults
-// fresh pages in, which would cost more than the reads themselves.
-class BufferPool
-{
-public:
-    using Buffer = std::unique_ptr<Bytes>;
-
-    static BufferPool &shared()
-    {
-        static BufferPool pool;
-        return pool;
-    }
-    Buffer get()
-    {
-        {
-            std::lock_guard lock(m_mutex);
-            if (!m_spare.empty()) {
-                Buffer buffer = std::move(m_spare.back());
-                m_spare.pop_back();
-                m_spareBytes -= qint64(buffer->capacity());
-                return buffer;
-            }
-        }
-        return std::make_unique<Bytes>();
-    }
-    void put(Buffer buffer)
-    {
-        std::lock_guard lock(m_mutex);
-        if (m_spareBytes + qint64(buffer->capacity()) > kMaxSpareBytes)
-            return; // freed
-        m_spareBytes += qint64(buffer->capacity());
-        m_spare.push_back(std::move(buffer));
-    }
-
-private:
-    static constexpr qint64 kMaxSpareBytes = 16 * 1024 * 1024;
-    std::mutex m_mutex;
-    std::vector<Buffer> m_spare;
-    qint64 m_spareBytes = 0;
-};
-
-// A chunk that holds the buffer `bytes`, which get a spare one instead; the
-// chunk's buffer goes back to the pool once the last set that needs it has
-// hashed it.
-Chunk keep(BufferPool::Buffer &bytes)
-{
-    BufferPool::Buffer holder = std::exchange(bytes, BufferPool::shared().get());
-    return Chunk(holder.release(), [](const Bytes *done) {
-        BufferPool::shared().put(BufferPool::Buffer(const_cast<Bytes *>(done)));
-    });
-}
-
 struct Member
 {
     int index;
@@ -126,7 +57,7 @@ struct Part
 {
     std::vector<Member *> members;
     FileDigest::Hasher hasher;
-    std::deque<Chunk> pending;
+    std::deque<ChunkBuffers::Chunk> pending;
     qint64 pendingBytes = 0;
 
     // Hashes the oldest pending chunks until at most `keep` bytes wait.
@@ -143,7 +74,7 @@ struct Part
 // One content met in a chunk, and the files that have it.
 struct Way
 {
-    BufferPool::Buffer bytes; // the buffer it was read into
+    ChunkBuffers::Buffer bytes; // the buffer it was read into
     qint64 got = 0;
     std::vector<Member *> members;
 };
@@ -152,7 +83,7 @@ struct Way
 // wave, the contents met, and per file what was read.
 struct Scratch
 {
-    std::vector<BufferPool::Buffer> buffers;
+    std::vector<ChunkBuffers::Buffer> buffers;
     std::vector<qint64> got;
     std::vector<char> likeFirst;
     std::vector<Way> ways;
@@ -161,14 +92,14 @@ struct Scratch
     {
         ways.resize(kMaxWays);
         for (Way &way : ways)
-            way.bytes = BufferPool::shared().get();
+            way.bytes = ChunkBuffers::get();
     }
     ~Scratch()
     {
-        for (BufferPool::Buffer &slot : buffers)
-            BufferPool::shared().put(std::move(slot));
+        for (ChunkBuffers::Buffer &slot : buffers)
+            ChunkBuffers::put(std::move(slot));
         for (Way &way : ways)
-            BufferPool::shared().put(std::move(way.bytes));
+            ChunkBuffers::put(std::move(way.bytes));
     }
     Scratch(const Scratch &) = delete;
     Scratch &operator=(const Scratch &) = delete;
@@ -275,7 +206,7 @@ qint64 Comparison::read(const Member &member, char *buffer, qint64 length, qint6
 // unlike every other and is read no further.
 void Comparison::split(Part part, qint64 offset, qint64 chunk, Scratch &scratch, Outcome &out) const
 {
-    std::vector<BufferPool::Buffer> &buffers = scratch.buffers;
+    std::vector<ChunkBuffers::Buffer> &buffers = scratch.buffers;
     std::vector<qint64> &gotOf = scratch.got;
     std::vector<char> &likeFirst = scratch.likeFirst;
     std::vector<Way> &wayOf = scratch.ways;
@@ -288,13 +219,13 @@ void Comparison::split(Part part, qint64 offset, qint64 chunk, Scratch &scratch,
             return;
         const qsizetype n = std::min(waveSize, qsizetype(members.size()) - start);
         while (qsizetype(buffers.size()) < n)
-            buffers.push_back(BufferPool::shared().get());
+            buffers.push_back(ChunkBuffers::get());
         while (qsizetype(buffers.size()) > n) { // fewer files, larger chunks
-            BufferPool::shared().put(std::move(buffers.back()));
+            ChunkBuffers::put(std::move(buffers.back()));
             buffers.pop_back();
         }
         const auto slotOf = [&](qsizetype i) {
-            Bytes &slot = *buffers[size_t(i)];
+            ChunkBuffers::Bytes &slot = *buffers[size_t(i)];
             if (qint64(slot.size()) < chunk)
                 slot.resize(size_t(chunk));
             return slot.data();
@@ -393,7 +324,7 @@ void Comparison::split(Part part, qint64 offset, qint64 chunk, Scratch &scratch,
         Part set = carryOn(std::move(way.members));
         set.pendingBytes += way.got;
         way.bytes->resize(size_t(way.got)); // a last chunk may be short
-        set.pending.push_back(keep(way.bytes));
+        set.pending.push_back(ChunkBuffers::keep(way.bytes));
         if (way.got > 0) {
             out.next.push_back(std::move(set));
             continue;
