@@ -1,0 +1,77 @@
+#pragma once
+
+#include "FileLocation.h"
+#include "ProtectionQuarantineManager.h"
+
+#include <QDir>
+#include <QFile>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+#include <QtTest>
+#include <sys/stat.h>
+
+// What the quarantine's tests share: findings made from files on disk, the
+// quarantine folder's listing, and the probe run as a child process.
+namespace QuarantineTesting {
+
+inline QString quarantineFolder()
+{
+    return ProtectionQuarantineManager::quarantineDirectory();
+}
+
+// A finding for the file as it is now, as a scan would have made it.
+inline SecurityFinding findingFor(const QString &path)
+{
+    SecurityFinding f;
+    f.url = path;
+    f.name = FileLocation::lastPathComponent(path);
+    f.path = FileLocation::deletingLastPathComponent(path);
+    f.level = ThreatLevel::suspicious;
+    struct stat st;
+    if (lstat(QFile::encodeName(path).constData(), &st) == 0) {
+        f.identity = FileIdentity::of(st);
+        f.size = st.st_size;
+    }
+    return f;
+}
+
+inline void waitIdle(const ProtectionQuarantineManager &manager)
+{
+    QTRY_VERIFY_WITH_TIMEOUT(!manager.isWorking(), 30000);
+}
+
+inline QByteArray contents(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<missing>");
+}
+
+inline bool exists(const QString &path)
+{
+    struct stat st;
+    return lstat(QFile::encodeName(path).constData(), &st) == 0;
+}
+
+inline QStringList quarantineEntries(const QString &folder)
+{
+    return QDir(folder).entryList(QDir::AllEntries | QDir::Hidden | QDir::System |
+                                  QDir::NoDotAndDotDot);
+}
+
+inline QJsonObject runProbe(const QStringList &args, const QProcessEnvironment &env = {},
+                            int *exitCode = nullptr, QProcess::ExitStatus *status = nullptr)
+{
+    QProcess probe;
+    if (!env.isEmpty())
+        probe.setProcessEnvironment(env);
+    probe.start(QStringLiteral(VELMORA_PROBE), args);
+    probe.waitForFinished(60000);
+    if (exitCode)
+        *exitCode = probe.exitCode();
+    if (status)
+        *status = probe.exitStatus();
+    return QJsonDocument::fromJson(probe.readAllStandardOutput()).object();
+}
+
+} // namespace QuarantineTesting
