@@ -309,11 +309,9 @@ void Comparison::split(Part part, qint64 offset, qint64 chunk, Scratch &scratch,
     if (goingOn >= 2)
         part.hashPending();
     const auto carryOn = [&](std::vector<Member *> members) {
-        Part out{std::move(members),
-                 goingOn == 1 ? std::move(part.hasher) : FileDigest::Hasher(part.hasher)};
-        out.pending = std::move(part.pending);
-        out.pendingBytes = std::exchange(part.pendingBytes, 0);
-        return out;
+        return Part{std::move(members),
+                    goingOn == 1 ? std::move(part.hasher) : FileDigest::Hasher(part.hasher),
+                    std::move(part.pending), std::exchange(part.pendingBytes, 0)};
     };
     if (leftOver.size() >= 2)
         out.again.push_back(carryOn(std::move(leftOver)));
@@ -354,11 +352,10 @@ std::vector<IdenticalFiles> Comparison::run()
         open.push_back(std::move(all));
     }
     for (qint64 offset = 0; !open.empty() && !WalkControl::stopRequested();) {
-        // The fewer files still alike, the larger each one's chunk.
-        qsizetype active = 0;
-        for (const Part &part : open)
-            active += qsizetype(part.members.size());
-        const qint64 chunk = std::clamp(kMemoryBudget / active / kPage * kPage, kPage, kMaxChunk);
+        // Large chunks, however many files are still alike: a large set is
+        // read in waves (see split), so memory stays bounded and each read
+        // costs few system calls per byte.
+        const qint64 chunk = kMaxChunk;
         std::vector<Part> next;
         std::vector<Part> work = std::move(open);
         while (!work.empty() && !WalkControl::stopRequested()) {
