@@ -37,9 +37,9 @@ using Chunk = std::shared_ptr<const Bytes>;
 Buffer get();
 void put(Buffer buffer);
 
-// A chunk that holds the buffer `bytes`, which get a spare one instead; the
-// chunk's buffer comes back to the spares once the last set that needs it has
-// hashed it.
+// A chunk that holds the buffer `bytes`, which is left empty; the chunk's
+// buffer comes back to the spares once the last set that needs it has hashed
+// it.
 Chunk keep(Buffer &bytes);
 
 } // namespace ChunkBuffers

@@ -74,13 +74,15 @@ struct Part
 // One content met in a chunk, and the files that have it.
 struct Way
 {
-    ChunkBuffers::Buffer bytes; // the buffer it was read into
+    ChunkBuffers::Buffer bytes; // the buffer it was read into (none until used)
     qint64 got = 0;
     std::vector<Member *> members;
 };
 
 // What splitting one set needs besides its files: a buffer per file of a
-// wave, the contents met, and per file what was read.
+// wave, the contents met, and per file what was read. Buffers are taken as
+// they are first needed: most sets are pairs, which never meet more than two
+// contents.
 struct Scratch
 {
     std::vector<ChunkBuffers::Buffer> buffers;
@@ -88,18 +90,15 @@ struct Scratch
     std::vector<char> likeFirst;
     std::vector<Way> ways;
 
-    Scratch()
-    {
-        ways.resize(kMaxWays);
-        for (Way &way : ways)
-            way.bytes = ChunkBuffers::get();
-    }
+    Scratch() { ways.resize(kMaxWays); }
     ~Scratch()
     {
         for (ChunkBuffers::Buffer &slot : buffers)
-            ChunkBuffers::put(std::move(slot));
+            if (slot)
+                ChunkBuffers::put(std::move(slot));
         for (Way &way : ways)
-            ChunkBuffers::put(std::move(way.bytes));
+            if (way.bytes)
+                ChunkBuffers::put(std::move(way.bytes));
     }
     Scratch(const Scratch &) = delete;
     Scratch &operator=(const Scratch &) = delete;
@@ -221,10 +220,13 @@ void Comparison::split(Part part, qint64 offset, qint64 chunk, Scratch &scratch,
         while (qsizetype(buffers.size()) < n)
             buffers.push_back(ChunkBuffers::get());
         while (qsizetype(buffers.size()) > n) { // fewer files, larger chunks
-            ChunkBuffers::put(std::move(buffers.back()));
+            if (buffers.back())
+                ChunkBuffers::put(std::move(buffers.back()));
             buffers.pop_back();
         }
         const auto slotOf = [&](qsizetype i) {
+            if (!buffers[size_t(i)]) // given to a content kept for its digest
+                buffers[size_t(i)] = ChunkBuffers::get();
             ChunkBuffers::Bytes &slot = *buffers[size_t(i)];
             if (qint64(slot.size()) < chunk)
                 slot.resize(size_t(chunk));
