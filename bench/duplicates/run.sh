@@ -1,22 +1,25 @@
 #!/usr/bin/env bash
 # Duplicate finder: velmora-probe against jdupes, rmlint, fdupes and rdfind on the
 # generated corpora (same-size trap, throughput, threshold discipline, one large
-# same-size class) and on this machine's /usr, warm cache, medians; with the
-# probe's peak RSS against a scan of an empty folder.
+# same-size class, same-size files differing only at the ends or the middle)
+# and on this machine's /usr, warm cache, medians; each against its limit (see
+# limit.py), with the probe's peak RSS against a scan of an empty folder. The
+# table of every corpus ends in build/bench-results/duplicates/summary.md.
 # Usage: bench/duplicates/run.sh [CORPUS_PARENT]   (RUNS=3 by default;
-#        CORPORA="dup-trap dup-throughput dup-threshold dup-sameclass usr")
+#        CORPORA="dup-trap dup-sameclass dup-middle dup-throughput dup-threshold usr")
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 PARENT="${1:-$PWD/build/bench-corpus}"
 RUNS="${RUNS:-3}"
 OUT="$PWD/build/bench-results/duplicates"
 mkdir -p "$OUT" "$PARENT"
+rm -f "$OUT/summary.md"
 
 for p in jdupes rmlint fdupes rdfind hyperfine; do
     dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" ||
         { echo "installing $p"; apt-get install -y -qq "$p" >/dev/null; }
 done
-cmake --build build --target velmora-probe velmora-bench-corpus >/dev/null
+cmake --build build --target velmora-probe velmora-bench-corpus velmora-bench-readrate >/dev/null
 PROBE="$PWD/build/tools/probe/velmora-probe"
 
 echo "== SHA-256 on one core (openssl speed, 512 KiB blocks)"
@@ -27,7 +30,7 @@ EMPTY=$(mktemp -d)
 rmdir "$EMPTY"
 echo "== peak RSS of a scan of an empty folder: $(cat "$OUT/rss-empty.txt") KB"
 
-for corpus in ${CORPORA:-dup-trap dup-throughput dup-threshold dup-sameclass usr}; do
+for corpus in ${CORPORA:-dup-trap dup-sameclass dup-middle dup-throughput dup-threshold usr}; do
     if [ "$corpus" = usr ]; then
         ROOT=/usr
     else
@@ -47,6 +50,8 @@ for corpus in ${CORPORA:-dup-trap dup-throughput dup-threshold dup-sameclass usr
     fdupes -r -A -G 10485760 -q "$ROOT" > "fdupes-$corpus.txt" || true
     rdfind -minsize 10485760 -checksum sha256 -outputname "rdfind-$corpus.txt" "$ROOT" > /dev/null
     python3 "$OLDPWD/bench/duplicates/compare.py" "$corpus" "$ROOT"
+    python3 "$OLDPWD/bench/duplicates/limit.py" "$ROOT" "$OUT/sha256.txt" \
+        "$OLDPWD/build/bench/velmora-bench-readrate" "$PROBE" "limit-$corpus.json"
     hyperfine -N --warmup 1 --runs "$RUNS" --export-json "$corpus.json" \
         -n velmora-probe "$PROBE duplicates $ROOT --min-mb 10" \
         -n jdupes "jdupes -r -A -X size+=:10M -q $ROOT" \
@@ -55,6 +60,10 @@ for corpus in ${CORPORA:-dup-trap dup-throughput dup-threshold dup-sameclass usr
         -n fdupes "fdupes -r -A -G 10485760 -q $ROOT" \
         -n rdfind "rdfind -minsize 10485760 -checksum sha256 -outputname /dev/null $ROOT" \
         > /dev/null 2>&1 || echo "(a peer exited non-zero; see hyperfine)"
-    python3 "$OLDPWD/bench/duplicates/report.py" "$corpus.json" "$ROOT" "$OUT/sha256.txt"
+    python3 "$OLDPWD/bench/duplicates/report.py" "$corpus.json" "$corpus" "limit-$corpus.json" \
+        "rss-$corpus.txt" "rss-empty.txt" summary.md
     cd "$OLDPWD"
 done
+
+echo "== summary"
+cat "$OUT/summary.md"
