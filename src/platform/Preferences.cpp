@@ -1,11 +1,13 @@
 #include "Preferences.h"
 
+#include "DiskFile.h"
+
 #include <QFile>
 #include <QSettings>
 #include <QStandardPaths>
 #include <cerrno>
 #include <memory>
-#include <sys/stat.h>
+#include <unistd.h>
 
 namespace Preferences {
 
@@ -21,15 +23,19 @@ QString storePath()
            QStringLiteral("/Velmora/Velmora.conf");
 }
 
+// Three small values never make a file larger than this.
+constexpr qint64 kMaxStoreBytes = 1024 * 1024;
+
 // QSettings opens its file with a blocking open and reads it to the end, so a named
-// pipe (or a device) in its place would hang the app on the first preference. Only
-// a missing file or a regular one, directly or through a link, is handed over.
+// pipe (or a device, or a sparse giant) in its place would hang the app or fill its
+// memory on the first preference. Only a missing file or a small regular one,
+// directly or through a link, is handed over.
 bool isUsable(const QString &path)
 {
-    struct stat st;
-    if (stat(QFile::encodeName(path).constData(), &st) == 0)
-        return S_ISREG(st.st_mode);
-    return errno == ENOENT;
+    const int fd = DiskFile::open(path, kMaxStoreBytes, DiskFile::Links::follow);
+    if (fd >= 0)
+        close(fd);
+    return fd >= 0 || errno == ENOENT;
 }
 
 // The store, or nothing when its file is not usable. Writing also takes the lock

@@ -1,5 +1,7 @@
 #include "PropertyList.h"
 
+#include "DiskFile.h"
+
 #include "FileLocation.h"
 #include "PropertyListShape.h"
 
@@ -153,22 +155,8 @@ std::optional<QVariantMap> fromData(const QByteArray &data)
 
 std::optional<QVariantMap> read(const QString &path)
 {
-    // Non-blocking, and only a regular file is read: a named pipe or a device
-    // planted as a property list would otherwise hold a scan forever.
-    const int fd = open(FileLocation::encode(path).constData(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-    if (fd < 0)
-        return std::nullopt;
-    struct stat st;
-    if (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode) || st.st_size > kMaxPlistBytes) {
-        close(fd);
-        return std::nullopt;
-    }
-    QFile file;
-    if (!file.open(fd, QIODevice::ReadOnly, QFileDevice::AutoCloseHandle)) {
-        close(fd);
-        return std::nullopt;
-    }
-    return fromData(file.read(kMaxPlistBytes + 1));
+    const std::optional<QByteArray> bytes = DiskFile::read(path, kMaxPlistBytes);
+    return bytes ? fromData(*bytes) : std::nullopt;
 }
 
 bool write(const QString &path, const QVariantMap &dict, bool binary)

@@ -1,5 +1,6 @@
 #include "CodeSignature.h"
 
+#include "DiskFile.h"
 #include "FileLocation.h"
 #include "MachOFile.h"
 #include "PropertyList.h"
@@ -39,6 +40,8 @@ constexpr quint32 kSlotDerEntitlements = 7;
 // Nothing signed is larger: bounds every read the signature asks for.
 constexpr qint64 kMaxSignature = 64 * 1024 * 1024;
 constexpr qint64 kMaxInfoPlist = 8 * 1024 * 1024;
+// Past this, a file is not code any Mac runs: a sparse giant planted to stall the check.
+constexpr qint64 kMaxCodeBytes = qint64(4) << 30;
 
 quint32 big32(const QByteArray &b, qint64 at)
 {
@@ -197,14 +200,6 @@ bool codeMatches(const MachO::File &file, const MachO::Slice &slice, const Direc
     return true;
 }
 
-std::optional<QByteArray> readSmallFile(const QString &path, qint64 limit)
-{
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly) || file.size() > limit)
-        return std::nullopt;
-    return file.readAll();
-}
-
 // What the signed code sits in: its bundle, or nothing for a lone tool.
 struct Context
 {
@@ -237,7 +232,7 @@ bool specialSlotsMatch(const Directory &d, const Blobs &blobs, const Context &ct
             actual =
                 ctx.contents.isEmpty()
                     ? infoSection
-                    : readSmallFile(ctx.contents + QStringLiteral("/Info.plist"), kMaxInfoPlist);
+                    : DiskFile::read(ctx.contents + QStringLiteral("/Info.plist"), kMaxInfoPlist);
             break;
         case kSpecialRequirements:
             if (blobs.bySlot.contains(kSlotRequirements))
@@ -245,7 +240,7 @@ bool specialSlotsMatch(const Directory &d, const Blobs &blobs, const Context &ct
             break;
         case kSpecialResources:
             if (!ctx.contents.isEmpty())
-                actual = readSmallFile(
+                actual = DiskFile::read(
                     ctx.contents + QStringLiteral("/_CodeSignature/CodeResources"), kMaxSignature);
             break;
         case kSpecialEntitlements:
@@ -296,14 +291,7 @@ bool cmsMatches(const Blobs &blobs)
 
 int openCode(const QString &path)
 {
-    const int fd = ::open(FileLocation::encode(path).constData(),
-                          O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
-    struct stat st;
-    if (fd >= 0 && (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode))) {
-        ::close(fd);
-        return -1;
-    }
-    return fd;
+    return DiskFile::open(path, kMaxCodeBytes, DiskFile::Links::refuse);
 }
 
 } // namespace
@@ -345,7 +333,7 @@ SignatureInformation signatureInformation(const QString &path)
     }
     SignatureInformation info;
     info.wasCreated = true;
-    const Context ctx{*code == path ? QString() : path + QStringLiteral("/Contents"), *code};
+    const Context ctx{*code == path ? QString() : path + QStringLiteral("/Contents"), *code, {}};
     bool valid = true;
     for (int i = 0; i < layout.slices.size(); ++i) {
         const MachO::Slice &slice = layout.slices.at(i);

@@ -1,12 +1,12 @@
 #include "SealedResources.h"
 
 #include "CodeSignature.h"
+#include "DiskFile.h"
 #include "FileDigest.h"
 #include "FileLocation.h"
 #include "FileWalker.h"
 #include "PropertyList.h"
 
-#include <QFile>
 #include <QRegularExpression>
 #include <QSet>
 #include <QVariantMap>
@@ -17,6 +17,10 @@
 namespace SealedResources {
 
 namespace {
+
+// A sealed file past this is not a resource any bundle ships; hashing a planted
+// sparse giant would stall the scan.
+constexpr qint64 kMaxSealedFileBytes = qint64(2) << 30;
 
 struct Rule
 {
@@ -60,14 +64,10 @@ bool mustBeSealed(const QList<Rule> &rules, const QString &relative)
 
 std::optional<QByteArray> fileDigest(const QString &path, FileDigest::Algorithm algorithm)
 {
-    const int fd = ::open(FileLocation::encode(path).constData(),
-                          O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK);
+    const int fd = DiskFile::open(path, kMaxSealedFileBytes, DiskFile::Links::refuse);
     if (fd < 0)
         return std::nullopt;
-    struct stat st;
-    std::optional<QByteArray> digest;
-    if (fstat(fd, &st) == 0 && S_ISREG(st.st_mode))
-        digest = FileDigest::ofOpenFile(fd, algorithm);
+    std::optional<QByteArray> digest = FileDigest::ofOpenFile(fd, algorithm);
     ::close(fd);
     return digest;
 }
@@ -93,8 +93,15 @@ bool entryMatches(const QString &contents, const QString &relative, const QVaria
     if (lstat(FileLocation::encode(path).constData(), &st) != 0)
         return options.value(QStringLiteral("optional")).toBool();
     if (options.contains(QStringLiteral("symlink"))) {
-        return S_ISLNK(st.st_mode) && QFile::symLinkTarget(path).endsWith(
-                                          options.value(QStringLiteral("symlink")).toString());
+        // The link's own text, exactly: a target that merely ends the same way
+        // points somewhere else.
+        QByteArray target(qsizetype(st.st_size) + 1, Qt::Uninitialized);
+        const ssize_t n = S_ISLNK(st.st_mode) ? readlink(FileLocation::encode(path).constData(),
+                                                         target.data(), target.size())
+                                              : -1;
+        const QByteArray sealed =
+            FileLocation::encode(options.value(QStringLiteral("symlink")).toString());
+        return n >= 0 && n < target.size() && target.left(n) == sealed;
     }
     if (options.contains(QStringLiteral("cdhash")))
         return CodeSignature::signatureInformation(path).isValid;

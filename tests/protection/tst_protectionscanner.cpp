@@ -1,13 +1,21 @@
 #include "FolderChooser.h"
 #include "MacTree.h"
 #include "MachOSigner.h"
+#include "Preferences.h"
 #include "PropertyList.h"
+#include "ProtectionQuarantineManager.h"
 #include "ProtectionScanner.h"
 #include "TestEnvironment.h"
 #include "TreeBuilder.h"
 
 #include <QProcess>
 #include <QtTest>
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 // The seven automatic places, their walks and handlers, on a Mac tree whose home
 // lies inside the system root.
@@ -54,6 +62,8 @@ private Q_SLOTS:
     void failuresAndCustomScans();
     void probePrintsFindingsCountsAndSelection();
     void hostileTreesNeverHangOrCrash();
+    void hostileFilesWhereAFileIsRead_data();
+    void hostileFilesWhereAFileIsRead();
     void unreadableWalkedRootFailsTheAnalysis();
     void chooserStartsACustomScanOnlyOnOk();
 };
@@ -236,6 +246,107 @@ void TestProtectionScanner::hostileTreesNeverHangOrCrash()
              QStringList({"Puede iniciarse automáticamente con tu sesión o con macOS."}));
     QCOMPARE(byName.value("array").level, ThreatLevel::review);
     QCOMPARE(byName.value("liar").signatureDescription, QStringLiteral("Sin firma verificable"));
+}
+
+// Puts at `path` something that is no small regular file.
+void plant(const QString &path, const QString &kind)
+{
+    const QByteArray bytes = QFile::encodeName(path);
+    unlink(bytes.constData());
+    if (kind == "pipe") {
+        QCOMPARE(mkfifo(bytes.constData(), 0644), 0);
+    } else if (kind == "device") {
+        QCOMPARE(symlink("/dev/zero", bytes.constData()), 0);
+    } else if (kind == "loop") {
+        QCOMPARE(
+            symlink(QFile::encodeName(QFileInfo(path).fileName()).constData(), bytes.constData()),
+            0);
+    } else if (kind == "sparse") {
+        const int fd = open(bytes.constData(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
+        QVERIFY(fd >= 0);
+        QCOMPARE(ftruncate(fd, qint64(40) << 30), 0); // 40 GB, no blocks
+        close(fd);
+    } else { // a socket, bound from its folder: full paths outgrow sun_path
+        const int fd = socket(AF_UNIX, SOCK_STREAM, 0);
+        sockaddr_un address{};
+        address.sun_family = AF_UNIX;
+        qstrncpy(address.sun_path, QFile::encodeName(QFileInfo(path).fileName()).constData(),
+                 sizeof address.sun_path);
+        const QString here = QDir::currentPath();
+        QVERIFY(QDir::setCurrent(QFileInfo(path).path()));
+        QCOMPARE(bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+        QVERIFY(QDir::setCurrent(here));
+        close(fd);
+    }
+}
+
+long peakKilobytes()
+{
+    rusage usage{};
+    getrusage(RUSAGE_SELF, &usage);
+    return usage.ru_maxrss;
+}
+
+void TestProtectionScanner::hostileFilesWhereAFileIsRead_data()
+{
+    QTest::addColumn<QString>("place");
+    QTest::addColumn<QString>("kind");
+    const QStringList places{"Contents/_CodeSignature/CodeResources",
+                             "Contents/Info.plist",
+                             "Contents/MacOS/Dropper",
+                             "Contents/Resources/a.txt",
+                             "launch list",
+                             "quarantine index",
+                             "quarantine intent",
+                             "preferences"};
+    for (const QString &place : places)
+        for (const char *kind : {"pipe", "device", "socket", "sparse", "loop"})
+            QTest::addRow("%s %s", qPrintable(place), kind) << place << QString::fromLatin1(kind);
+}
+
+// A name the disk gives can stand for anything. Every scan still ends as usual,
+// its memory stays bounded, and the thing is simply unreadable.
+void TestProtectionScanner::hostileFilesWhereAFileIsRead()
+{
+    QFETCH(QString, place);
+    QFETCH(QString, kind);
+    MacTree tree;
+    const QString bundle = tree.root.path("Users/ana/Downloads/Dropper.app");
+    MachOSigner::Options o;
+    o.identifier = "com.vendor.dropper";
+    QVERIFY(MachOSigner::writeBundle(bundle, "Dropper", {{"Resources/a.txt", "a"}}, o));
+    const QString agent = tree.root.file("Library/LaunchAgents/com.vendor.agent.plist", "");
+    QVERIFY(PropertyList::write(agent, {{"Label", "com.vendor.agent"}}, false));
+    const QString quarantine = ProtectionQuarantineManager::quarantineDirectory();
+    const QString intent = quarantine + "/0A1B2C3D-4E5F-4071-8293-A4B5C6D7E8F9.pending";
+    const QString preferences = tree.env.root() + "/xdg-config/Velmora/Velmora.conf";
+    qputenv("XDG_CONFIG_HOME", QFile::encodeName(tree.env.root() + "/xdg-config"));
+    tree.root.folder("xdg-config/Velmora");
+    ProtectionQuarantineManager().recordCount(); // makes the folder
+    const auto signatureOfDropper = [](const ProtectionScanner &scanner) {
+        for (const SecurityFinding &f : scanner.findings())
+            if (f.url.endsWith("/Dropper.app"))
+                return f.signatureDescription;
+        return QStringLiteral("<not listed>");
+    };
+    ProtectionScanner first;
+    scanAndWait(first);
+    const QString valid = signatureOfDropper(first);
+    const QHash<QString, QString> where{{"launch list", agent},
+                                        {"quarantine index", quarantine + "/records.json"},
+                                        {"quarantine intent", intent},
+                                        {"preferences", preferences}};
+    plant(where.value(place, bundle + "/" + place), kind);
+
+    const long before = peakKilobytes();
+    ProtectionScanner scanner;
+    scanAndWait(scanner);
+    ProtectionQuarantineManager manager;
+    QCOMPARE(manager.recordCount(), 0);
+    QCOMPARE(Preferences::string("velmora_cleanup_mode"), QString());
+    QVERIFY2(peakKilobytes() - before < 100 * 1024, "memory grew by over 100 MB");
+    // A signature with a part that cannot be read is never valid.
+    QCOMPARE(signatureOfDropper(scanner) == valid, !place.startsWith("Contents"));
 }
 
 void TestProtectionScanner::unreadableWalkedRootFailsTheAnalysis()
