@@ -40,4 +40,18 @@ QString describe(int errorNumber)
     }
 }
 
+QString changedWhileMoving(const QString &what)
+{
+    return QStringLiteral("%1 cambió mientras se movía. No se movió nada.").arg(what);
+}
+
+QString ofMove(int errorNumber, const QByteArray &changedPath, const QString &itemName)
+{
+    if (errorNumber != ESTALE || changedPath.isNull())
+        return describe(errorNumber);
+    return changedWhileMoving(changedPath.isEmpty()
+                                  ? itemName
+                                  : itemName + QLatin1Char('/') + QString::fromUtf8(changedPath));
+}
+
 } // namespace ErrorText

@@ -25,6 +25,9 @@ public:
     FolderHandle &operator=(const FolderHandle &) = delete;
     ~FolderHandle();
 
+    // Takes over a folder descriptor opened elsewhere.
+    static FolderHandle adopt(int fd) { return FolderHandle(fd); }
+
     int fd() const { return m_fd; }
     // Makes the folder's entries (names made, renamed, removed) durable.
     void sync() const;

@@ -30,6 +30,17 @@ bool isBelow(const QString &path, const QString &folder)
     return path.startsWith(folder + QLatin1Char('/'));
 }
 
+// Where a restore puts the item back: its original place, or, where that is
+// not known, the home folder under the item's own name.
+QString destinationOf(const ProtectionQuarantineRecord &record)
+{
+    if (!record.originalPath.isNull())
+        return record.originalPath;
+    return FileLocation::appendingPathComponent(
+        FileLocation::standardizedPath(SystemLayout::homeFolder()),
+        FileLocation::lastPathComponent(record.quarantinePath).mid(37));
+}
+
 // Home and /Applications are the only places items are taken from.
 bool isQuarantinePlace(const QString &path)
 {
@@ -99,7 +110,7 @@ void ProtectionQuarantineManager::loadRecords()
 {
     QList<ProtectionQuarantineRecord> records;
     if (const std::optional<QuarantineFolder> folder = QuarantineFolder::open(false, nullptr)) {
-        records = folder->recover(folder->readIndex());
+        records = folder->recover();
         records.removeIf([&](const auto &r) { return !folder->holds(r); });
     }
     m_records.setItems(records);
@@ -277,8 +288,11 @@ QString ProtectionQuarantineManager::quarantineOne(const QuarantineFolder &folde
                        QuarantineFolder::temporaryName(record.id));
     if (!moved.moved) {
         folder.dropIntent(record.id);
-        return moved.error == ESTALE ? QStringLiteral("El elemento cambió desde el análisis.")
-                                     : ErrorText::describe(moved.error);
+        // Renamed in place, the item is refused only when it is not what was
+        // rated; a copy to another volume names what changed under it.
+        return moved.error == ESTALE && moved.changedPath.isNull()
+                   ? QStringLiteral("El elemento cambió desde el análisis.")
+                   : ErrorText::ofMove(moved.error, moved.changedPath, finding.name);
     }
     CrashPoint::pass();
     records.prepend(record);
@@ -308,8 +322,9 @@ ProtectionQuarantineManager::restoreOne(QList<ProtectionQuarantineRecord> record
     }
     const QString failed = QStringLiteral("No se pudo restaurar: ");
     int error = 0;
+    const QString destination = destinationOf(record);
     const std::optional<FolderHandle> target =
-        QuarantineFolder::openOriginalFolder(record.originalPath, true, &error);
+        QuarantineFolder::openOriginalFolder(destination, true, &error);
     if (!target) {
         out.errorMessage = failed + (error == EPERM ? QStringLiteral("La ubicación original está "
                                                                      "fuera de la carpeta personal "
@@ -317,8 +332,7 @@ ProtectionQuarantineManager::restoreOne(QList<ProtectionQuarantineRecord> record
                                                     : ErrorText::describe(error));
         return out;
     }
-    const QByteArray name =
-        FileLocation::encode(FileLocation::lastPathComponent(record.originalPath));
+    const QByteArray name = FileLocation::encode(FileLocation::lastPathComponent(destination));
     struct stat occupied;
     if (fstatat(target->fd(), name.constData(), &occupied, AT_SYMLINK_NOFOLLOW) == 0) {
         out.errorMessage = failed + kDestinationExists;
@@ -334,8 +348,10 @@ ProtectionQuarantineManager::restoreOne(QList<ProtectionQuarantineRecord> record
                        QuarantineFolder::temporaryName(record.id));
     if (!moved.moved) {
         folder->dropIntent(record.id);
-        out.errorMessage = failed + (moved.error == EEXIST ? kDestinationExists
-                                                           : ErrorText::describe(moved.error));
+        out.errorMessage =
+            failed + (moved.error == EEXIST
+                          ? kDestinationExists
+                          : ErrorText::ofMove(moved.error, moved.changedPath, record.name));
         return out;
     }
     target->sync();
@@ -366,7 +382,7 @@ ProtectionQuarantineManager::trashOne(QList<ProtectionQuarantineRecord> records,
         const std::optional<PinnedItem> item = PinnedItem::pin(
             root, record.quarantinePath, FileIdentity::of(st), PinnedItem::Check::SameFile, &why);
         if (!intent || !item ||
-            !Trash::moveToTrash(*item, &why, {}, FileLocation::encode(record.originalPath))) {
+            !Trash::moveToTrash(*item, &why, {}, FileLocation::encode(destinationOf(record)))) {
             folder->dropIntent(record.id);
             out.errorMessage = QStringLiteral("No se pudo mover a la Papelera: ") +
                                (intent ? QStringLiteral("La Papelera no aceptó el elemento.")

@@ -20,21 +20,53 @@ const QString kName = QStringLiteral("name");
 const QString kSize = QStringLiteral("size");
 const QString kQuarantinedAt = QStringLiteral("quarantinedAt");
 
-// "<UUID>_<original name>": the only names the quarantine gives its items, so a
-// record can never name the index, an intent file or an unfinished copy.
-bool isItemName(const QString &name)
-{
-    return name.size() > 37 && name.at(36) == QLatin1Char('_') &&
-           !QUuid::fromString(QStringView(name).left(36)).isNull();
-}
-
 bool isPlainAbsolute(const QString &path)
 {
     return path.startsWith(QLatin1Char('/')) && !path.contains(QChar(0)) &&
            FileLocation::standardizedPath(path) == path;
 }
 
+// The complete objects of an array cut short or spoilt somewhere: each "{…}"
+// that closes, read on its own.
+QList<QJsonObject> salvagedObjects(const QByteArray &bytes)
+{
+    QList<QJsonObject> objects;
+    int depth = 0;
+    bool inString = false, escaped = false;
+    qsizetype start = -1;
+    for (qsizetype i = 0; i < bytes.size(); ++i) {
+        const char c = bytes.at(i);
+        if (inString) {
+            if (escaped)
+                escaped = false;
+            else if (c == '\\')
+                escaped = true;
+            else if (c == '"')
+                inString = false;
+            continue;
+        }
+        if (c == '"') {
+            inString = true;
+            escaped = false;
+        } else if (c == '{' && depth++ == 0) {
+            start = i;
+        } else if (c == '}' && depth > 0 && --depth == 0) {
+            const QJsonDocument one = QJsonDocument::fromJson(bytes.mid(start, i - start + 1));
+            if (one.isObject())
+                objects.append(one.object());
+        }
+    }
+    return objects;
+}
+
 } // namespace
+
+// So a record can never name the index, an intent file or an unfinished copy.
+bool isItemName(const QString &name)
+{
+    return name.size() > 37 && name.at(36) == QLatin1Char('_') &&
+           !QUuid::fromString(QStringView(name).left(36)).isNull();
+}
 
 QString newIdentifier()
 {
@@ -57,7 +89,8 @@ QDateTime dateOf(double quarantinedAt)
 QJsonObject toJson(const ProtectionQuarantineRecord &record)
 {
     return {{kId, record.id},
-            {kOriginalPath, record.originalPath},
+            {kOriginalPath, record.originalPath.isNull() ? QJsonValue(QJsonValue::Null)
+                                                         : QJsonValue(record.originalPath)},
             {kQuarantinePath, record.quarantinePath},
             {kName, record.name},
             {kSize, double(record.size)},
@@ -69,8 +102,8 @@ std::optional<ProtectionQuarantineRecord> fromJson(const QJsonObject &object)
     const QJsonValue id = object.value(kId), original = object.value(kOriginalPath),
                      stored = object.value(kQuarantinePath), name = object.value(kName),
                      size = object.value(kSize), at = object.value(kQuarantinedAt);
-    if (!id.isString() || !original.isString() || !stored.isString() || !name.isString() ||
-        !size.isDouble() || !at.isDouble())
+    if (!id.isString() || !(original.isString() || original.isNull()) || !stored.isString() ||
+        !name.isString() || !size.isDouble() || !at.isDouble())
         return std::nullopt;
     const QUuid uuid = QUuid::fromString(id.toString());
     const double bytes = size.toDouble();
@@ -84,7 +117,8 @@ std::optional<ProtectionQuarantineRecord> fromJson(const QJsonObject &object)
                                       name.toString(),
                                       qint64(bytes),
                                       at.toDouble()};
-    if (!isPlainAbsolute(record.originalPath) || !isPlainAbsolute(record.quarantinePath))
+    if ((!original.isNull() && !isPlainAbsolute(record.originalPath)) ||
+        !isPlainAbsolute(record.quarantinePath))
         return std::nullopt;
     return record;
 }
@@ -97,25 +131,38 @@ QByteArray encode(const QList<ProtectionQuarantineRecord> &records)
     return QJsonDocument(array).toJson(QJsonDocument::Compact);
 }
 
-QList<ProtectionQuarantineRecord> decode(const QByteArray &bytes, const QString &folder)
+QList<ProtectionQuarantineRecord>
+decode(const QByteArray &bytes, const std::function<bool(const QString &)> &isFolder, bool *whole)
 {
     const QJsonDocument document = QJsonDocument::fromJson(bytes);
+    QList<QJsonObject> objects;
+    bool complete = document.isArray();
+    if (complete) {
+        for (const QJsonValue &value : document.array()) {
+            complete = complete && value.isObject();
+            objects.append(value.toObject());
+        }
+    } else {
+        objects = salvagedObjects(bytes);
+    }
     QList<ProtectionQuarantineRecord> records;
-    if (!document.isArray())
-        return records;
     QSet<QString> paths, ids;
-    for (const QJsonValue &value : document.array()) {
-        const std::optional<ProtectionQuarantineRecord> record = fromJson(value.toObject());
+    for (const QJsonObject &object : std::as_const(objects)) {
+        const std::optional<ProtectionQuarantineRecord> record = fromJson(object);
         // Only items that lie directly in the quarantine folder are ours to
         // restore or trash; a record pointing anywhere else is not a record.
-        if (!record || FileLocation::deletingLastPathComponent(record->quarantinePath) != folder ||
-            !isItemName(FileLocation::lastPathComponent(record->quarantinePath)) ||
-            paths.contains(record->quarantinePath) || ids.contains(record->id))
+        if (!record || !isItemName(FileLocation::lastPathComponent(record->quarantinePath)) ||
+            !isFolder(FileLocation::deletingLastPathComponent(record->quarantinePath)) ||
+            paths.contains(record->quarantinePath) || ids.contains(record->id)) {
+            complete = false;
             continue;
+        }
         paths.insert(record->quarantinePath);
         ids.insert(record->id);
         records.append(*record);
     }
+    if (whole)
+        *whole = complete;
     return records;
 }
 

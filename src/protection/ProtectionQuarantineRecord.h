@@ -5,13 +5,14 @@
 #include <QJsonObject>
 #include <QList>
 #include <QString>
+#include <functional>
 #include <optional>
 
 // One item in quarantine, as "records.json" lists it.
 struct ProtectionQuarantineRecord
 {
     QString id;             // a UUID, upper case with hyphens
-    QString originalPath;   // where the item was
+    QString originalPath;   // where the item was; null when that is not known
     QString quarantinePath; // where it lies now, directly inside the quarantine folder
     QString name;           // the finding's name when it was quarantined
     qint64 size = 0;
@@ -42,9 +43,15 @@ std::optional<ProtectionQuarantineRecord> fromJson(const QJsonObject &object);
 
 // The compact JSON array of the records.
 QByteArray encode(const QList<ProtectionQuarantineRecord> &records);
-// The valid records of an index whose items lie directly in `folder`, in file
-// order, each path once (the first record keeps it). Anything that is not a
-// JSON array gives none.
-QList<ProtectionQuarantineRecord> decode(const QByteArray &bytes, const QString &folder);
+// The valid records of an index whose items lie directly in the quarantine
+// folder (`isFolder` says whether a folder path is it), in file order, each path
+// once (the first record keeps it). An index cut short or spoilt gives the
+// records that are still whole in it. *whole says whether every byte of the
+// index was a valid record.
+QList<ProtectionQuarantineRecord> decode(const QByteArray &bytes,
+                                         const std::function<bool(const QString &)> &isFolder,
+                                         bool *whole = nullptr);
+// "<UUID>_<original name>": the only names the quarantine gives its items.
+bool isItemName(const QString &name);
 
 } // namespace QuarantineIndex

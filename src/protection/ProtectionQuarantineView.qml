@@ -142,7 +142,9 @@ Popup {
                             Text {
                                 objectName: "recordOriginalPath"
                                 Layout.fillWidth: true
-                                text: recordRow.originalPath
+                                // Found in the folder with no record to say where it came from.
+                                text: recordRow.originalPath.length > 0 ? recordRow.originalPath
+                                                                        : "Origen desconocido"
                                 color: VelmoraTheme.secondaryText
                                 font.pixelSize: 11
                                 elide: Text.ElideMiddle

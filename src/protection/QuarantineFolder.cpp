@@ -1,14 +1,20 @@
 #include "QuarantineFolder.h"
 
 #include "CrashPoint.h"
+#include "DiskFile.h"
 #include "ErrorText.h"
 #include "FileLocation.h"
 #include "ItemMove.h"
+#include "PosixEntries.h"
+#include "ProtectionRules.h"
 #include "SystemLayout.h"
+#include "TrashCan.h"
 
+#include <QDateTime>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QRandomGenerator>
+#include <QSet>
 #include <algorithm>
 #include <cerrno>
 #include <dirent.h>
@@ -36,31 +42,10 @@ const char *operationName(QuarantineFolder::Operation operation)
     return "";
 }
 
-// A small regular file of the folder, never through a link and never blocking
-// on a pipe planted in its place.
+// A small regular file of the folder, never through a link.
 std::optional<QByteArray> readSmallFile(int dirFd, const QByteArray &name)
 {
-    const int fd = openat(dirFd, name.constData(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
-    if (fd < 0)
-        return std::nullopt;
-    struct stat st;
-    QByteArray bytes;
-    bool ok = fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && st.st_size <= kIndexLimit;
-    if (ok) {
-        bytes.resize(qsizetype(st.st_size));
-        qsizetype done = 0;
-        while (done < bytes.size()) {
-            const ssize_t n = read(fd, bytes.data() + done, size_t(bytes.size() - done));
-            if (n < 0 && errno == EINTR)
-                continue;
-            if (n <= 0)
-                break;
-            done += n;
-        }
-        bytes.resize(done);
-    }
-    close(fd);
-    return ok ? std::optional(bytes) : std::nullopt;
+    return DiskFile::read(dirFd, name, kIndexLimit, DiskFile::Links::refuse);
 }
 
 // Writes a whole new file under `name`: created beside it under a name of its
@@ -91,29 +76,129 @@ QString QuarantineFolder::path()
     return SystemLayout::quarantineFolder();
 }
 
-std::optional<QuarantineFolder> QuarantineFolder::open(bool create, QString *error)
+namespace {
+
+const QString kOtherOwner = QStringLiteral("La carpeta de cuarentena pertenece a otra cuenta.");
+
+// Ours alone: owned by this account, and nobody else may list, enter or change
+// it. A folder of ours left open wider is closed before use.
+bool keepPrivate(int fd, mode_t mode)
 {
-    int why = 0;
-    std::optional<FolderHandle> folder = FolderHandle::open(
-        ResolvedRoot::resolve(SystemLayout::homeFolder()), path(), create, &why, 0700);
-    if (!folder) {
-        if (error)
-            *error = why == ELOOP
-                         ? QStringLiteral("La carpeta de cuarentena es un enlace simbólico.")
-                         : ErrorText::describe(why);
-        return std::nullopt;
-    }
-    return QuarantineFolder(std::move(*folder));
+    struct stat st;
+    if (fstat(fd, &st) != 0 || st.st_uid != geteuid())
+        return false;
+    return (st.st_mode & 07777 & ~mode) == 0 || fchmod(fd, st.st_mode & mode) == 0;
 }
 
-QList<ProtectionQuarantineRecord> QuarantineFolder::readIndex() const
+} // namespace
+
+std::optional<QuarantineFolder> QuarantineFolder::open(bool create, QString *error)
 {
-    const std::optional<QByteArray> bytes = readSmallFile(fd(), kIndexName);
-    return bytes ? QuarantineIndex::decode(*bytes, path()) : QList<ProtectionQuarantineRecord>();
+    const auto failed = [error](const QString &why) {
+        if (error)
+            *error = why;
+        return std::nullopt;
+    };
+    // The Velmora folder first: whoever may rename inside it could put another
+    // folder where the quarantine was.
+    int why = 0;
+    const std::optional<FolderHandle> velmora =
+        FolderHandle::open(ResolvedRoot::resolve(SystemLayout::homeFolder()),
+                           FileLocation::deletingLastPathComponent(path()), create, &why, 0700);
+    if (!velmora)
+        return failed(why == ELOOP
+                          ? QStringLiteral("La carpeta de cuarentena es un enlace simbólico.")
+                          : ErrorText::describe(why));
+    if (!keepPrivate(velmora->fd(), 0700))
+        return failed(kOtherOwner);
+    const QByteArray name = FileLocation::encode(FileLocation::lastPathComponent(path()));
+    if (create && mkdirat(velmora->fd(), name.constData(), 0700) != 0 && errno != EEXIST)
+        return failed(ErrorText::describe(errno));
+    const int fd =
+        openat(velmora->fd(), name.constData(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    if (fd < 0)
+        return failed(errno == ELOOP || errno == ENOTDIR
+                          ? QStringLiteral("La carpeta de cuarentena es un enlace simbólico.")
+                          : ErrorText::describe(errno));
+    QuarantineFolder folder{FolderHandle::adopt(fd)};
+    if (!keepPrivate(fd, 0700))
+        return failed(kOtherOwner);
+    struct stat st;
+    fstat(fd, &st);
+    folder.m_identity = FileIdentity::of(st);
+    return folder;
+}
+
+bool QuarantineFolder::isThisFolder(const QString &folderPath) const
+{
+    if (folderPath == path())
+        return true;
+    // The same folder reached by another spelling of the home (through a link).
+    struct stat st;
+    return stat(FileLocation::encode(folderPath).constData(), &st) == 0 && m_identity.sameFile(st);
+}
+
+ProtectionQuarantineRecord QuarantineFolder::spelledHere(ProtectionQuarantineRecord record) const
+{
+    const QString folder = FileLocation::deletingLastPathComponent(record.quarantinePath);
+    if (folder == path())
+        return record;
+    // Written under another spelling of the home: that home is this one.
+    const QString home = SystemLayout::homeFolder();
+    const QString suffix = path().mid(home.size());
+    if (folder.endsWith(suffix) && !record.originalPath.isNull()) {
+        const QString oldHome = folder.chopped(suffix.size());
+        if (record.originalPath.startsWith(oldHome + QLatin1Char('/')))
+            record.originalPath = home + record.originalPath.mid(oldHome.size());
+    }
+    record.quarantinePath = FileLocation::appendingPathComponent(
+        path(), FileLocation::lastPathComponent(record.quarantinePath));
+    return record;
+}
+
+QuarantineFolder::Index QuarantineFolder::readIndex() const
+{
+    Index index;
+    const int fd = DiskFile::open(this->fd(), kIndexName, kIndexLimit, DiskFile::Links::refuse);
+    if (fd < 0) {
+        index.whole = errno == ENOENT;
+        return index;
+    }
+    keepPrivate(fd, 0600);
+    const std::optional<QByteArray> bytes = DiskFile::readAll(fd, kIndexLimit);
+    close(fd);
+    if (!bytes)
+        return index;
+    const QList<ProtectionQuarantineRecord> records = QuarantineIndex::decode(
+        *bytes, [this](const QString &folder) { return isThisFolder(folder); }, &index.whole);
+    for (const ProtectionQuarantineRecord &record : records)
+        index.records.append(spelledHere(record));
+    return index;
+}
+
+bool QuarantineFolder::keepIndexAside() const
+{
+    const QByteArray aside =
+        kIndexName + "." +
+        QDateTime::currentDateTimeUtc().toString(QStringLiteral("yyyyMMdd-HHmmss")).toLatin1();
+    for (int n = 0; n < 100; ++n) {
+        const QByteArray name = n == 0 ? aside : aside + "-" + QByteArray::number(n);
+        if (ItemMove::renameNoReplace(fd(), kIndexName.constData(), fd(), name.constData()) == 0) {
+            sync();
+            return true;
+        }
+        if (errno != EEXIST)
+            return errno == ENOENT;
+    }
+    return false;
 }
 
 bool QuarantineFolder::writeIndex(const QList<ProtectionQuarantineRecord> &records) const
 {
+    // An index that cannot be read whole may hold more than was understood of
+    // it: it is kept aside, never written over.
+    if (!readIndex().whole && !keepIndexAside())
+        return false;
     return replaceFile(fd(), kIndexName, QuarantineIndex::encode(records));
 }
 
@@ -152,8 +237,9 @@ QList<QuarantineFolder::Intent> QuarantineFolder::intents() const
             QuarantineIndex::fromJson(object.value(QStringLiteral("record")).toObject());
         const QString operation = object.value(QStringLiteral("operation")).toString();
         if (record && record->id.toLatin1() + kIntentSuffix == name &&
-            FileLocation::deletingLastPathComponent(record->quarantinePath) == path()) {
-            intent.record = *record;
+            QuarantineIndex::isItemName(FileLocation::lastPathComponent(record->quarantinePath)) &&
+            isThisFolder(FileLocation::deletingLastPathComponent(record->quarantinePath))) {
+            intent.record = spelledHere(*record);
             intent.operation = operation == QLatin1String("restore") ? Operation::restore
                                : operation == QLatin1String("trash") ? Operation::trash
                                                                      : Operation::quarantine;
@@ -170,7 +256,7 @@ QList<QuarantineFolder::Intent> QuarantineFolder::intents() const
 
 // What replaceFile() leaves when the process dies between creating its file and
 // renaming it: ".records.json.<hex>.tmp" or ".<UUID>.pending.<hex>.tmp".
-static bool isLeftoverTemporary(const QByteArray &name)
+bool QuarantineFolder::isLeftoverTemporary(const QByteArray &name)
 {
     if (!name.startsWith('.') || !name.endsWith(".tmp"))
         return false;
@@ -197,12 +283,14 @@ void QuarantineFolder::removeLeftoverTemporaries() const
         unlinkat(fd(), name.constData(), 0);
 }
 
-QList<ProtectionQuarantineRecord>
-QuarantineFolder::recover(QList<ProtectionQuarantineRecord> records) const
+QList<ProtectionQuarantineRecord> QuarantineFolder::recover() const
 {
     removeLeftoverTemporaries();
+    const Index index = readIndex();
+    QList<ProtectionQuarantineRecord> records = index.records;
+    // An index not read whole is rewritten, which keeps the old one aside.
+    bool changed = !index.whole;
     const QList<Intent> pending = intents();
-    bool changed = false;
     for (const Intent &intent : pending) {
         const ProtectionQuarantineRecord &record = intent.record;
         if (record.quarantinePath.isEmpty())
@@ -221,18 +309,80 @@ QuarantineFolder::recover(QList<ProtectionQuarantineRecord> records) const
                 records.removeIf([&](const auto &r) { return r.id == record.id; });
                 changed = true;
             }
-        } else if (intent.operation == Operation::restore) {
+        } else if (intent.operation == Operation::restore && !record.originalPath.isNull()) {
             // A copy to another volume that never took the original's name.
             int ignored = 0;
             if (const auto folder = openOriginalFolder(record.originalPath, false, &ignored))
                 ItemMove::removeTree(folder->fd(), temporaryName(record.id));
         }
     }
+    changed = adoptUnlisted(records, pending) || changed;
     if (changed && !writeIndex(records))
         return records; // the intents stay, so the next start tries again
     for (const Intent &intent : pending)
         dropIntent(intent.record.id);
     return records;
+}
+
+bool QuarantineFolder::isBookkeeping(const QByteArray &name)
+{
+    return name == "." || name == ".." || name == kIndexName || name.startsWith(kIndexName + ".") ||
+           name.endsWith(kIntentSuffix) || isLeftoverTemporary(name) ||
+           (name.startsWith('.') && name.endsWith(".partial"));
+}
+
+bool QuarantineFolder::adoptUnlisted(QList<ProtectionQuarantineRecord> &records,
+                                     const QList<Intent> &pending) const
+{
+    std::vector<PosixEntries::Name> names;
+    if (!PosixEntries::readNames(fd(), &names))
+        return false;
+    QSet<QByteArray> listed;
+    for (const ProtectionQuarantineRecord &record : std::as_const(records))
+        listed.insert(itemName(record));
+    bool adopted = false;
+    for (const PosixEntries::Name &entry : names) {
+        if (listed.contains(entry.bytes) || isBookkeeping(entry.bytes))
+            continue;
+        // Its intent still tells where it came from.
+        const auto intent = std::find_if(pending.cbegin(), pending.cend(), [&](const Intent &i) {
+            return !i.record.quarantinePath.isEmpty() && itemName(i.record) == entry.bytes;
+        });
+        const std::optional<ProtectionQuarantineRecord> record =
+            intent != pending.cend() ? std::optional(intent->record) : recordOfStray(entry.bytes);
+        if (record) {
+            records.append(*record);
+            adopted = true;
+        }
+    }
+    return adopted;
+}
+
+std::optional<ProtectionQuarantineRecord> QuarantineFolder::recordOfStray(QByteArray name) const
+{
+    ProtectionQuarantineRecord record;
+    record.id = QuarantineIndex::newIdentifier();
+    // A name the quarantine did not give takes one of its own, so its record
+    // is a valid one from now on.
+    if (!QuarantineIndex::isItemName(QString::fromUtf8(name))) {
+        const QByteArray ours = QuarantineIndex::newIdentifier().toLatin1() + "_" +
+                                TrashNames::shortened(name, 255 - 37);
+        if (ItemMove::renameNoReplace(fd(), name.constData(), fd(), ours.constData()) != 0)
+            return std::nullopt;
+        name = ours;
+    }
+    struct stat st;
+    if (fstatat(fd(), name.constData(), &st, AT_SYMLINK_NOFOLLOW) != 0)
+        return std::nullopt;
+    record.quarantinePath = FileLocation::appendingPathComponent(path(), QString::fromUtf8(name));
+    record.name = QString::fromUtf8(name.mid(37));
+    record.size = S_ISDIR(st.st_mode)
+                      ? ProtectionRules::directoryStatistics(record.quarantinePath).first
+                      : (st.st_blocks > 0 ? qint64(st.st_blocks) * 512 : qint64(st.st_size));
+    // It came in when its name last changed, which is when it was moved here.
+    record.quarantinedAt = double(st.st_ctim.tv_sec) - QuarantineIndex::kReferenceDate +
+                           double(st.st_ctim.tv_nsec) / 1e9;
+    return record;
 }
 
 QByteArray QuarantineFolder::itemName(const ProtectionQuarantineRecord &record)

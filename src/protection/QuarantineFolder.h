@@ -1,5 +1,6 @@
 #pragma once
 
+#include "FileIdentity.h"
 #include "FolderHandle.h"
 #include "ProtectionQuarantineRecord.h"
 
@@ -36,17 +37,25 @@ public:
     int fd() const { return m_folder.fd(); }
     void sync() const { m_folder.sync(); }
 
-    // The valid records of the index, all of them, in file order.
-    QList<ProtectionQuarantineRecord> readIndex() const;
-    // Replaces the index as a whole: a complete new file, flushed, renamed over it.
+    struct Index
+    {
+        QList<ProtectionQuarantineRecord> records; // the valid ones, in file order
+        bool whole = false;                        // missing, or every byte of it a valid record
+    };
+    Index readIndex() const;
+    // Replaces the index as a whole: a complete new file, flushed, renamed over
+    // it. One that cannot be read whole is first kept aside under
+    // "records.json.<date>", never written over; false when that fails.
     bool writeIndex(const QList<ProtectionQuarantineRecord> &records) const;
 
     bool writeIntent(const Intent &intent) const;
     void dropIntent(const QString &recordId) const;
-    // Finishes what a killed process left half done: a quarantined item gets
-    // its record, a restored or trashed one loses it, an unfinished copy goes.
-    // Returns the records with those steps done, written back when they changed.
-    QList<ProtectionQuarantineRecord> recover(QList<ProtectionQuarantineRecord> records) const;
+    // Reads the index and finishes what a killed process left half done: a
+    // quarantined item gets its record, a restored or trashed one loses it, an
+    // unfinished copy goes. Every item of the folder that no record lists then
+    // gets one: from its intent, or else with its origin unknown. Returns the
+    // records, written back when they changed.
+    QList<ProtectionQuarantineRecord> recover() const;
 
     // The item's name inside the folder.
     static QByteArray itemName(const ProtectionQuarantineRecord &record);
@@ -62,7 +71,19 @@ public:
 
 private:
     explicit QuarantineFolder(FolderHandle folder) : m_folder(std::move(folder)) {}
+    // The quarantine folder by its identity, whatever spelling of the home
+    // leads to it.
+    bool isThisFolder(const QString &folderPath) const;
+    // A record written under another spelling of the home, in today's.
+    ProtectionQuarantineRecord spelledHere(ProtectionQuarantineRecord record) const;
+    bool keepIndexAside() const;
     QList<Intent> intents() const;
     void removeLeftoverTemporaries() const;
+    static bool isLeftoverTemporary(const QByteArray &name);
+    static bool isBookkeeping(const QByteArray &name);
+    bool adoptUnlisted(QList<ProtectionQuarantineRecord> &records,
+                       const QList<Intent> &pending) const;
+    std::optional<ProtectionQuarantineRecord> recordOfStray(QByteArray name) const;
     FolderHandle m_folder;
+    FileIdentity m_identity;
 };

@@ -22,6 +22,7 @@ private Q_SLOTS:
     void initTestCase() { AppSetup::configureApplication(); }
     void analyseQuarantineRestoreTrashAndTrust();
     void quarantineFailureKeepsFindings();
+    void killedQuarantineWithIndexCutShortShowsEveryItem();
 };
 
 namespace {
@@ -222,6 +223,44 @@ void TestProtectionJourney::quarantineFailureKeepsFindings()
     // The finding stays; the selection is emptied.
     QVERIFY(app.row(QStringLiteral("findingList"), "url", script));
     QVERIFY(app.item(QStringLiteral("safetyBar")));
+}
+
+void TestProtectionJourney::killedQuarantineWithIndexCutShortShowsEveryItem()
+{
+    AppJourney app;
+    TreeBuilder home(app.home());
+    for (const char *name : {"a.sh", "b.sh", "c.sh"})
+        home.file(QStringLiteral("Downloads/") + name, "#!/bin/sh\n");
+    // Killed after the second item moved in, before the index listed it; then
+    // the index loses its last byte.
+    QProcess probe;
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert(QStringLiteral("VELMORA_KILL_AT"), QStringLiteral("5"));
+    probe.setProcessEnvironment(env);
+    probe.start(QStringLiteral(VELMORA_PROBE), {"protection", "--quarantine-selected"});
+    QVERIFY(probe.waitForFinished(60000));
+    QCOMPARE(probe.exitStatus(), QProcess::CrashExit);
+    const QString folder =
+        home.path(QStringLiteral("Library/Application Support/Velmora/Quarantine"));
+    QFile index(folder + QStringLiteral("/records.json"));
+    QVERIFY(index.open(QIODevice::ReadWrite));
+    QVERIFY(index.resize(index.size() - 1));
+    index.close();
+
+    QVERIFY(app.start());
+    QVERIFY(app.click(QStringLiteral("sidebar_protection")));
+    QCOMPARE(app.text(QStringLiteral("quarantineButton")), QStringLiteral("Cuarentena 2"));
+    QVERIFY(app.click(QStringLiteral("quarantineButton")));
+    QVERIFY(app.waitForItem(QStringLiteral("recordList")));
+    QCOMPARE(app.text(QStringLiteral("sheetCount")), QStringLiteral("2 elemento(s) aislados"));
+    int present = 0;
+    for (const char *name : {"a.sh", "b.sh", "c.sh"}) {
+        const QString original = home.path(QStringLiteral("Downloads/") + name);
+        present += QFile::exists(original);
+        QCOMPARE(QFile::exists(original),
+                 !app.row(QStringLiteral("recordList"), "originalPath", original));
+    }
+    QCOMPARE(present, 1);
 }
 
 QTEST_MAIN(TestProtectionJourney)

@@ -1,5 +1,7 @@
 #include "DuplicateScanner.h"
+#include "ErrorText.h"
 #include "FileLocation.h"
+#include "ItemMove.h"
 #include "MacTree.h"
 #include "ProtectionQuarantineManager.h"
 #include "ProtectionScanner.h"
@@ -11,13 +13,17 @@
 #include "UninstallerScanner.h"
 
 #include <QCryptographicHash>
+#include <QDirIterator>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
 #include <QRegularExpression>
 #include <QtTest>
+#include <fcntl.h>
+#include <memory>
 #include <sys/stat.h>
+#include <unistd.h>
 
 // The quarantine: its index file and what it accepts, the moves in and out (on
 // one file system and across two), and the folder's own faults.
@@ -35,7 +41,24 @@ private slots:
     void recordsPointingElsewhereAreNeverFollowed();
     void folderFaults();
     void acrossFileSystems();
+    void changesDuringACopyCancelTheMove_data();
+    void changesDuringACopyCancelTheMove();
 };
+
+namespace {
+
+// A folder on another file system than the test tree, or nothing.
+std::unique_ptr<QTemporaryDir> otherFileSystem(const QString &than)
+{
+    auto other = std::make_unique<QTemporaryDir>(QStringLiteral("/dev/shm/velmora-XXXXXX"));
+    struct stat a, b;
+    if (!other->isValid() || stat(QFile::encodeName(other->path()).constData(), &a) != 0 ||
+        stat(QFile::encodeName(than).constData(), &b) != 0 || a.st_dev == b.st_dev)
+        return nullptr;
+    return other;
+}
+
+} // namespace
 
 void TestQuarantine::indexKeepsOnlyValidRecords()
 {
@@ -50,12 +73,13 @@ void TestQuarantine::indexKeepsOnlyValidRecords()
                            {"quarantinedAt", 817000000.25}};
     };
     const QString good = id + "_x.sh";
+    const auto isFolder = [&](const QString &f) { return f == folder; };
     const auto decode = [&](const QJsonValue &value) {
         return QuarantineIndex::decode(QJsonDocument(value.isArray()
                                                          ? QJsonDocument(value.toArray())
                                                          : QJsonDocument(value.toObject()))
                                            .toJson(),
-                                       folder);
+                                       isFolder);
     };
 
     // Round trip: exactly the six keys, the date as written.
@@ -65,16 +89,35 @@ void TestQuarantine::indexKeepsOnlyValidRecords()
     QCOMPARE(
         written.at(0).toObject().keys(),
         QStringList({"id", "name", "originalPath", "quarantinePath", "quarantinedAt", "size"}));
-    QCOMPARE(QuarantineIndex::decode(QuarantineIndex::encode({r}), folder),
+    bool whole = false;
+    QCOMPARE(QuarantineIndex::decode(QuarantineIndex::encode({r}), isFolder, &whole),
              QList<ProtectionQuarantineRecord>{r});
+    QVERIFY(whole);
+    // Cut short anywhere, or spoilt in the middle: every record still whole in
+    // it is kept, and the index is known not to be whole. An origin may be
+    // unknown (null), with a quote and a brace in a name.
+    ProtectionQuarantineRecord s = r;
+    s.id = "1C1B2C3D-4E5F-4071-8293-A4B5C6D7E8F9";
+    s.quarantinePath = folder + "/" + s.id + "_{\\\"}";
+    s.originalPath = QString();
+    const QByteArray two = QuarantineIndex::encode({s, r});
+    QVERIFY(QJsonDocument::fromJson(two).array().at(0).toObject().value("originalPath").isNull());
+    for (const QByteArray &spoilt :
+         {two.chopped(2), two.chopped(40), QByteArray(two).insert(1, "@")}) {
+        const QList<ProtectionQuarantineRecord> expected =
+            spoilt.size() < two.size() ? QList<ProtectionQuarantineRecord>() << s
+                                       : QList<ProtectionQuarantineRecord>() << s << r;
+        QCOMPARE(QuarantineIndex::decode(spoilt, isFolder, &whole), expected);
+    }
+    QVERIFY(!whole);
     QVERIFY(QuarantineIndex::newIdentifier().contains(
         QRegularExpression("^[0-9A-F]{8}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{12}$")));
 
     // Not an index at all.
-    QVERIFY(QuarantineIndex::decode("", folder).isEmpty());
-    QVERIFY(QuarantineIndex::decode("[{\"id\":", folder).isEmpty());
-    QVERIFY(QuarantineIndex::decode("{\"id\": 1}", folder).isEmpty());
-    QVERIFY(QuarantineIndex::decode(QByteArray(5000, '['), folder).isEmpty());
+    QVERIFY(QuarantineIndex::decode("", isFolder).isEmpty());
+    QVERIFY(QuarantineIndex::decode("[{\"id\":", isFolder).isEmpty());
+    QVERIFY(QuarantineIndex::decode("{\"id\": 1}", isFolder).isEmpty());
+    QVERIFY(QuarantineIndex::decode(QByteArray(5000, '['), isFolder).isEmpty());
 
     QJsonArray mixed;
     mixed.append(record(id, good)); // kept
@@ -260,18 +303,27 @@ void TestQuarantine::lostIndexAndLostItems()
     QCOMPARE(ProtectionQuarantineManager().recordCount(), 1);
     QCOMPARE(quarantineEntries(quarantineFolder()).size(), 2);
 
-    // A truncated index: nothing is listed, nothing is moved or deleted.
+    // An index cut short keeps every record still whole in it, and is kept
+    // aside as it was; an item no record lists is adopted, its origin unknown.
+    const QString kept = ProtectionQuarantineManager().records().first().originalPath;
     QFile index(quarantineFolder() + "/records.json");
-    QVERIFY(index.open(QIODevice::ReadWrite));
-    const QByteArray whole = index.readAll();
-    QVERIFY(index.resize(whole.size() / 2));
-    index.close();
-    const QStringList before = quarantineEntries(quarantineFolder());
-    QCOMPARE(ProtectionQuarantineManager().recordCount(), 0);
-    QCOMPARE(quarantineEntries(quarantineFolder()), before);
-    // No index at all.
+    for (const int cut : {1, 2000}) {
+        QVERIFY(index.open(QIODevice::ReadWrite));
+        const QByteArray whole = index.readAll();
+        QVERIFY(index.resize(std::max<qint64>(0, whole.size() - cut)));
+        index.close();
+        ProtectionQuarantineManager again;
+        QCOMPARE(again.recordCount(), 1);
+        QCOMPARE(again.records().first().originalPath, cut == 1 ? kept : QString());
+        const QStringList aside = QDir(quarantineFolder()).entryList({"records.json.*"});
+        QCOMPARE(aside.size(), cut == 1 ? 1 : 2);
+        QVERIFY(contents(quarantineFolder() + "/" + aside.last()).size() < whole.size());
+    }
+    // No index at all: the item is adopted again.
     QVERIFY(QFile::remove(quarantineFolder() + "/records.json"));
-    QCOMPARE(ProtectionQuarantineManager().recordCount(), 0);
+    ProtectionQuarantineManager last;
+    QCOMPARE(last.recordCount(), 1);
+    QVERIFY(last.records().first().originalPath.isNull());
 }
 
 void TestQuarantine::recordsPointingElsewhereAreNeverFollowed()
@@ -376,18 +428,74 @@ void TestQuarantine::folderFaults()
         QCOMPARE(contents(tree.root.path("Users/ana/Library/Application Support/Velmora")),
                  QByteArray("not a folder"));
     }
+    {
+        // The same home under another spelling (through a link) keeps every
+        // record, and a restore finds its way back.
+        MacTree tree;
+        const QString item = tree.root.file("Users/ana/Downloads/run.sh", "x");
+        {
+            ProtectionQuarantineManager manager;
+            manager.quarantine({findingFor(item)});
+            waitIdle(manager);
+        }
+        const QString linked = tree.root.symlink("home-link", tree.home);
+        qputenv("HOME", QFile::encodeName(linked));
+        ProtectionQuarantineManager manager;
+        QCOMPARE(manager.recordCount(), 1);
+        QCOMPARE(manager.records().first().originalPath, linked + "/Downloads/run.sh");
+        manager.restore(manager.records().first().id);
+        waitIdle(manager);
+        QCOMPARE(manager.errorMessage(), QString());
+        QCOMPARE(contents(item), QByteArray("x"));
+    }
+    if (geteuid() != 0)
+        QSKIP("giving folders to another account needs root");
+    for (const QString &owned : {QStringLiteral("Velmora"), QStringLiteral("Velmora/Quarantine")}) {
+        // Made by another account: refused, and nothing moves in.
+        MacTree tree;
+        ProtectionQuarantineManager().recordCount();
+        const QString support = tree.home + "/Library/Application Support/";
+        QCOMPARE(chown(QFile::encodeName(support + owned).constData(), 65534, 65534), 0);
+        const QString item = tree.root.file("Users/ana/Downloads/run.sh", "x");
+        ProtectionQuarantineManager manager;
+        QCOMPARE(manager.errorMessage(), QStringLiteral("No se pudo crear la cuarentena: La "
+                                                        "carpeta de cuarentena pertenece a otra "
+                                                        "cuenta."));
+        manager.quarantine({findingFor(item)});
+        waitIdle(manager);
+        QVERIFY(exists(item));
+        QCOMPARE(quarantineEntries(quarantineFolder()), QStringList());
+    }
+    {
+        // Ours, but left open to everyone: closed before use.
+        MacTree tree;
+        ProtectionQuarantineManager().recordCount();
+        const QByteArray index =
+            QFile::encodeName(TreeBuilder(quarantineFolder()).file("records.json", "[]"));
+        QCOMPARE(chmod(QFile::encodeName(quarantineFolder()).constData(), 0777), 0);
+        QCOMPARE(chmod(index.constData(), 0666), 0);
+        const QString item = tree.root.file("Users/ana/Downloads/run.sh", "x");
+        ProtectionQuarantineManager manager;
+        manager.quarantine({findingFor(item)});
+        waitIdle(manager);
+        QCOMPARE(manager.recordCount(), 1);
+        struct stat folder, file;
+        QCOMPARE(stat(QFile::encodeName(quarantineFolder()).constData(), &folder), 0);
+        QCOMPARE(stat(index.constData(), &file), 0);
+        QCOMPARE(folder.st_mode & 07777, 0700u);
+        QCOMPARE(file.st_mode & 07777, 0600u);
+    }
 }
 
 void TestQuarantine::acrossFileSystems()
 {
     // The home on one file system, the applications folder on another: a move
     // between them copies, checks and only then removes the original.
-    QTemporaryDir shm(QStringLiteral("/dev/shm/velmora-XXXXXX"));
     MacTree tree;
-    struct stat a, b;
-    if (!shm.isValid() || stat(QFile::encodeName(shm.path()).constData(), &a) != 0 ||
-        stat(QFile::encodeName(tree.env.root()).constData(), &b) != 0 || a.st_dev == b.st_dev)
+    const auto other = otherFileSystem(tree.env.root());
+    if (!other)
         QSKIP("needs /dev/shm on a file system of its own");
+    QTemporaryDir &shm = *other;
     const QByteArray savedRoot = qgetenv("VELMORA_ROOT");
     qputenv("VELMORA_ROOT", QFile::encodeName(shm.path()));
     qputenv("HOME", QFile::encodeName(tree.home));
@@ -395,6 +503,8 @@ void TestQuarantine::acrossFileSystems()
     const QString bundle = apps.folder("Applications/Evil.app");
     apps.patternFile("Applications/Evil.app/Contents/MacOS/evil", 3 * 1024 * 1024 + 17, 7);
     apps.file("Applications/Evil.app/Contents/Info.plist", "<plist/>");
+    QFile::setPermissions(apps.path("Applications/Evil.app/Contents/MacOS/evil"),
+                          QFileDevice::Permissions(0x7555)); // rwxr-xr-x
     apps.symlink("Applications/Evil.app/Contents/current", "MacOS");
     const QByteArray before = contents(shm.path() + "/Applications/Evil.app/Contents/MacOS/evil");
 
@@ -405,6 +515,11 @@ void TestQuarantine::acrossFileSystems()
     QVERIFY(!exists(bundle));
     const ProtectionQuarantineRecord record = manager.records().first();
     QCOMPARE(contents(record.quarantinePath + "/Contents/MacOS/evil"), before);
+    struct stat mode;
+    QCOMPARE(
+        stat(QFile::encodeName(record.quarantinePath + "/Contents/MacOS/evil").constData(), &mode),
+        0);
+    QCOMPARE(mode.st_mode & 07777, 0755u);
     QVERIFY(QFileInfo(record.quarantinePath + "/Contents/current").isSymLink());
     QCOMPARE(quarantineEntries(quarantineFolder()).size(), 2); // no partial copy left
 
@@ -415,6 +530,99 @@ void TestQuarantine::acrossFileSystems()
     QCOMPARE(QFile::symLinkTarget(bundle + "/Contents/current"), bundle + "/Contents/MacOS");
     QCOMPARE(quarantineEntries(quarantineFolder()), QStringList{"records.json"});
     qputenv("VELMORA_ROOT", savedRoot);
+}
+
+void TestQuarantine::changesDuringACopyCancelTheMove_data()
+{
+    QTest::addColumn<QString>("change");
+    QTest::addColumn<QString>("named");
+    QTest::newRow("nothing") << ""
+                             << "";
+    QTest::newRow("a file appended to") << "append"
+                                        << "Contents/MacOS/tool";
+    QTest::newRow("a file saved anew") << "save"
+                                       << "Contents/Info.plist";
+    QTest::newRow("a file made in a listed folder") << "add"
+                                                    << "Contents/Resources/new.txt";
+    QTest::newRow("a file removed") << "remove"
+                                    << "Contents/Resources/a.txt";
+    QTest::newRow("a file's mode changed") << "chmod"
+                                           << "Contents/MacOS/tool";
+}
+
+// A move to another file system copies; whatever changes in the original while
+// the copy runs would be lost with it, so the move is called off.
+void TestQuarantine::changesDuringACopyCancelTheMove()
+{
+    QFETCH(QString, change);
+    QFETCH(QString, named);
+    MacTree tree;
+    const auto other = otherFileSystem(tree.env.root());
+    if (!other)
+        QSKIP("needs /dev/shm on a file system of its own");
+    TreeBuilder from(other->path());
+    from.patternFile("Tool.app/Contents/MacOS/tool", 1024 * 1024 + 3, 5);
+    from.file("Tool.app/Contents/Info.plist", "<plist/>");
+    from.file("Tool.app/Contents/Resources/a.txt", "a");
+    const QString bundle = from.path("Tool.app");
+    const QString to = tree.root.folder("to");
+    const auto changeIt = [&] {
+        const QString path = bundle + "/" + named;
+        if (change == "append") {
+            QFile f(path);
+            QVERIFY(f.open(QIODevice::Append));
+            f.write("late");
+        } else if (change == "save") {
+            from.file("Tool.app/Contents/Info.plist.new", "<plist>late</plist>");
+            QCOMPARE(rename(QFile::encodeName(path + ".new").constData(),
+                            QFile::encodeName(path).constData()),
+                     0);
+        } else if (change == "add") {
+            from.file("Tool.app/" + named, "late");
+        } else if (change == "remove") {
+            QVERIFY(QFile::remove(path));
+        } else if (change == "chmod") {
+            QVERIFY(QFile::setPermissions(path, QFileDevice::ReadOwner));
+        }
+    };
+    const auto tree0 = [](const QString &root) {
+        QStringList listing;
+        QDirIterator it(root, QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot,
+                        QDirIterator::Subdirectories);
+        while (it.hasNext()) {
+            const QString path = it.next();
+            listing << path.mid(root.size()) + "=" + QString::number(qHash(contents(path))) + "," +
+                           QString::number(QFileInfo(path).permissions());
+        }
+        listing.sort();
+        return listing;
+    };
+    const int fromFd = open(QFile::encodeName(other->path()).constData(), O_RDONLY | O_DIRECTORY);
+    const int toFd = open(QFile::encodeName(to).constData(), O_RDONLY | O_DIRECTORY);
+    struct stat st;
+    QCOMPARE(fstatat(fromFd, "Tool.app", &st, AT_SYMLINK_NOFOLLOW), 0);
+    const QStringList copied = tree0(bundle);
+    QStringList changed;
+    const ItemMove::Result result =
+        ItemMove::move(fromFd, "Tool.app", st, toFd, "Tool.app", ".Tool.partial", [&] {
+            changeIt();
+            changed = tree0(bundle);
+        });
+    close(fromFd);
+    close(toFd);
+    if (change.isEmpty()) {
+        QVERIFY(result.moved && !result.originalLeft);
+        QVERIFY(!exists(bundle));
+        QCOMPARE(tree0(to + "/Tool.app"), copied);
+        return;
+    }
+    QVERIFY(!result.moved);
+    QCOMPARE(QString::fromUtf8(result.changedPath), named);
+    QCOMPARE(ErrorText::ofMove(result.error, result.changedPath, "Tool"),
+             "Tool/" + named + " cambió mientras se movía. No se movió nada.");
+    QVERIFY(quarantineEntries(to).isEmpty()); // the copy is gone
+    QVERIFY(changed != copied);
+    QCOMPARE(tree0(bundle), changed); // the original, whole, late change included
 }
 
 QTEST_GUILESS_MAIN(TestQuarantine)
