@@ -23,7 +23,9 @@ CleanupScanner::CleanupScanner(QObject *parent)
            fileRoles<CleanupItem>() +
                QList<ResultRole<CleanupItem>>{
                    {"displayName",
-                    [](const CleanupItem &item) { return QVariant(item.displayName); }},
+                    [](const CleanupItem &item) {
+                        return QVariant(FileLocation::displayText(item.displayName));
+                    }},
                    {"itemCount", [](const CleanupItem &item) { return QVariant(item.itemCount); }},
                    {"dateText",
                     [](const CleanupItem &item) {
@@ -177,7 +179,7 @@ WalkOutcome<QList<CleanupItem>> CleanupScanner::scanTopLevelCaches(const Resolve
         if (child.isSymbolicLink)
             continue;
         if (!child.isReadable) {
-            WalkControl::countSkipped();
+            WalkControl::countSkipped(child.path, WalkControl::SkipReason::unreadable);
             continue;
         }
         listed.append(child);
@@ -351,8 +353,9 @@ void CleanupScanner::updateRecommendation()
     QVariantMap inUse;
     for (const CleanupItem &item : safeItems())
         if (const RunningApplication *app = CleanupRules::inUseBy(item, running))
-            inUse.insert(item.id(),
-                         app->localizedName.isEmpty() ? app->bundleIdentifier : app->localizedName);
+            inUse.insert(item.id(), FileLocation::displayText(app->localizedName.isEmpty()
+                                                                  ? app->bundleIdentifier
+                                                                  : app->localizedName));
     m_inUseApplications = inUse;
     m_recommendedIDs = ids;
     m_recommendedSize = size;

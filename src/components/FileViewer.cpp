@@ -42,14 +42,19 @@ void runHelper(const QString &program, const QStringList &arguments, QObject *co
     helper->start();
 }
 
+// The file URL of a path's exact bytes, every byte but unreserved ones and "/"
+// escaped: a name need not be UTF-8, and dbus-send splits array items at commas.
+QString fileUri(const QString &path)
+{
+    return QStringLiteral("file://") +
+           QString::fromLatin1(QUrl::toPercentEncoding(FileLocation::encode(path), "/"));
+}
+
 } // namespace
 
 void FileViewer::reveal(const QString &path)
 {
-    // dbus-send splits array items at commas, so a comma in a name is escaped.
-    const QString uri = QUrl::fromLocalFile(path)
-                            .toString(QUrl::FullyEncoded)
-                            .replace(QLatin1Char(','), QLatin1String("%2C"));
+    const QString uri = fileUri(path);
     runHelper(QStringLiteral("dbus-send"),
               {QStringLiteral("--session"), QStringLiteral("--print-reply"),
                QStringLiteral("--dest=org.freedesktop.FileManager1"),
@@ -63,6 +68,6 @@ void FileViewer::reveal(const QString &path)
 void FileViewer::openFolder(const QString &path)
 {
     const QString folder = FileLocation::deletingLastPathComponent(path);
-    runHelper(QStringLiteral("xdg-open"), {QUrl::fromLocalFile(folder).toString()}, this,
+    runHelper(QStringLiteral("xdg-open"), {fileUri(folder)}, this,
               [this, path] { Q_EMIT revealFailed(path); });
 }

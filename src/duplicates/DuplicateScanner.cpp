@@ -18,7 +18,10 @@ DuplicateScanner::DuplicateScanner(QObject *parent)
            fileRoles<DuplicateRow>(
                [](const DuplicateRow &row) -> const DuplicateFileItem & { return row.file; }) +
                QList<ResultRole<DuplicateRow>>{
-                   {"path", [](const DuplicateRow &row) { return QVariant(row.file.path); }},
+                   {"path",
+                    [](const DuplicateRow &row) {
+                        return QVariant(FileLocation::displayText(row.file.path));
+                    }},
                    {"groupHash", [](const DuplicateRow &row) { return QVariant(row.groupHash); }},
                    {"isKeeper", [](const DuplicateRow &row) { return QVariant(row.isKeeper); }}}})
 {

@@ -18,7 +18,10 @@ StorageScanner::StorageScanner(QObject *parent)
                {},
                fileRoles<LargeFileItem>() +
                    QList<ResultRole<LargeFileItem>>{
-                       {"path", [](const LargeFileItem &item) { return QVariant(item.path); }},
+                       {"path",
+                        [](const LargeFileItem &item) {
+                            return QVariant(FileLocation::displayText(item.path));
+                        }},
                        {"modificationDate", [](const LargeFileItem &item) {
                             return item.modificationDateMs
                                        ? QVariant(QDateTime::fromMSecsSinceEpoch(

@@ -37,11 +37,10 @@ std::optional<QList<EntryInfo>> listDirectory(const QString &folder, bool skipHi
     QList<EntryInfo> entries;
     entries.reserve(static_cast<qsizetype>(names.size()));
     for (const auto &[raw, type] : names) {
-        EntryInfo info;
-        if (!FileLocation::decodeExactly(raw, &info.name))
-            continue;
         if (skipHidden && PosixEntries::isHidden(raw))
             continue;
+        EntryInfo info;
+        info.name = FileLocation::decode(raw);
         struct stat st;
         if (fstatat(fd, raw.constData(), &st, AT_SYMLINK_NOFOLLOW) != 0)
             continue;

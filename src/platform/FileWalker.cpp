@@ -54,8 +54,7 @@ struct WalkContext
 
     void reportError(const QString &path, int errorNumber) const
     {
-        if (errorNumber != ENOENT) // vanished since the listing: nothing was missed
-            WalkControl::countSkipped();
+        WalkControl::countSkipped(path, WalkControl::skipReasonFor(errorNumber));
         if (onError)
             onError(path, errorNumber);
     }
@@ -70,15 +69,10 @@ void walkFolder(WalkContext &ctx, int fd, const QString &folderPath, int level,
     for (const auto &[raw, type] : names) {
         if (ctx.stopped)
             return;
-        EntryInfo info;
-        if (!FileLocation::decodeExactly(raw, &info.name)) {
-            // Not addressable through a string path without risk of naming another file.
-            ctx.reportError(
-                FileLocation::appendingPathComponent(folderPath, QString::fromUtf8(raw)), EILSEQ);
-            continue;
-        }
         if (PosixEntries::isHidden(raw) && (ctx.options & SkipHiddenFiles))
             continue;
+        EntryInfo info;
+        info.name = FileLocation::decode(raw);
         info.path = FileLocation::appendingPathComponent(folderPath, info.name);
         info.level = level;
         struct stat st;

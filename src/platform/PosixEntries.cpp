@@ -58,7 +58,7 @@ int openRoot(const QByteArray &path, bool followLink, std::vector<Name> *names)
 
 bool isPackage(const QByteArray &name)
 {
-    return name.lastIndexOf('.') > 0 && FileSystemNames::isPackageName(QString::fromUtf8(name));
+    return name.lastIndexOf('.') > 0 && FileSystemNames::isPackageName(FileLocation::decode(name));
 }
 
 namespace {

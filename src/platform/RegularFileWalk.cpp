@@ -17,16 +17,16 @@ QString FileEntry::path() const
 {
     QByteArray full = folder;
     full.append('/').append(name.data(), name.size());
-    return QString::fromUtf8(full);
+    return FileLocation::decode(full);
 }
 
 QString FileEntry::fileName() const
 {
-    return QString::fromUtf8(name.data(), name.size());
+    return FileLocation::decode(name.toByteArray());
 }
 QString FileEntry::folderPath() const
 {
-    return folder.isEmpty() ? QStringLiteral("/") : QString::fromUtf8(folder);
+    return folder.isEmpty() ? QStringLiteral("/") : FileLocation::decode(folder);
 }
 bool FileEntry::isReadable() const
 {
@@ -46,14 +46,11 @@ namespace {
 // met instead of being queued, which bounds the descriptors the queue holds open.
 constexpr int kMaxQueued = 64;
 
-bool isValidUtf8(const QByteArray &bytes)
+// Only what is left out is ever decoded, so the walk itself stays on bytes.
+void skip(const QByteArray &folder, const QByteArray &name, WalkControl::SkipReason reason)
 {
-    for (char c : bytes)
-        if (static_cast<unsigned char>(c) >= 0x80) {
-            QString ignored;
-            return FileLocation::decodeExactly(bytes, &ignored);
-        }
-    return true;
+    WalkControl::countSkipped(FileLocation::decode(name.isEmpty() ? folder : folder + '/' + name),
+                              reason);
 }
 
 struct Task
@@ -97,8 +94,8 @@ private:
         }
         if (!task.names.empty() || PosixEntries::readNames(task.fd, &task.names))
             readEntries(task);
-        else
-            WalkControl::countSkipped(); // a folder read only in part is left out whole
+        else // a folder read only in part is left out whole
+            skip(task.path, {}, WalkControl::skipReasonFor(errno));
         close(task.fd);
     }
 
@@ -108,20 +105,18 @@ private:
         for (const auto &[name, type] : task.names) {
             if ((m_options & SkipHiddenFiles) && PosixEntries::isHidden(name))
                 continue;
-            if (!isValidUtf8(name)) {
-                WalkControl::countSkipped();
-                continue;
-            }
             // Folders and links are known from the listing; only files need a stat.
             if (type == DT_LNK || (type != DT_UNKNOWN && type != DT_DIR && type != DT_REG))
                 continue;
             struct stat st;
             if (type != DT_DIR) {
-                if (fstatat(task.fd, name.constData(), &st, AT_SYMLINK_NOFOLLOW) != 0)
-                    continue; // vanished since the listing
+                if (fstatat(task.fd, name.constData(), &st, AT_SYMLINK_NOFOLLOW) != 0) {
+                    skip(task.path, name, WalkControl::skipReasonFor(errno));
+                    continue;
+                }
                 if (S_ISREG(st.st_mode)) {
-                    if (!PosixEntries::isReadable(st))
-                        WalkControl::countSkipped(); // listed, but its content cannot be read
+                    if (!PosixEntries::isReadable(st)) // listed, but its content cannot be read
+                        skip(task.path, name, WalkControl::SkipReason::unreadable);
                     task.sink->keep(FileEntry{task.path, name, st, task.level});
                     continue;
                 }
@@ -133,8 +128,7 @@ private:
             const int childFd =
                 openat(task.fd, name.constData(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
             if (childFd < 0) {
-                if (errno != ENOENT)
-                    WalkControl::countSkipped(); // unreadable folder: left out
+                skip(task.path, name, WalkControl::skipReasonFor(errno));
                 continue;
             }
             if (m_quarantine.known && fstat(childFd, &st) == 0 && m_quarantine.is(st)) {

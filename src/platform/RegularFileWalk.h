@@ -9,7 +9,7 @@
 #include <sys/stat.h>
 
 // One regular file met by a RegularFileWalk: its folder and name as the bytes on
-// disk (always valid UTF-8) and its lstat data.
+// disk (any bytes; the paths it gives are FileLocation::decode's) and its lstat data.
 struct FileEntry
 {
     const QByteArray &folder; // absolute, no trailing slash
@@ -34,8 +34,8 @@ struct FileEntry
 // order of a depth-first walk with each folder's entries in byte order.
 //
 // keep() runs on several threads at once; it must only look at its entry.
-// Entries whose names are not valid UTF-8, and folders that cannot be read, are
-// left out. Nothing when the root cannot be opened.
+// Folders and files that cannot be read are left out and named to WalkControl.
+// Nothing when the root cannot be opened.
 namespace RegularFileWalk {
 
 template <typename Item> using Keep = std::function<std::optional<Item>(const FileEntry &)>;

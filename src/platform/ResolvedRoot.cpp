@@ -14,11 +14,8 @@ ResolvedRoot ResolvedRoot::resolve(const QString &path)
     struct stat st;
     if (realpath(FileLocation::encode(root.path).constData(), buffer) && lstat(buffer, &st) == 0 &&
         S_ISDIR(st.st_mode)) {
-        QString resolved;
-        if (FileLocation::decodeExactly(QByteArray(buffer), &resolved)) {
-            root.resolved = resolved;
-            root.identity = FileIdentity::of(st);
-        }
+        root.resolved = FileLocation::decode(QByteArray(buffer));
+        root.identity = FileIdentity::of(st);
     }
     return root;
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "FileLocation.h"
 #include "Formatters.h"
 #include "ResultModel.h"
 
@@ -25,13 +26,17 @@ template <typename Item> struct ResultColumns
 };
 
 // The roles every row of files shows: itemId, url, name, size and sizeText,
-// read from the file that fileOf(item) gives.
+// read from the file that fileOf(item) gives. The identifier and url keep the
+// name's exact bytes, to act on; the name is the text to show.
 template <typename Item, typename FileOf> QList<ResultRole<Item>> fileRoles(FileOf fileOf)
 {
     return {
         {"itemId", [fileOf](const Item &item) { return QVariant(fileOf(item).id()); }},
         {"url", [fileOf](const Item &item) { return QVariant(fileOf(item).url); }},
-        {"name", [fileOf](const Item &item) { return QVariant(fileOf(item).name); }},
+        {"name",
+         [fileOf](const Item &item) {
+             return QVariant(FileLocation::displayText(fileOf(item).name));
+         }},
         {"size", [fileOf](const Item &item) { return QVariant(fileOf(item).size); }},
         {"sizeText",
          [fileOf](const Item &item) { return QVariant(Formatters::bytes(fileOf(item).size)); }},

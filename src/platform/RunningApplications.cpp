@@ -4,8 +4,8 @@
 #include "PropertyList.h"
 
 #include <QDir>
-#include <QFileInfo>
 #include <QSet>
+#include <climits>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -39,12 +39,15 @@ QList<RunningApplication> list()
         pid.toInt(&numeric);
         if (!numeric)
             continue;
-        const QString procPath = QStringLiteral("/proc/") + pid;
+        const QByteArray procPath = "/proc/" + pid.toLatin1();
         struct stat st;
-        if (stat(procPath.toUtf8().constData(), &st) != 0 || st.st_uid != me)
+        if (stat(procPath.constData(), &st) != 0 || st.st_uid != me)
             continue;
-        const QString exe = QFileInfo(procPath + QStringLiteral("/exe")).symLinkTarget();
-        const QString bundle = bundleOfExecutable(exe);
+        char target[PATH_MAX];
+        const ssize_t n = readlink((procPath + "/exe").constData(), target, sizeof target);
+        if (n <= 0 || n >= ssize_t(sizeof target))
+            continue;
+        const QString bundle = bundleOfExecutable(FileLocation::decode(QByteArray(target, n)));
         if (bundle.isEmpty() || seen.contains(bundle))
             continue;
         seen.insert(bundle);

@@ -1,7 +1,9 @@
 #include "ScannerBase.h"
 
+#include "FileLocation.h"
 #include "Formatters.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace {
@@ -31,10 +33,8 @@ quint64 ScannerBase::startGeneration()
 {
     stopWalk();
     m_control = WalkControl::make();
-    if (!m_skippedText.isEmpty()) {
-        m_skippedText.clear();
-        Q_EMIT skippedTextChanged();
-    }
+    publish(m_skippedText, QString(), &ScannerBase::skippedTextChanged);
+    publish(m_skippedItems, QVariantList(), &ScannerBase::skippedItemsChanged);
     m_progressTimer.start();
     return ++m_generation;
 }
@@ -77,6 +77,22 @@ void ScannerBase::finishProgress()
             ? QStringLiteral("%1 elemento(s) no se pudieron leer y no se incluyen.").arg(skipped)
             : QString();
     publish(m_skippedText, text, &ScannerBase::skippedTextChanged);
+
+    QList<WalkControl::Skipped> skippedList =
+        m_control ? m_control->skippedList() : QList<WalkControl::Skipped>();
+    // The walk's threads add in any order; equal trees give equal lists.
+    std::sort(skippedList.begin(), skippedList.end(),
+              [](const WalkControl::Skipped &a, const WalkControl::Skipped &b) {
+                  return a.path < b.path;
+              });
+    QVariantList items;
+    items.reserve(skippedList.size());
+    for (const WalkControl::Skipped &entry : skippedList)
+        items.append(
+            QVariantMap{{QStringLiteral("path"), FileLocation::displayText(entry.path)},
+                        {QStringLiteral("reason"), WalkControl::caseName(entry.reason)},
+                        {QStringLiteral("reasonText"), WalkControl::reasonText(entry.reason)}});
+    publish(m_skippedItems, items, &ScannerBase::skippedItemsChanged);
 }
 
 bool ScannerBase::deferWhileRemoving(std::function<void()> scan)
@@ -115,9 +131,10 @@ QString ScannerBase::failedNames(const QString &prefix, const QStringList &names
     return prefix + names.join(QStringLiteral(", ")) + QLatin1Char('.');
 }
 
+// Texts may name items; a name that is not UTF-8 shows with replacement marks.
 void ScannerBase::setErrorMessage(const QString &message)
 {
-    publish(m_errorMessage, message, &ScannerBase::errorMessageChanged);
+    publish(m_errorMessage, FileLocation::displayText(message), &ScannerBase::errorMessageChanged);
 }
 
 void ScannerBase::setScanning(bool scanning)
@@ -129,7 +146,7 @@ void ScannerBase::setScanning(bool scanning)
 
 void ScannerBase::setStatusText(const QString &text)
 {
-    publish(m_statusText, text, &ScannerBase::statusTextChanged);
+    publish(m_statusText, FileLocation::displayText(text), &ScannerBase::statusTextChanged);
 }
 
 void ScannerBase::failScan(const QString &error, const QString &status)

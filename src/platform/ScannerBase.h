@@ -11,6 +11,7 @@
 #include <QPointer>
 #include <QString>
 #include <QTimer>
+#include <QVariantList>
 #include <QtConcurrent/QtConcurrentRun>
 #include <QtQml/qqmlregistration.h>
 #include <functional>
@@ -49,6 +50,9 @@ class ScannerBase : public QObject
     Q_PROPERTY(QString progressText READ progressText NOTIFY progressTextChanged)
     // After a scan: how many entries could not be read, when any.
     Q_PROPERTY(QString skippedText READ skippedText NOTIFY skippedTextChanged)
+    // And which: {path (display text), reason (case name), reasonText}, by path,
+    // at most WalkControl::kSkippedListed of them.
+    Q_PROPERTY(QVariantList skippedItems READ skippedItems NOTIFY skippedItemsChanged)
 
 public:
     explicit ScannerBase(const QString &initialStatus, QObject *parent = nullptr);
@@ -64,6 +68,7 @@ public:
     bool hasSelection() const { return m_results && !m_results->selection().isEmpty(); }
     QString progressText() const { return m_progressText; }
     QString skippedText() const { return m_skippedText; }
+    QVariantList skippedItems() const { return m_skippedItems; }
 
     void setErrorMessage(const QString &message);
     Q_INVOKABLE void clearError() { setErrorMessage(QString()); }
@@ -82,6 +87,7 @@ Q_SIGNALS:
     void selectionChanged();
     void progressTextChanged();
     void skippedTextChanged();
+    void skippedItemsChanged();
 
 protected:
     // Sets a subclass's published value and announces it, only when it changes.
@@ -223,6 +229,7 @@ private:
     QTimer m_progressTimer;
     QString m_progressText;
     QString m_skippedText;
+    QVariantList m_skippedItems;
     bool m_isScanning = false;
     QString m_statusText;
     QString m_errorMessage;

@@ -12,10 +12,10 @@ QString homeFolder()
 {
     const QByteArray home = qgetenv("HOME");
     if (!home.isEmpty())
-        return FileLocation::standardizedPath(QString::fromUtf8(home));
+        return FileLocation::standardizedPath(FileLocation::decode(home));
     // No HOME: fall back to the account's entry, as the platform does.
     if (const passwd *pw = getpwuid(getuid()); pw && pw->pw_dir && *pw->pw_dir)
-        return FileLocation::standardizedPath(QString::fromUtf8(pw->pw_dir));
+        return FileLocation::standardizedPath(FileLocation::decode(pw->pw_dir));
     return QStringLiteral("/");
 }
 
@@ -24,7 +24,7 @@ QString systemRoot()
     const QByteArray root = qgetenv("VELMORA_ROOT");
     if (root.isEmpty())
         return QStringLiteral("/");
-    return FileLocation::standardizedPath(QDir(QString::fromUtf8(root)).absolutePath());
+    return FileLocation::standardizedPath(QDir(FileLocation::decode(root)).absolutePath());
 }
 
 static QString under(const QString &base, const QString &relative)

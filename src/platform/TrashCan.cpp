@@ -1,5 +1,6 @@
 #include "TrashCan.h"
 
+#include "FileLocation.h"
 #include "ItemMove.h"
 
 #include <QDateTime>
@@ -130,13 +131,15 @@ std::optional<TrashCan> TrashCan::home(QString *why)
             continue;
         current += '/' + part;
         if (mkdir(current.constData(), 0700) != 0 && errno != EEXIST) {
-            fail(why, QStringLiteral("cannot create %1").arg(QFile::decodeName(current)));
+            fail(why, QStringLiteral("cannot create %1")
+                          .arg(FileLocation::displayText(FileLocation::decode(current))));
             return std::nullopt;
         }
     }
     const int dataFd = open(data.constData(), O_PATH | O_DIRECTORY | O_CLOEXEC);
     if (dataFd < 0) {
-        fail(why, QStringLiteral("cannot open %1").arg(QFile::decodeName(data)));
+        fail(why, QStringLiteral("cannot open %1")
+                      .arg(FileLocation::displayText(FileLocation::decode(data))));
         return std::nullopt;
     }
     const int trashFd = ownFolder(dataFd, "Trash", why);
@@ -148,7 +151,8 @@ std::optional<TrashCan> TrashCan::forVolume(const QByteArray &topdir, QString *w
 {
     const int topFd = open(topdir.constData(), O_PATH | O_DIRECTORY | O_CLOEXEC);
     if (topFd < 0) {
-        fail(why, QStringLiteral("cannot open %1").arg(QFile::decodeName(topdir)));
+        fail(why, QStringLiteral("cannot open %1")
+                      .arg(FileLocation::displayText(FileLocation::decode(topdir))));
         return std::nullopt;
     }
     const QByteArray uid = QByteArray::number(geteuid());

@@ -100,9 +100,12 @@ int depthLimit(ScanRootKind kind)
 bool collect(const ScanRoot &root, QList<Pending> *pending)
 {
     if (root.kind == ScanRootKind::launchItems || root.kind == ScanRootKind::privilegedHelpers) {
-        const auto children = FileSystem::listDirectory(root.url, true);
-        if (!children)
+        int error = 0;
+        const auto children = FileSystem::listDirectory(root.url, true, &error);
+        if (!children) {
+            WalkControl::countUnlistedFolder(root.url, error);
             return true; // a flat listing that fails yields nothing
+        }
         WalkControl::countEntries(children->size());
         for (const EntryInfo &child : *children)
             if (const auto rule = ruleFor(child, root.kind))
@@ -110,21 +113,23 @@ bool collect(const ScanRoot &root, QList<Pending> *pending)
         return true;
     }
     const int limit = depthLimit(root.kind);
-    return FileWalker::walk(root.url, SkipPackageContents | SkipQuarantine,
-                            [&](const EntryInfo &entry) {
-                                if (WalkControl::stopRequested())
-                                    return FileWalker::Action::Stop;
-                                if (entry.level > limit)
-                                    return FileWalker::Action::SkipDescendants;
-                                if (!entry.isReadable || entry.isSymbolicLink) {
-                                    if (!entry.isReadable)
-                                        WalkControl::countSkipped();
-                                    return FileWalker::Action::Continue;
-                                }
-                                if (const auto rule = ruleFor(entry, root.kind))
-                                    pending->append({entry, *rule});
-                                return FileWalker::Action::Continue;
-                            });
+    return FileWalker::walk(
+        root.url, SkipPackageContents | SkipQuarantine, [&](const EntryInfo &entry) {
+            if (WalkControl::stopRequested())
+                return FileWalker::Action::Stop;
+            if (entry.level > limit)
+                return FileWalker::Action::SkipDescendants;
+            if (entry.isSymbolicLink)
+                return FileWalker::Action::Continue;
+            if (!entry.isReadable) {
+                // Named once here; the walker need not try it.
+                WalkControl::countSkipped(entry.path, WalkControl::SkipReason::unreadable);
+                return FileWalker::Action::SkipDescendants;
+            }
+            if (const auto rule = ruleFor(entry, root.kind))
+                pending->append({entry, *rule});
+            return FileWalker::Action::Continue;
+        });
 }
 
 std::optional<SecurityFinding> rate(const Pending &p,
@@ -155,7 +160,10 @@ ProtectionScanner::ProtectionScanner(QObject *parent)
            [this](const SecurityFinding &f) { return canSelect(f); },
            fileRoles<SecurityFinding>() +
                QList<ResultRole<SecurityFinding>>{
-                   {"path", [](const SecurityFinding &f) { return QVariant(f.path); }},
+                   {"path",
+                    [](const SecurityFinding &f) {
+                        return QVariant(FileLocation::displayText(f.path));
+                    }},
                    {"type",
                     [](const SecurityFinding &f) { return QVariant(Threat::title(f.type)); }},
                    {"level", [](const SecurityFinding &f) { return QVariant(int(f.level)); }},

@@ -87,9 +87,12 @@ LibraryListing listLibrary(const QString &library)
 {
     LibraryListing listing;
     for (const QString &folder : librarySearchFolders(library)) {
-        const auto children = FileSystem::listDirectory(folder, true);
-        if (!children)
-            continue; // missing or unreadable: nothing of it is related
+        int error = 0;
+        const auto children = FileSystem::listDirectory(folder, true, &error);
+        if (!children) {
+            WalkControl::countUnlistedFolder(folder, error); // nothing of it is related
+            continue;
+        }
         for (const EntryInfo &child : *children) {
             listing.paths << child.path;
             listing.normalisedNames << ApplicationInventory::normalisedName(child.name);
@@ -108,9 +111,12 @@ QList<FoundApplication> findApplicationsWithIcons(const QStringList &roots, cons
     // Applications may be a link to the system's).
     QSet<std::pair<quint64, quint64>> seen;
     for (const QString &root : roots) {
-        const auto children = FileSystem::listDirectory(root, true);
-        if (!children)
+        int error = 0;
+        const auto children = FileSystem::listDirectory(root, true, &error);
+        if (!children) {
+            WalkControl::countUnlistedFolder(root, error);
             continue;
+        }
         for (const EntryInfo &child : *children) {
             if (FileLocation::pathExtension(child.name).toLower() != QLatin1String("app"))
                 continue;

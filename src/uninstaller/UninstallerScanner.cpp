@@ -28,7 +28,10 @@ UninstallerScanner::UninstallerScanner(QObject *parent)
            {},
            {{"itemId", [](const InstalledApplication &app) { return QVariant(app.id()); }},
             {"url", [](const InstalledApplication &app) { return QVariant(app.url); }},
-            {"name", [](const InstalledApplication &app) { return QVariant(app.name); }},
+            {"name",
+             [](const InstalledApplication &app) {
+                 return QVariant(FileLocation::displayText(app.name));
+             }},
             {"bundleIdentifier",
              [](const InstalledApplication &app) {
                  return QVariant(app.bundleIdentifier.value_or(QString()));
@@ -37,7 +40,7 @@ UninstallerScanner::UninstallerScanner(QObject *parent)
             // The identifier, or the bundle's path without one.
             {"detail",
              [](const InstalledApplication &app) {
-                 return QVariant(app.bundleIdentifier.value_or(app.url));
+                 return QVariant(FileLocation::displayText(app.bundleIdentifier.value_or(app.url)));
              }},
             {"appSize", [](const InstalledApplication &app) { return QVariant(app.appSize); }},
             {"relatedSize",
@@ -59,11 +62,12 @@ UninstallerScanner::UninstallerScanner(QObject *parent)
                  QVariantList details;
                  for (const LeftoverOwnership::Decision &d : relatedDecisions(app))
                      details.append(QVariantMap{
-                         {QStringLiteral("url"), d.url},
+                         {QStringLiteral("url"), FileLocation::displayText(d.url)},
                          {QStringLiteral("matchedBy"),
                           d.byIdentifier ? QStringLiteral("identifier") : QStringLiteral("name")},
                          {QStringLiteral("kept"), d.kept},
-                         {QStringLiteral("keptBecause"), d.keptBecause}});
+                         {QStringLiteral("keptBecause"),
+                          FileLocation::displayText(d.keptBecause)}});
                  return QVariant(details);
              }},
             {"iconUrl",
@@ -71,8 +75,9 @@ UninstallerScanner::UninstallerScanner(QObject *parent)
                  const QString icon = m_iconPaths.value(app.id());
                  return QVariant(icon.isEmpty() ? QUrl() : QUrl::fromLocalFile(icon));
              }},
-            {"installedFolder",
-             [this](const InstalledApplication &app) { return QVariant(installedFolder(app)); }}}})
+            {"installedFolder", [this](const InstalledApplication &app) {
+                 return QVariant(FileLocation::displayText(installedFolder(app)));
+             }}}})
 {
     setResults(&m_applications);
     // What would stay with an uninstall depends on what else goes with it, and

@@ -1,3 +1,4 @@
+#include "FileLocation.h"
 #include "ResolvedRoot.h"
 #include "TestEnvironment.h"
 #include "Trash.h"
@@ -12,6 +13,7 @@
 #include <QStandardPaths>
 #include <QUrl>
 #include <QtTest>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -24,6 +26,7 @@ class TestTrashFaults : public QObject
 
 private Q_SLOTS:
     void hostileNamesRestoreWhereTheyCameFrom();
+    void trashCliListsAndRestoresByteForByte_data();
     void trashCliListsAndRestoresByteForByte();
     void unusableTrashLeavesEverythingInPlace();
     void unwritableInfoFolderFailsAtOnce();
@@ -129,8 +132,22 @@ void TestTrashFaults::hostileNamesRestoreWhereTheyCameFrom()
     QCOMPARE(restoredTo, expected);
 }
 
+void TestTrashFaults::trashCliListsAndRestoresByteForByte_data()
+{
+    QTest::addColumn<QByteArray>("name");
+    QTest::addColumn<bool>("cliRestores");
+    QTest::newRow("escapes and CJK") << QByteArray("100% año %2F 日本.bin") << true;
+    // Names Linux allows but UTF-8 does not: a lone byte, an encoded surrogate.
+    // trash-restore 0.17 decodes the information file's path with replacement
+    // marks, so it would put this one under another name; the path the file
+    // holds is checked instead, as any restore that keeps bytes reads it.
+    QTest::newRow("not UTF-8") << QByteArray("informe \xff\xfe \xed\xa0\x80.bin") << false;
+}
+
 void TestTrashFaults::trashCliListsAndRestoresByteForByte()
 {
+    QFETCH(QByteArray, name);
+    QFETCH(bool, cliRestores);
     const QString list = QStandardPaths::findExecutable(QStringLiteral("trash-list"));
     const QString restore = QStandardPaths::findExecutable(QStringLiteral("trash-restore"));
     if (list.isEmpty() || restore.isEmpty())
@@ -138,29 +155,45 @@ void TestTrashFaults::trashCliListsAndRestoresByteForByte()
     TestEnvironment env;
     TreeBuilder tree(env.home());
     const QString folder = tree.folder(QStringLiteral("Restaurar"));
-    const QString name = QStringLiteral("100% año %2F 日本.bin");
-    const QString original = tree.file(QStringLiteral("Restaurar/") + name, "precious bytes");
+    const QByteArray bytes = FileLocation::encode(folder) + '/' + name;
+    const QString original = FileLocation::decode(bytes);
+    // By bytes: Qt's file classes would name another file.
+    const auto contents = [](const QByteArray &path) {
+        char buffer[256];
+        const int in = ::open(path.constData(), O_RDONLY);
+        const ssize_t n = in >= 0 ? ::read(in, buffer, sizeof buffer) : -1;
+        ::close(in);
+        return n < 0 ? QByteArray() : QByteArray(buffer, int(n));
+    };
+    const int fd = ::open(bytes.constData(), O_WRONLY | O_CREAT, 0644);
+    QVERIFY(fd >= 0 && ::write(fd, "precious bytes", 14) == 14);
+    ::close(fd);
     QVERIFY(Trash::moveToTrash(original));
 
     QProcess listing;
     listing.start(list, {});
     QVERIFY(listing.waitForFinished(30000));
+    // trash-list shows a name that is not UTF-8 as Velmora does, with replacement marks.
     const QString listed = QString::fromUtf8(listing.readAllStandardOutput());
-    QVERIFY2(listed.contains(original), qPrintable(listed));
+    QVERIFY2(listed.contains(FileLocation::displayText(original)), qPrintable(listed));
 
-    // This trash-restore lists only what came from below its working folder and
-    // reads the choice from its input.
-    QProcess restoring;
-    restoring.setWorkingDirectory(folder);
-    restoring.start(restore, {});
-    restoring.write("0\n");
-    restoring.closeWriteChannel();
-    QVERIFY(restoring.waitForFinished(30000));
-    QFile back(original);
-    QVERIFY2(back.open(QIODevice::ReadOnly),
-             qPrintable(QString::fromUtf8(restoring.readAllStandardOutput() +
-                                          restoring.readAllStandardError())));
-    QCOMPARE(back.readAll(), QByteArray("precious bytes"));
+    if (cliRestores) {
+        // This trash-restore lists only what came from below its working folder
+        // and reads the choice from its input.
+        QProcess restoring;
+        restoring.setWorkingDirectory(folder);
+        restoring.start(restore, {});
+        restoring.write("0\n");
+        restoring.closeWriteChannel();
+        QVERIFY(restoring.waitForFinished(30000));
+    } else {
+        const QByteArray trash = FileLocation::encode(env.dataHome()) + "/Trash/";
+        const QByteArray path =
+            contents(trash + "info/" + name + ".trashinfo").split('\n').value(1);
+        QCOMPARE(QByteArray::fromPercentEncoding(path.mid(path.indexOf('=') + 1)), bytes);
+        QVERIFY(std::rename((trash + "files/" + name).constData(), bytes.constData()) == 0);
+    }
+    QCOMPARE(contents(bytes), QByteArray("precious bytes"));
 }
 
 void TestTrashFaults::unusableTrashLeavesEverythingInPlace()

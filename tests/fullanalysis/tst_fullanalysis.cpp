@@ -1,3 +1,4 @@
+#include "FileLocation.h"
 #include "FullAnalysisCoordinator.h"
 #include "MacTree.h"
 #include "PropertyList.h"
@@ -7,6 +8,8 @@
 #include <QProcess>
 #include <QSignalSpy>
 #include <QtTest>
+#include <cstdio>
+#include <sys/stat.h>
 
 // The coordinator: its steps in order with their texts and progress, the totals
 // of each scanner, the time limit on an injected clock (never by waiting ten
@@ -38,6 +41,7 @@ private slots:
     void stepsTextsProgressAndTotals();
     void aStepOutOfTimeIsSkippedAndItsLateResultUnread();
     void aScannerThatCannotStartEndsItsStepAtOnce();
+    void whatEachModuleLeavesOutIsNamed();
     void probePrintsTheRun();
 };
 
@@ -149,6 +153,77 @@ void TestFullAnalysis::aScannerThatCannotStartEndsItsStepAtOnce()
     QCOMPARE(coordinator.storageScanner()->completedScanCount(), 0);
     QCOMPARE(coordinator.largeFilesCount(), 0);
     QCOMPARE(coordinator.duplicateGroupsCount(), 0);
+}
+
+void TestFullAnalysis::whatEachModuleLeavesOutIsNamed()
+{
+    if (runningAsRoot() && qEnvironmentVariableIsEmpty("VELMORA_UNPRIVILEGED_RERUN")) {
+        QString reason, output;
+        const bool passed = rerunUnprivileged("whatEachModuleLeavesOutIsNamed", &reason, &output);
+        if (!reason.isEmpty())
+            QSKIP(qPrintable(reason));
+        QVERIFY2(passed, qPrintable(output));
+        return;
+    }
+    MacTree tree;
+    fillHome(tree);
+    // One name in each module's list that is not UTF-8.
+    for (const auto &[relative, name] :
+         {std::pair{"Users/ana/Movies/big.mov", "big\xff.mov"},
+          {"Users/ana/Documents/b/copy.bin", "copy\xff.bin"},
+          {"Users/ana/Library/Caches/com.example.cache", "com.example\xff.cache"},
+          {"Applications/Tool.app", "Tool\xff.app"},
+          {"Users/ana/Downloads/run.sh", "run\xff.sh"}}) {
+        const QByteArray from = FileLocation::encode(tree.root.path(relative));
+        const QByteArray to = from.left(from.lastIndexOf('/') + 1) + name;
+        QVERIFY(std::rename(from.constData(), to.constData()) == 0);
+    }
+    // Left out: folders that cannot be read, and links into themselves at
+    // places the scans look for by name.
+    const QStringList closed = {tree.root.folder("Users/ana/Downloads/closed"),
+                                tree.root.folder("Users/ana/Library/Caches/locked")};
+    const QString apps = tree.root.symlink("Users/ana/Applications", tree.home + "/Applications");
+    const QString agents =
+        tree.root.symlink("Users/ana/Library/LaunchAgents", tree.home + "/Library/LaunchAgents");
+    for (const QString &folder : closed)
+        QVERIFY(::chmod(FileLocation::encode(folder).constData(), 0) == 0);
+    FullAnalysisCoordinator coordinator;
+    coordinator.setPollIntervalMs(20);
+    coordinator.start();
+    waitUntilFinished(coordinator);
+    for (const QString &folder : closed)
+        ::chmod(FileLocation::encode(folder).constData(), 0700);
+
+    const QString downloads = closed[0] + ": unreadable", caches = closed[1] + ": unreadable";
+    const struct
+    {
+        ScannerBase *scanner;
+        const char *list;
+        QString listed;
+        QStringList skipped;
+    } modules[] = {
+        {coordinator.storageScanner(), "files", "big\uFFFD.mov", {downloads, caches}},
+        {coordinator.duplicateScanner(), "files", "copy\uFFFD.bin", {downloads, caches}},
+        {coordinator.cleanupScanner(), "items", "com.example\uFFFD.cache", {caches}},
+        {coordinator.uninstallerScanner(), "applications", "Tool\uFFFD", {apps + ": linkLoop"}},
+        {coordinator.protectionScanner(),
+         "findings",
+         "run\uFFFD.sh",
+         {downloads, agents + ": linkLoop"}},
+    };
+    for (const auto &module : modules) {
+        QStringList skipped;
+        for (const QVariant &entry : module.scanner->skippedItems())
+            skipped << entry.toMap().value("path").toString() + ": " +
+                           entry.toMap().value("reason").toString();
+        QStringList names;
+        const auto *list = module.scanner->property(module.list).value<ResultModel *>();
+        for (int row = 0; row < list->rowCount(); ++row)
+            names << list->index(row).data(list->roleNames().key("name")).toString();
+        const QString which = QString::fromLatin1(module.scanner->metaObject()->className());
+        QVERIFY2(skipped == module.skipped, qPrintable(which + ": " + skipped.join(" | ")));
+        QVERIFY2(names.contains(module.listed), qPrintable(which + ": " + names.join(" | ")));
+    }
 }
 
 void TestFullAnalysis::probePrintsTheRun()

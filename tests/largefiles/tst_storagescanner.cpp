@@ -1,3 +1,4 @@
+#include "FileLocation.h"
 #include "FileWalker.h"
 #include "FolderChooser.h"
 #include "RegularFileWalk.h"
@@ -332,10 +333,18 @@ void TestStorageScanner::unreadableAndOddEntriesAreSkipped()
                           QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
     QStringList listed = names(scanner.files());
     listed.sort();
-    QVERIFY2(listed == QStringList({"línea\nnueva.bin", "ok.bin"}), qPrintable(listed.join("|")));
-    // The closed folder, the unreadable file and the name that is not UTF-8.
+    // The name that is not UTF-8 is listed with its bytes.
+    QVERIFY2(listed ==
+                 QStringList({FileLocation::decode("bad\xff.bin"), "línea\nnueva.bin", "ok.bin"}),
+             qPrintable(listed.join("|")));
     QCOMPARE(scanner.skippedText(),
-             QStringLiteral("3 elemento(s) no se pudieron leer y no se incluyen."));
+             QStringLiteral("2 elemento(s) no se pudieron leer y no se incluyen."));
+    const QVariantMap closed = scanner.skippedItems().value(0).toMap();
+    const QVariantMap unreadable = scanner.skippedItems().value(1).toMap();
+    QCOMPARE(closed.value("path"), QVariant(tree.path("closed")));
+    QCOMPARE(unreadable.value("path"), QVariant(tree.path("open/unreadable.bin")));
+    QCOMPARE(closed.value("reason"), QVariant("unreadable"));
+    QCOMPARE(unreadable.value("reason"), QVariant("unreadable"));
 }
 
 void TestStorageScanner::stopKeepsWhatWasFound()

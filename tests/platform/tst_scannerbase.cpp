@@ -19,6 +19,7 @@ public:
     CountingScanner() : ScannerBase(QStringLiteral("idle")) {}
 
     QList<int> published;
+    int skips = 2; // entries the walk could not read
     bool publishedOnMainThread = false;
     std::atomic<bool> *walkStarted = nullptr;
     std::atomic<bool> *release = nullptr;
@@ -34,7 +35,7 @@ public:
         std::atomic<bool> *gate = release;
         std::atomic<bool> *stopped = sawStop;
         runWalk<QList<int>>(
-            [n, started, gate, stopped] {
+            [n, started, gate, stopped, skips = skips] {
                 if (started)
                     *started = true;
                 // While it waits it examines one entry a millisecond; a stop
@@ -52,7 +53,12 @@ public:
                 }
                 if (n < 0)
                     return WalkOutcome<QList<int>>::failure(QStringLiteral("cannot open"));
-                WalkControl::countSkipped(2); // two entries it could not read
+                // Named from the last, so that the published list must be sorted.
+                for (int i = skips; i > 0; --i)
+                    WalkControl::countSkipped(
+                        QStringLiteral("/s/%1").arg(i, 4, 10, QLatin1Char('0')),
+                        i % 2 ? WalkControl::SkipReason::linkLoop
+                              : WalkControl::SkipReason::vanished);
                 QList<int> out;
                 for (int i = 1; i <= n && (!gate || *gate || i <= 1); ++i)
                     out << i;
@@ -93,6 +99,7 @@ private Q_SLOTS:
 void TestScannerBase::resultIsPublishedOnTheMainThread()
 {
     CountingScanner scanner;
+    scanner.skips = 1002;
     QSignalSpy count(&scanner, &ScannerBase::completedScanCountChanged);
     scanner.scan(3);
     // The answer never comes before scan() has returned, however fast the walk.
@@ -105,6 +112,11 @@ void TestScannerBase::resultIsPublishedOnTheMainThread()
     QCOMPARE(scanner.completedScanCount(), 1);
     QCOMPARE(scanner.statusText(), QStringLiteral("done"));
     QVERIFY(!scanner.isScanning());
+    // The count stays exact; the list names the first thousand.
+    QCOMPARE(scanner.skippedText(),
+             QStringLiteral("1002 elemento(s) no se pudieron leer y no se incluyen."));
+    QCOMPARE(scanner.skippedItems().size(), 1000);
+    QCOMPARE(scanner.skippedItems().first().toMap().value("path"), QVariant("/s/0003"));
 }
 
 void TestScannerBase::failureLeavesTheCountAlone()
@@ -238,6 +250,13 @@ void TestScannerBase::progressIsLiveAndStopKeepsWhatWasDone()
     QVERIFY(scanner.progressText().isEmpty());
     QCOMPARE(scanner.skippedText(),
              QStringLiteral("2 elemento(s) no se pudieron leer y no se incluyen."));
+    QCOMPARE(scanner.skippedItems(),
+             QVariantList({QVariantMap{{"path", "/s/0001"},
+                                       {"reason", "linkLoop"},
+                                       {"reasonText", "Bucle de enlaces simbólicos."}},
+                           QVariantMap{{"path", "/s/0002"},
+                                       {"reason", "vanished"},
+                                       {"reasonText", "Desapareció durante el análisis."}}}));
 
     // A stop belongs to its scan: the next one runs to its end, and stopping
     // when nothing runs does nothing.

@@ -6,6 +6,7 @@
 #include <QProcess>
 #include <QStandardPaths>
 #include <QTemporaryDir>
+#include <ftw.h>
 #include <unistd.h>
 
 TestEnvironment::TestEnvironment()
@@ -24,7 +25,21 @@ TestEnvironment::TestEnvironment()
     QStandardPaths::setTestModeEnabled(false);
 }
 
-TestEnvironment::~TestEnvironment() = default;
+TestEnvironment::~TestEnvironment()
+{
+    // Qt removes a tree by names it decodes, which misses names that are not
+    // UTF-8: the tree goes by its bytes.
+    nftw(
+        QFile::encodeName(m_dir.path()).constData(),
+        [](const char *path, const struct stat *, int type, FTW *) {
+            if (type == FTW_DP)
+                rmdir(path);
+            else
+                unlink(path);
+            return 0;
+        },
+        16, FTW_DEPTH | FTW_PHYS);
+}
 
 bool runningAsRoot()
 {

@@ -1,3 +1,4 @@
+#include "FileLocation.h"
 #include "TestEnvironment.h"
 #include "TreeBuilder.h"
 
@@ -7,6 +8,7 @@
 #include <QJsonObject>
 #include <QProcess>
 #include <QtTest>
+#include <cstdio>
 
 // The probe is what benchmarks and scripts read: its JSON keeps one shape.
 class TestProbe : public QObject
@@ -114,9 +116,18 @@ void TestProbe::uninstallerSelectsByNameAndUninstalls()
     home.bundle("Applications/Twin.app", {{"CFBundleIdentifier", "com.example.twin"}}, false);
     root.bundle("Applications/Other.app", {{"CFBundleShortVersionString", "2.0"}}, false);
     home.file("Library/Logs/com.example.twin.log", "log");
+    // A name that is not UTF-8 prints as the screens show it; a folder the
+    // uninstaller looks in that is a link into itself is named as left out.
+    const QByteArray other = FileLocation::encode(root.path("Applications/Other.app"));
+    QVERIFY(std::rename(other.constData(),
+                        (other.left(other.size() - 4) + "\xff.app").constData()) == 0);
+    home.symlink("Library/Caches", home.path("Library/Caches"));
 
     const QJsonObject listed = run({"uninstaller"});
     QCOMPARE(listed.value("module").toString(), QStringLiteral("uninstaller"));
+    QCOMPARE(
+        listed.value("skipped").toArray(),
+        QJsonArray({QJsonObject{{"path", home.path("Library/Caches")}, {"reason", "linkLoop"}}}));
     QCOMPARE(listed.value("statusText").toString(),
              QStringLiteral("Se encontraron 3 aplicaciones."));
     QCOMPARE(listed.value("items").toArray().size(), 3);
@@ -124,7 +135,8 @@ void TestProbe::uninstallerSelectsByNameAndUninstalls()
         const QJsonObject app = value.toObject();
         QCOMPARE(app.keys(), QStringList({"appSize", "bundleIdentifier", "name", "related",
                                           "relatedFiles", "relatedSize", "url", "version"}));
-        if (app.value("name") == QLatin1String("Other")) {
+        if (app.value("name") == QStringLiteral("Other\uFFFD")) {
+            QCOMPARE(app.value("url").toString(), root.path("Applications/Other\uFFFD.app"));
             QVERIFY(app.value("bundleIdentifier").isNull());
             QCOMPARE(app.value("version").toString(), QStringLiteral("2.0"));
             QCOMPARE(app.value("related").toArray(), QJsonArray());
@@ -159,7 +171,8 @@ void TestProbe::uninstallerSelectsByNameAndUninstalls()
     QCOMPARE(removed.value("kept").toArray(), QJsonArray());
     QVERIFY(removed.value("selected").toArray().isEmpty());
     QVERIFY(!QFile::exists(home.path("Library/Logs/com.example.twin.log")));
-    QVERIFY(QFile::exists(root.path("Applications/Other.app")));
+    QCOMPARE(removed.value("items").toArray().first().toObject().value("name").toString(),
+             QStringLiteral("Other\uFFFD"));
 
     int code = 0;
     run({"uninstaller", "--select", "Nope"}, &code);

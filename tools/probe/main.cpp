@@ -1,6 +1,7 @@
 // velmora-probe MODULE [options]: drives a module's real scanner without a window
 // and prints its published state as one JSON object.
 
+#include "FileLocation.h"
 #include "ProbeDriver.h"
 #include "ScannerBase.h"
 #include "SystemLayout.h"
@@ -8,10 +9,39 @@
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QFileInfo>
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <cstdio>
 
 namespace {
+
+// Paths keep the bytes of names that are not UTF-8 as escapes JSON cannot
+// carry; what the probe prints is what the screens show.
+QJsonValue displayed(const QJsonValue &value)
+{
+    if (value.isString())
+        return FileLocation::displayText(value.toString());
+    if (value.isArray()) {
+        QJsonArray out;
+        for (const QJsonValue &v : value.toArray())
+            out.append(displayed(v));
+        return out;
+    }
+    if (value.isObject()) {
+        QJsonObject out;
+        const QJsonObject in = value.toObject();
+        for (auto it = in.constBegin(); it != in.constEnd(); ++it)
+            out.insert(it.key(), displayed(it.value()));
+        return out;
+    }
+    return value;
+}
+
+void print(const QJsonObject &object)
+{
+    const QJsonDocument document(displayed(object).toObject());
+    std::fputs(document.toJson(QJsonDocument::Indented).constData(), stdout);
+}
 
 int usage(const QString &problem)
 {
@@ -31,7 +61,10 @@ int main(int argc, char *argv[])
     QCoreApplication app(argc, argv);
     QCoreApplication::setOrganizationName(QStringLiteral("Velmora"));
     QCoreApplication::setApplicationName(QStringLiteral("Velmora"));
-    QStringList args = app.arguments().mid(1);
+    // Arguments are paths too, with the exact bytes of their names.
+    QStringList args;
+    for (int i = 1; i < argc; ++i)
+        args << FileLocation::decode(QByteArray(argv[i]));
     if (args.isEmpty())
         return usage({});
     const QString module = args.takeFirst();
@@ -66,7 +99,7 @@ int main(int argc, char *argv[])
     const qint64 elapsed = timer.elapsed();
 
     if (result.own) {
-        std::fputs(QJsonDocument(*result.own).toJson(QJsonDocument::Indented).constData(), stdout);
+        print(*result.own);
         return 0;
     }
     const ScannerBase *scanner = driver->scanner();
@@ -81,8 +114,16 @@ int main(int argc, char *argv[])
     out.insert(QStringLiteral("elapsedMs"), double(elapsed));
     out.insert(QStringLiteral("items"), result.items);
     out.insert(QStringLiteral("selected"), result.selected);
+    QJsonArray skipped;
+    for (const QVariant &entry : scanner->skippedItems()) {
+        const QVariantMap map = entry.toMap();
+        skipped.append(QJsonObject{
+            {QStringLiteral("path"), map.value(QStringLiteral("path")).toString()},
+            {QStringLiteral("reason"), map.value(QStringLiteral("reason")).toString()}});
+    }
+    out.insert(QStringLiteral("skipped"), skipped);
     for (auto it = result.extra.constBegin(); it != result.extra.constEnd(); ++it)
         out.insert(it.key(), it.value());
-    std::fputs(QJsonDocument(out).toJson(QJsonDocument::Indented).constData(), stdout);
+    print(out);
     return 0;
 }
