@@ -65,6 +65,7 @@ Card {
     VelmoraButton {
         objectName: "rescanButton"
         parent: status
+        Layout.alignment: Qt.AlignTop
         visible: controls.scanner.selectedFolder !== ""
         small: true
         symbol: "arrow.clockwise"

@@ -5,7 +5,9 @@ import Velmora.Core
 
 // The progress indicator and the status line, with a second line under it:
 // while a scan runs, what it has examined so far; after it, how many entries
-// could not be read. A scan that can be stopped shows "Detener" beside them.
+// could not be read, which unfolds to each of them. A scan that can be stopped
+// shows "Detener" beside them. What stands beside the lines keeps to the top, so
+// that unfolding moves nothing.
 RowLayout {
     id: status
 
@@ -17,10 +19,12 @@ RowLayout {
 
     Spinner {
         objectName: "progressIndicator"
+        Layout.alignment: Qt.AlignTop
         visible: status.scanner.isScanning || status.scanner.isRemoving
     }
     ColumnLayout {
         Layout.fillWidth: true
+        Layout.alignment: Qt.AlignTop
         spacing: 1
         Text {
             objectName: "statusLine"
@@ -32,21 +36,21 @@ RowLayout {
             font.pixelSize: 13
             elide: Text.ElideRight
         }
-        Text {
-            objectName: "scanDetail"
+        SkippedLine {
+            id: skippedLine
             Layout.fillWidth: true
-            readonly property string detail: status.scanner.isScanning ? status.scanner.progressText
-                                                                       : status.scanner.skippedText
-            visible: detail !== ""
-            text: detail
-            textFormat: Text.PlainText
-            color: VelmoraTheme.mutedText
-            font.pixelSize: 11
-            elide: Text.ElideRight
+            scanner: status.scanner
+        }
+        SkippedList {
+            Layout.fillWidth: true
+            Layout.preferredHeight: implicitHeight
+            scanner: status.scanner
+            expanded: skippedLine.expanded
         }
     }
     VelmoraButton {
         objectName: "stopButton"
+        Layout.alignment: Qt.AlignTop
         visible: status.canStop && status.scanner.isScanning
         small: true
         symbol: "stop.circle"

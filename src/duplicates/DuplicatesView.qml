@@ -62,6 +62,7 @@ ResultScreen {
 
         VelmoraButton {
             objectName: "selectCopiesButton"
+            Layout.alignment: Qt.AlignTop
             visible: view.scanner.groupCount > 0
             small: true
             symbol: "wand.and.stars"

@@ -4,7 +4,8 @@ import Velmora
 import Velmora.Core
 
 // Where the protection stands: the analysis running, or the last status with
-// the two quick actions.
+// the two quick actions. What the analysis left out unfolds below, the card
+// growing downwards.
 Card {
     id: card
     objectName: "statusCard"
@@ -14,11 +15,15 @@ Card {
     signal selectRecommended
     signal rescan
 
-    implicitHeight: 68
+    implicitHeight: 68 + (skippedList.visible ? skippedList.height + 12 : 0)
     radius: 16
 
     RowLayout {
-        anchors.fill: parent
+        id: row
+        anchors.left: parent.left
+        anchors.right: parent.right
+        anchors.top: parent.top
+        height: 68
         anchors.leftMargin: 18
         anchors.rightMargin: 14
         spacing: 12
@@ -39,6 +44,7 @@ Card {
             }
         }
         ColumnLayout {
+            id: lines
             Layout.fillWidth: true
             spacing: 2
             Text {
@@ -57,17 +63,10 @@ Card {
                 font.pixelSize: 12
                 elide: Text.ElideRight
             }
-            Text {
-                objectName: "scanDetail"
+            SkippedLine {
+                id: skippedLine
                 Layout.fillWidth: true
-                readonly property string detail: card.scanner.isScanning ? card.scanner.progressText
-                                                                         : card.scanner.skippedText
-                visible: detail !== ""
-                text: detail
-                textFormat: Text.PlainText
-                color: VelmoraTheme.mutedText
-                font.pixelSize: 11
-                elide: Text.ElideRight
+                scanner: card.scanner
             }
         }
         VelmoraButton {
@@ -84,5 +83,16 @@ Card {
             text: "Volver a analizar"
             onClicked: card.rescan()
         }
+    }
+    SkippedList {
+        id: skippedList
+        anchors.top: row.bottom
+        anchors.left: parent.left
+        anchors.right: parent.right
+        anchors.leftMargin: 18 + lines.x
+        anchors.rightMargin: 14
+        height: implicitHeight
+        scanner: card.scanner
+        expanded: skippedLine.expanded
     }
 }

@@ -87,6 +87,10 @@ public:
         QDir().mkpath(home() + QStringLiteral("/Library/Caches"));
     }
     Q_INVOKABLE bool removeTree(const QString &path) { return QDir(path).removeRecursively(); }
+    Q_INVOKABLE bool link(const QString &path, const QString &target)
+    {
+        return QFile::link(target, path);
+    }
     Q_INVOKABLE bool inTrash(const QString &name) const
     {
         return QFileInfo::exists(m_env->trashFiles() + QLatin1Char('/') + name);

@@ -58,6 +58,28 @@ Item {
 
         function init() { Fixtures.clearApplications(); }
 
+        // A folder the scan reads by name that loops: left out, and the count
+        // unfolds by mouse or keyboard to the path and the reason.
+        function test_leftOutUnfolds() {
+            const logs = Fixtures.home + "/Library/Logs";
+            verify(Fixtures.link(logs, logs));
+            open();
+            const line = find("skippedDisclosure");
+            compare(find("scanDetail").text, "1 elemento(s) no se pudieron leer y no se incluyen.");
+            compare(line.Accessible.role, Accessible.Button);
+            verify(!find("skippedList").visible);
+            mouseClick(line);
+            const list = find("skippedList");
+            tryVerify(() => list.visible && list.count === 1);
+            compare(findChild(list, "skippedPath").text, "~/Library/Logs");
+            compare(findChild(list, "skippedReason").text, "Bucle de enlaces simbólicos.");
+            verify(line.activeFocus);
+            keyClick(Qt.Key_Space);
+            verify(!list.visible);
+            keyClick(Qt.Key_Return);
+            verify(list.visible);
+        }
+
         function test_emptyInventory() {
             open();
             compare(reports, 1);

@@ -1,12 +1,50 @@
+#include "FileLocation.h"
 #include "ShotSession.h"
+#include "SystemLayout.h"
 #include "UninstallerScanner.h"
 
 #include <QVariant>
+#include <cstdio>
+#include <unistd.h>
+
+namespace {
+
+// What a scan leaves out, unfolded. The demo tree holds nothing a scan must
+// leave out, so for this one shot a folder the uninstaller reads by name is
+// set aside and a link into itself takes its place; then it is put back.
+void shootSkipped(ShotSession &session, QObject *screen, UninstallerScanner *scanner)
+{
+    const QByteArray logs = FileLocation::encode(SystemLayout::userLibraryFolder()) + "/Logs";
+    const QByteArray aside = logs + ".velmora-shots";
+    const auto rescan = [&] {
+        const int before = scanner->completedScanCount();
+        scanner->scanApplications();
+        return session.waitFor([&] { return scanner->completedScanCount() > before; });
+    };
+    if (std::rename(logs.constData(), aside.constData()) != 0) {
+        session.failed(QStringLiteral("cannot set ~/Library/Logs aside"));
+        return;
+    }
+    QObject *disclosure = screen->findChild<QObject *>(QStringLiteral("skippedDisclosure"));
+    if (symlink(logs.constData(), logs.constData()) == 0 && rescan() && disclosure) {
+        disclosure->setProperty("checked", true);
+        session.shoot(QStringLiteral("uninstaller-skipped"));
+        disclosure->setProperty("checked", false);
+    } else {
+        session.failed(QStringLiteral("nothing left out to show"));
+    }
+    unlink(logs.constData());
+    if (std::rename(aside.constData(), logs.constData()) != 0)
+        session.failed(QStringLiteral("cannot put ~/Library/Logs back"));
+    rescan();
+}
+
+} // namespace
 
 // The uninstaller on the demo applications: the list with icons, a selection with
 // one application's leftovers unfolded, searches (one finding an application
-// installed twice, unfolded with the entries it keeps), the confirmation and an
-// error.
+// installed twice, unfolded with the entries it keeps), the confirmation, an
+// error, and what a scan left out.
 void shootUninstaller(ShotSession &session)
 {
     QObject *screen = session.openModule(QStringLiteral("uninstaller"));
@@ -71,4 +109,6 @@ void shootUninstaller(ShotSession &session)
     scanner->setErrorMessage(QStringLiteral("No fue posible desinstalar: Quill."));
     session.shoot(QStringLiteral("uninstaller-error"));
     scanner->clearError();
+
+    shootSkipped(session, screen, scanner);
 }
