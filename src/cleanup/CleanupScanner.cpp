@@ -254,18 +254,18 @@ void CleanupScanner::moveSelectedToTrash()
 
 void CleanupScanner::reportRemoval(const Trash::BatchOutcome &outcome)
 {
-    const auto &[moved, failed] = outcome;
-    if (failed.isEmpty()) {
-        setStatusText(
-            moved.size() == 1
-                ? QStringLiteral("1 caché fue enviada a la Papelera.")
-                : QStringLiteral("%1 cachés fueron enviadas a la Papelera.").arg(moved.size()));
+    const qsizetype moved = outcome.moved.size();
+    if (outcome.allMoved()) {
+        setStatusText(moved == 1
+                          ? QStringLiteral("1 caché fue enviada a la Papelera.")
+                          : QStringLiteral("%1 cachés fueron enviadas a la Papelera.").arg(moved));
         return;
     }
-    setStatusText(QStringLiteral("%1 cachés enviadas a la Papelera.").arg(moved.size()));
-    setErrorMessage(QStringLiteral("No fue posible mover: %1. Cierra la aplicación relacionada y "
-                                   "vuelve a intentar.")
-                        .arg(failed.join(QStringLiteral(", "))));
+    setStatusText(QStringLiteral("%1 cachés enviadas a la Papelera.").arg(moved));
+    // Closing the application helps only with caches that are really in use.
+    setErrorMessage(removalError(outcome, QStringLiteral("No fue posible mover: "),
+                                 QStringLiteral(" Cierra la aplicación relacionada y vuelve a "
+                                                "intentar.")));
 }
 
 bool CleanupScanner::isProbablyInUse(const CleanupItem &item) const

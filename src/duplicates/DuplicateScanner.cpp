@@ -189,12 +189,11 @@ void DuplicateScanner::moveSelectedToTrash()
         [root = m_root](const Copies &copies) { return trashCopies(copies, root); },
         [this](const QSet<QString> &moved) { forgetMoved(moved); },
         [this](const Trash::BatchOutcome &outcome) {
-            if (outcome.failedNames.isEmpty())
+            if (outcome.allMoved())
                 setStatusText(QStringLiteral("%1 duplicado(s) enviados a la Papelera.")
                                   .arg(outcome.moved.size()));
             else
-                setErrorMessage(
-                    failedNames(QStringLiteral("No fue posible mover: "), outcome.failedNames));
+                setErrorMessage(removalError(outcome, QStringLiteral("No fue posible mover: ")));
         });
 }
 
@@ -211,12 +210,11 @@ Trash::BatchOutcome DuplicateScanner::trashCopies(const Copies &copies, const Re
             keeper
                 ? PinnedItem::pin(root, keeper->url, keeper->identity, PinnedItem::Check::Unchanged)
                 : std::nullopt;
-        if (kept &&
-            Trash::moveToTrash(root, copy.url, copy.identity, nullptr, PinnedItem::Check::Unchanged,
-                               [&kept] { return kept->stillSame(); }))
-            outcome.moved.insert(copy.id());
-        else
-            outcome.failedNames.append(copy.name);
+        outcome.add(copy.id(), copy.name,
+                    kept ? Trash::moveScanned(root, copy.url, copy.identity,
+                                              PinnedItem::Check::Unchanged,
+                                              [&kept] { return kept->stillSame(); })
+                         : Trash::Outcome::changedSinceScan);
     }
     return outcome;
 }

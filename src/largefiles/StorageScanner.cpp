@@ -103,9 +103,8 @@ void StorageScanner::moveSelectedToTrash()
         },
         [this](const QSet<QString> &moved) { m_files.remove(moved); },
         [this](const Trash::BatchOutcome &outcome) {
-            if (!outcome.failedNames.isEmpty())
-                setErrorMessage(
-                    failedNames(QStringLiteral("No fue posible mover: "), outcome.failedNames));
+            if (!outcome.allMoved())
+                setErrorMessage(removalError(outcome, QStringLiteral("No fue posible mover: ")));
             else
                 setStatusText(QStringLiteral("%1 archivo(s) enviados a la Papelera.")
                                   .arg(outcome.moved.size()));

@@ -1,5 +1,7 @@
 #include "ErrorText.h"
 
+#include "FileLocation.h"
+
 #include <cerrno>
 #include <cstring>
 
@@ -49,9 +51,10 @@ QString ofMove(int errorNumber, const QByteArray &changedPath, const QString &it
 {
     if (errorNumber != ESTALE || changedPath.isNull())
         return describe(errorNumber);
-    return changedWhileMoving(changedPath.isEmpty()
-                                  ? itemName
-                                  : itemName + QLatin1Char('/') + QString::fromUtf8(changedPath));
+    return changedWhileMoving(
+        changedPath.isEmpty() ? itemName
+                              : itemName + QLatin1Char('/') +
+                                    FileLocation::displayText(FileLocation::decode(changedPath)));
 }
 
 } // namespace ErrorText

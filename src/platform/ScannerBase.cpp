@@ -131,6 +131,21 @@ QString ScannerBase::failedNames(const QString &prefix, const QStringList &names
     return prefix + names.join(QStringLiteral(", ")) + QLatin1Char('.');
 }
 
+QString ScannerBase::removalError(const Trash::BatchOutcome &outcome, const QString &prefix,
+                                  const QString &advice)
+{
+    QString text = failedNames(prefix, outcome.failedNames);
+    // Advice such as closing an application helps only with what did not
+    // change; an item refused for safety is named in a sentence of its own.
+    if (outcome.failedNames.size() > outcome.changedNames.size())
+        text += advice;
+    if (!outcome.changedNames.isEmpty())
+        text += QLatin1Char(' ') +
+                failedNames(QStringLiteral("Cambiaron desde el análisis y no se tocaron: "),
+                            outcome.changedNames);
+    return text;
+}
+
 // Texts may name items; a name that is not UTF-8 shows with replacement marks.
 void ScannerBase::setErrorMessage(const QString &message)
 {

@@ -208,6 +208,11 @@ protected:
 
     // "No fue posible mover: a, b." and the like.
     static QString failedNames(const QString &prefix, const QStringList &names);
+    // The error after a removal that left items: "{prefix}names." for all of
+    // them, then `advice` when some stayed for other reasons than a change
+    // since the scan, then a sentence naming those that changed.
+    static QString removalError(const Trash::BatchOutcome &outcome, const QString &prefix,
+                                const QString &advice = {});
 
     // A scan asked for while a removal runs starts once the removal has ended:
     // true when `scan` was kept for then (the latest request wins).

@@ -60,6 +60,18 @@ bool moveToTrash(const ResolvedRoot &root, const QString &path, const FileIdenti
     return item && moveToTrash(*item, error, stillValid);
 }
 
+Outcome moveScanned(const ResolvedRoot &root, const QString &path, const FileIdentity &expected,
+                    PinnedItem::Check check, const std::function<bool()> &stillValid)
+{
+    const std::optional<PinnedItem> item = PinnedItem::pin(root, path, expected, check);
+    if (!item)
+        return Outcome::changedSinceScan;
+    if (moveToTrash(*item, nullptr, stillValid))
+        return Outcome::moved;
+    return !item->stillSame() || (stillValid && !stillValid()) ? Outcome::changedSinceScan
+                                                               : Outcome::failed;
+}
+
 bool moveToTrash(const QString &path, QString *error)
 {
     const QString item = FileLocation::standardizedPath(path);

@@ -31,11 +31,38 @@ bool moveToTrash(const PinnedItem &item, QString *error = nullptr,
 // reached from its parent folder.
 bool moveToTrash(const QString &path, QString *error = nullptr);
 
-// What moving a list of items did: the identifiers that went, the names that stayed.
+enum class Outcome
+{
+    moved,
+    changedSinceScan, // swapped for a link, replaced or moved away since it was listed
+    failed,           // the item is as listed, yet it could not go
+};
+
+// Moves an item a scan listed, like moveToTrash, and tells a refusal because
+// the item is no longer what the scan saw from any other failure.
+Outcome moveScanned(const ResolvedRoot &root, const QString &path, const FileIdentity &expected,
+                    PinnedItem::Check check = PinnedItem::Check::SameFile,
+                    const std::function<bool()> &stillValid = {});
+
+// What moving a list of items did: the identifiers that went, the names that
+// stayed (in list order), and which of those stayed because they had changed
+// since the scan.
 struct BatchOutcome
 {
     QSet<QString> moved;
     QStringList failedNames;
+    QStringList changedNames;
+
+    bool allMoved() const { return failedNames.isEmpty(); }
+    void add(const QString &id, const QString &name, Outcome outcome)
+    {
+        if (outcome == Outcome::moved)
+            moved.insert(id);
+        else
+            failedNames.append(name);
+        if (outcome == Outcome::changedSinceScan)
+            changedNames.append(name);
+    }
 };
 
 // Moves result items (anything with `url`, `name`, `identity` and `id()`) found
@@ -47,13 +74,10 @@ BatchOutcome moveEachToTrash(const QList<Item> &items, const ResolvedRoot &root,
 {
     BatchOutcome outcome;
     for (const Item &item : items) {
-        if (!moveToTrash(root, item.url, item.identity)) {
-            outcome.failedNames.append(item.name);
-            continue;
-        }
-        if (onMoved)
+        const Outcome result = moveScanned(root, item.url, item.identity);
+        if (result == Outcome::moved && onMoved)
             onMoved(item);
-        outcome.moved.insert(item.id());
+        outcome.add(item.id(), item.name, result);
     }
     return outcome;
 }

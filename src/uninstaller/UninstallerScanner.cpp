@@ -309,7 +309,7 @@ void UninstallerScanner::uninstallSelected()
                             m_iconPaths); // whoever was listed twice may not be now
         },
         [this, kept](const Trash::BatchOutcome &outcome) {
-            if (outcome.failedNames.isEmpty())
+            if (outcome.allMoved())
                 setStatusText(
                     QStringLiteral("%1 aplicación(es) movidas a la Papelera.")
                         .arg(outcome.moved.size()) +
@@ -318,8 +318,8 @@ void UninstallerScanner::uninstallSelected()
                                     .arg(kept)
                               : QString()));
             else
-                setErrorMessage(failedNames(QStringLiteral("No fue posible desinstalar: "),
-                                            outcome.failedNames));
+                setErrorMessage(
+                    removalError(outcome, QStringLiteral("No fue posible desinstalar: ")));
         });
 }
 
@@ -339,8 +339,9 @@ UninstallerScanner::uninstall(const QList<std::pair<InstalledApplication, Resolv
     };
     Trash::BatchOutcome outcome;
     for (const auto &[app, root] : removals) {
-        if (!Trash::moveToTrash(root, app.url, app.identity)) {
-            outcome.failedNames.append(app.name);
+        const Trash::Outcome bundle = Trash::moveScanned(root, app.url, app.identity);
+        if (bundle != Trash::Outcome::moved) {
+            outcome.add(app.id(), app.name, bundle);
             continue;
         }
         for (qsizetype i = 0; i < app.relatedFiles.size(); ++i)

@@ -235,8 +235,8 @@ void TestCleanupScanner::removalReports()
     QCOMPARE(moving.count(), 2);
     QCOMPARE(scanner.statusText(), QStringLiteral("2 cachés enviadas a la Papelera."));
     QCOMPARE(scanner.errorMessage(),
-             QStringLiteral("No fue posible mover: c7. Cierra la aplicación "
-                            "relacionada y vuelve a intentar."));
+             QStringLiteral("No fue posible mover: c7. Cambiaron desde el análisis y no se "
+                            "tocaron: c7."));
     QCOMPARE(names(scanner.items()), QStringList({"c7"}));
     QCOMPARE(scanner.selectedItemIDs(), QSet<QString>({tree.path("c7")}));
     QCOMPARE(scanner.completedScanCount(), 1);

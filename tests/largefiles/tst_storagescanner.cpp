@@ -226,7 +226,8 @@ void TestStorageScanner::moveWithOneFailure()
     QTRY_VERIFY_WITH_TIMEOUT(!scanner.isRemoving(), 10000);
     QCOMPARE(moving.count(), 2);
     QVERIFY(!scanner.isMovingToTrash());
-    QCOMPARE(scanner.errorMessage(), QStringLiteral("No fue posible mover: b.bin."));
+    QCOMPARE(scanner.errorMessage(), QStringLiteral("No fue posible mover: b.bin. Cambiaron desde "
+                                                    "el análisis y no se tocaron: b.bin."));
     QCOMPARE(scanner.statusText(), status);
     QCOMPARE(names(scanner.files()), QStringList({"b.bin", "keep.bin"}));
     QCOMPARE(scanner.selectedFileIDs(), QSet<QString>({tree.path("b.bin")}));

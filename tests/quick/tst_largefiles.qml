@@ -163,7 +163,7 @@ Item {
             tryVerify(() => confirm.opened);
             mouseClick(findChild(confirm.contentItem, "dialogConfirmButton"));
             tryVerify(() => !scanner.isMovingToTrash, 10000);
-            compare(scanner.errorMessage, "No fue posible mover: gone.bin.");
+            compare(scanner.errorMessage, "No fue posible mover: gone.bin. Cambiaron desde el análisis y no se tocaron: gone.bin.");
             compare(Fixtures.exists(keep), false);
             compare(scanner.fileCount, 1);
             compare(scanner.selectedCount, 1, "the failed file stays selected");
@@ -171,7 +171,7 @@ Item {
             const alert = find("errorAlert");
             tryVerify(() => alert.opened);
             compare(alert.title, "Velmora");
-            compare(alert.message, "No fue posible mover: gone.bin.");
+            compare(alert.message, scanner.errorMessage);
             mouseClick(findChild(alert.contentItem, "alertOkButton"));
             tryVerify(() => !alert.opened);
             compare(scanner.errorMessage, "", "closing the alert clears the message");

@@ -230,7 +230,7 @@ Item {
             const alert = find("errorAlert");
             tryVerify(() => alert.opened);
             compare(alert.title, "Velmora");
-            compare(alert.message, "No fue posible desinstalar: Vanishing.");
+            compare(alert.message, "No fue posible desinstalar: Vanishing. Cambiaron desde el análisis y no se tocaron: Vanishing.");
             verify(Fixtures.exists(Fixtures.home + "/Library/Caches/com.example.vanishing"));
             compare(value("cardApplications"), "1");
             compare(value("cardSelected"), "1");

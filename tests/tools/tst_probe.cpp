@@ -203,7 +203,8 @@ void TestProbe::faultInjectedBeforeRemoval()
     const QJsonObject moved = run({"largefiles", tree.path("Movies"), "--min-mb", "1",
                                    "--select-all", "--trash-selected", "--before-remove", swap});
     QCOMPARE(moved.value("errorMessage").toString(),
-             QStringLiteral("No fue posible mover: big.mov."));
+             QStringLiteral("No fue posible mover: big.mov. Cambiaron desde el análisis y no "
+                            "se tocaron: big.mov."));
     QCOMPARE(moved.value("selected").toArray().size(), 1);
     QVERIFY(QFile::exists(precious));
     QVERIFY(QFile::exists(tree.path("Movies.old/big.mov")));

@@ -312,7 +312,8 @@ void TestUninstallerScanner::uninstallMovesBundleBeforeLeftovers()
     QTRY_VERIFY_WITH_TIMEOUT(!scanner.isRemoving(), 10000);
     QCOMPARE(uninstalling.count(), 2);
     QVERIFY(!scanner.isUninstalling());
-    QCOMPARE(scanner.errorMessage(), QStringLiteral("No fue posible desinstalar: Stuck."));
+    QCOMPARE(scanner.errorMessage(), QStringLiteral("No fue posible desinstalar: Stuck. Cambiaron "
+                                                    "desde el análisis y no se tocaron: Stuck."));
     QCOMPARE(scanner.statusText(), status);
     QStringList left = names(scanner.applications());
     left.sort();
