@@ -62,7 +62,8 @@ QList<ResultRole<ProtectionQuarantineRecord>> recordRoles()
     return {
         {"recordId", [](const Record &r) { return QVariant(r.id); }},
         {"name", [](const Record &r) { return QVariant(r.name); }},
-        {"originalPath", [](const Record &r) { return QVariant(r.originalPath); }},
+        {"originalPath",
+         [](const Record &r) { return QVariant(FileLocation::displayText(r.originalPath)); }},
         {"quarantinePath", [](const Record &r) { return QVariant(r.quarantinePath); }},
         {"size", [](const Record &r) { return QVariant(r.size); }},
         {"sizeText", [](const Record &r) { return QVariant(Formatters::bytes(r.size)); }},
@@ -81,8 +82,9 @@ ProtectionQuarantineManager::ProtectionQuarantineManager(QObject *parent)
 {
     connect(&m_records, &ResultModel::modelReset, this,
             &ProtectionQuarantineManager::recordsChanged);
-    createDirectory();
-    loadRecords();
+    // The folder is made and what a killed process left is finished off the
+    // main thread, as the first action: every later one waits behind it.
+    run([](const QList<ProtectionQuarantineRecord> &) { return startUp(); }, QString(), {});
 }
 
 QString ProtectionQuarantineManager::quarantineDirectory()
@@ -99,21 +101,17 @@ bool ProtectionQuarantineManager::canQuarantine(const SecurityFinding &finding)
     return isQuarantinePlace(p) && FileSystem::resourceValues(p).has_value();
 }
 
-void ProtectionQuarantineManager::createDirectory()
+ProtectionQuarantineManager::Outcome ProtectionQuarantineManager::startUp()
 {
+    Outcome out;
     QString error;
-    if (!QuarantineFolder::open(true, &error))
-        setErrorMessage(QStringLiteral("No se pudo crear la cuarentena: ") + error);
-}
-
-void ProtectionQuarantineManager::loadRecords()
-{
-    QList<ProtectionQuarantineRecord> records;
-    if (const std::optional<QuarantineFolder> folder = QuarantineFolder::open(false, nullptr)) {
-        records = folder->recover();
-        records.removeIf([&](const auto &r) { return !folder->holds(r); });
+    if (const std::optional<QuarantineFolder> folder = QuarantineFolder::open(true, &error)) {
+        out.records = folder->recover();
+        out.records.removeIf([&](const auto &r) { return !folder->holds(r); });
+    } else {
+        out.errorMessage = QStringLiteral("No se pudo crear la cuarentena: ") + error;
     }
-    m_records.setItems(records);
+    return out;
 }
 
 void ProtectionQuarantineManager::setErrorMessage(const QString &message)
@@ -222,6 +220,10 @@ void ProtectionQuarantineManager::runNext()
                         guard->setStatusText(out.statusText);
                     guard->setErrorMessage(out.errorMessage);
                     guard->setWorking(false);
+                    if (!guard->m_isReady) {
+                        guard->m_isReady = true;
+                        Q_EMIT guard->isReadyChanged();
+                    }
                     if (done)
                         done();
                     guard->runNext();
@@ -271,12 +273,11 @@ QString ProtectionQuarantineManager::quarantineOne(const QuarantineFolder &folde
         return QStringLiteral("El elemento cambió desde el análisis.");
 
     // The file name has a UUID of its own; the record gets another one.
-    const QByteArray name = QuarantineIndex::newIdentifier().toLatin1() + "_" +
-                            TrashNames::shortened(item->name(), 255 - 37);
+    const QByteArray name = QuarantineFolder::newItemName(item->name());
     ProtectionQuarantineRecord record{
         QuarantineIndex::newIdentifier(),
         source,
-        FileLocation::appendingPathComponent(quarantineDirectory(), QString::fromUtf8(name)),
+        FileLocation::appendingPathComponent(quarantineDirectory(), FileLocation::decode(name)),
         finding.name,
         finding.size,
         QuarantineIndex::now()};

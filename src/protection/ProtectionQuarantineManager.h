@@ -24,6 +24,9 @@ class ProtectionQuarantineManager : public QObject
     Q_PROPERTY(ResultModel *records READ recordsModel CONSTANT)
     Q_PROPERTY(int recordCount READ recordCount NOTIFY recordsChanged)
     Q_PROPERTY(bool isWorking READ isWorking NOTIFY isWorkingChanged)
+    // The folder was opened and its records read (in the background, from the
+    // start); until then the list is empty and actions wait their turn.
+    Q_PROPERTY(bool isReady READ isReady NOTIFY isReadyChanged)
     Q_PROPERTY(QString statusText READ statusText NOTIFY statusTextChanged)
     Q_PROPERTY(
         QString errorMessage READ errorMessage WRITE setErrorMessage NOTIFY errorMessageChanged)
@@ -35,6 +38,7 @@ public:
     ResultModel *recordsModel() { return &m_records; }
     int recordCount() const { return m_records.count(); }
     bool isWorking() const { return m_isWorking; }
+    bool isReady() const { return m_isReady; }
     QString statusText() const { return m_statusText; }
     QString errorMessage() const { return m_errorMessage; } // empty means none
     void setErrorMessage(const QString &message);
@@ -54,6 +58,7 @@ public:
 Q_SIGNALS:
     void recordsChanged();
     void isWorkingChanged();
+    void isReadyChanged();
     void statusTextChanged();
     void errorMessageChanged();
 
@@ -68,8 +73,7 @@ private:
     };
     using Action = std::function<Outcome(QList<ProtectionQuarantineRecord>)>;
 
-    void createDirectory();
-    void loadRecords();
+    static Outcome startUp();
     struct Waiting
     {
         Action action;
@@ -93,6 +97,7 @@ private:
 
     ResultList<ProtectionQuarantineRecord> m_records;
     bool m_isWorking = false;
+    bool m_isReady = false;
     QString m_statusText;
     QString m_errorMessage;
     std::deque<Waiting> m_waiting;

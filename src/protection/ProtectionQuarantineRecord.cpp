@@ -19,6 +19,9 @@ const QString kQuarantinePath = QStringLiteral("quarantinePath");
 const QString kName = QStringLiteral("name");
 const QString kSize = QStringLiteral("size");
 const QString kQuarantinedAt = QStringLiteral("quarantinedAt");
+// The original path's bytes, beside it, when they are not valid UTF-8: the text
+// of "originalPath" then shows replacement marks.
+const QString kOriginalPathBytes = QStringLiteral("originalPathBytes");
 
 bool isPlainAbsolute(const QString &path)
 {
@@ -88,13 +91,19 @@ QDateTime dateOf(double quarantinedAt)
 
 QJsonObject toJson(const ProtectionQuarantineRecord &record)
 {
-    return {{kId, record.id},
-            {kOriginalPath, record.originalPath.isNull() ? QJsonValue(QJsonValue::Null)
-                                                         : QJsonValue(record.originalPath)},
-            {kQuarantinePath, record.quarantinePath},
-            {kName, record.name},
-            {kSize, double(record.size)},
-            {kQuarantinedAt, record.quarantinedAt}};
+    QJsonObject object{
+        {kId, record.id},
+        {kOriginalPath, record.originalPath.isNull()
+                            ? QJsonValue(QJsonValue::Null)
+                            : QJsonValue(FileLocation::displayText(record.originalPath))},
+        {kQuarantinePath, record.quarantinePath},
+        {kName, record.name},
+        {kSize, double(record.size)},
+        {kQuarantinedAt, record.quarantinedAt}};
+    const QByteArray bytes = FileLocation::encode(record.originalPath);
+    if (!record.originalPath.isNull() && bytes != record.originalPath.toUtf8())
+        object.insert(kOriginalPathBytes, QString::fromLatin1(bytes.toBase64()));
+    return object;
 }
 
 std::optional<ProtectionQuarantineRecord> fromJson(const QJsonObject &object)
@@ -111,12 +120,16 @@ std::optional<ProtectionQuarantineRecord> fromJson(const QJsonObject &object)
     if (uuid.isNull() || id.toString().size() != 36 || bytes != std::floor(bytes) ||
         std::fabs(bytes) > 9.0e18 || !std::isfinite(at.toDouble()))
         return std::nullopt;
-    ProtectionQuarantineRecord record{uuid.toString(QUuid::WithoutBraces).toUpper(),
-                                      original.toString(),
-                                      stored.toString(),
-                                      name.toString(),
-                                      qint64(bytes),
-                                      at.toDouble()};
+    const QJsonValue originalBytes = object.value(kOriginalPathBytes);
+    ProtectionQuarantineRecord record{
+        uuid.toString(QUuid::WithoutBraces).toUpper(),
+        originalBytes.isString() && original.isString()
+            ? FileLocation::decode(QByteArray::fromBase64(originalBytes.toString().toLatin1()))
+            : original.toString(),
+        stored.toString(),
+        name.toString(),
+        qint64(bytes),
+        at.toDouble()};
     if ((!original.isNull() && !isPlainAbsolute(record.originalPath)) ||
         !isPlainAbsolute(record.quarantinePath))
         return std::nullopt;

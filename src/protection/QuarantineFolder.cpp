@@ -364,9 +364,8 @@ std::optional<ProtectionQuarantineRecord> QuarantineFolder::recordOfStray(QByteA
     record.id = QuarantineIndex::newIdentifier();
     // A name the quarantine did not give takes one of its own, so its record
     // is a valid one from now on.
-    if (!QuarantineIndex::isItemName(QString::fromUtf8(name))) {
-        const QByteArray ours = QuarantineIndex::newIdentifier().toLatin1() + "_" +
-                                TrashNames::shortened(name, 255 - 37);
+    if (!QuarantineIndex::isItemName(FileLocation::decode(name))) {
+        const QByteArray ours = newItemName(name);
         if (ItemMove::renameNoReplace(fd(), name.constData(), fd(), ours.constData()) != 0)
             return std::nullopt;
         name = ours;
@@ -374,8 +373,9 @@ std::optional<ProtectionQuarantineRecord> QuarantineFolder::recordOfStray(QByteA
     struct stat st;
     if (fstatat(fd(), name.constData(), &st, AT_SYMLINK_NOFOLLOW) != 0)
         return std::nullopt;
-    record.quarantinePath = FileLocation::appendingPathComponent(path(), QString::fromUtf8(name));
-    record.name = QString::fromUtf8(name.mid(37));
+    record.quarantinePath =
+        FileLocation::appendingPathComponent(path(), FileLocation::decode(name));
+    record.name = FileLocation::displayText(FileLocation::decode(name.mid(37)));
     record.size = S_ISDIR(st.st_mode)
                       ? ProtectionRules::directoryStatistics(record.quarantinePath).first
                       : (st.st_blocks > 0 ? qint64(st.st_blocks) * 512 : qint64(st.st_size));
@@ -388,6 +388,16 @@ std::optional<ProtectionQuarantineRecord> QuarantineFolder::recordOfStray(QByteA
 QByteArray QuarantineFolder::itemName(const ProtectionQuarantineRecord &record)
 {
     return FileLocation::encode(FileLocation::lastPathComponent(record.quarantinePath));
+}
+
+QByteArray QuarantineFolder::newItemName(const QByteArray &originalName)
+{
+    // Valid UTF-8 whatever the original's bytes, so the index (JSON, text)
+    // always names the item exactly; the original name is kept in the record.
+    const QByteArray readable =
+        FileLocation::displayText(FileLocation::decode(originalName)).toUtf8();
+    return QuarantineIndex::newIdentifier().toLatin1() + "_" +
+           TrashNames::shortened(readable, 255 - 37);
 }
 
 QByteArray QuarantineFolder::temporaryName(const QString &recordId)

@@ -59,6 +59,8 @@ public:
 
     // The item's name inside the folder.
     static QByteArray itemName(const ProtectionQuarantineRecord &record);
+    // "<UUID>_<name>" for an item coming in, always valid UTF-8.
+    static QByteArray newItemName(const QByteArray &originalName);
     // The name of an unfinished copy made for a record.
     static QByteArray temporaryName(const QString &recordId);
     bool holds(const ProtectionQuarantineRecord &record) const;

@@ -186,7 +186,7 @@ void TestProtectionJourney::analyseQuarantineRestoreTrashAndTrust()
     // Reopened: the trust and the quarantine are still there.
     QVERIFY(app.restart());
     QVERIFY(app.click(QStringLiteral("sidebar_protection")));
-    QCOMPARE(app.text(QStringLiteral("quarantineButton")), QStringLiteral("Cuarentena 1"));
+    QVERIFY(app.waitFor([&] { return app.text("quarantineButton") == "Cuarentena 1"; }));
     QVERIFY(app.click(QStringLiteral("headerButton")));
     QVERIFY(app.waitForScans(1));
     QCOMPARE(badgeOf(app, trusted), QStringLiteral("CONFIABLE"));
@@ -249,7 +249,7 @@ void TestProtectionJourney::killedQuarantineWithIndexCutShortShowsEveryItem()
 
     QVERIFY(app.start());
     QVERIFY(app.click(QStringLiteral("sidebar_protection")));
-    QCOMPARE(app.text(QStringLiteral("quarantineButton")), QStringLiteral("Cuarentena 2"));
+    QVERIFY(app.waitFor([&] { return app.text("quarantineButton") == "Cuarentena 2"; }));
     QVERIFY(app.click(QStringLiteral("quarantineButton")));
     QVERIFY(app.waitForItem(QStringLiteral("recordList")));
     QCOMPARE(app.text(QStringLiteral("sheetCount")), QStringLiteral("2 elemento(s) aislados"));

@@ -29,7 +29,7 @@ inline SecurityFinding findingFor(const QString &path)
     f.path = FileLocation::deletingLastPathComponent(path);
     f.level = ThreatLevel::suspicious;
     struct stat st;
-    if (lstat(QFile::encodeName(path).constData(), &st) == 0) {
+    if (lstat(FileLocation::encode(path).constData(), &st) == 0) {
         f.identity = FileIdentity::of(st);
         f.size = st.st_size;
     }
@@ -41,16 +41,24 @@ inline void waitIdle(const ProtectionQuarantineManager &manager)
     QTRY_VERIFY_WITH_TIMEOUT(!manager.isWorking(), 30000);
 }
 
+// A manager once it has opened its folder and read its records.
+struct LoadedQuarantine : ProtectionQuarantineManager
+{
+    LoadedQuarantine() { waitIdle(*this); }
+};
+
 inline QByteArray contents(const QString &path)
 {
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<missing>");
+    QFile file;
+    FILE *f = fopen(FileLocation::encode(path).constData(), "r");
+    return f && file.open(f, QIODevice::ReadOnly, QFile::AutoCloseHandle) ? file.readAll()
+                                                                          : QByteArray("<missing>");
 }
 
 inline bool exists(const QString &path)
 {
     struct stat st;
-    return lstat(QFile::encodeName(path).constData(), &st) == 0;
+    return lstat(FileLocation::encode(path).constData(), &st) == 0;
 }
 
 inline QStringList quarantineEntries(const QString &folder)

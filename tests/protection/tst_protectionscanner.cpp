@@ -5,6 +5,7 @@
 #include "PropertyList.h"
 #include "ProtectionQuarantineManager.h"
 #include "ProtectionScanner.h"
+#include "QuarantineTesting.h"
 #include "TestEnvironment.h"
 #include "TreeBuilder.h"
 
@@ -322,7 +323,7 @@ void TestProtectionScanner::hostileFilesWhereAFileIsRead()
     const QString preferences = tree.env.root() + "/xdg-config/Velmora/Velmora.conf";
     qputenv("XDG_CONFIG_HOME", QFile::encodeName(tree.env.root() + "/xdg-config"));
     tree.root.folder("xdg-config/Velmora");
-    ProtectionQuarantineManager().recordCount(); // makes the folder
+    QuarantineTesting::LoadedQuarantine().recordCount(); // makes the folder
     const auto signatureOfDropper = [](const ProtectionScanner &scanner) {
         for (const SecurityFinding &f : scanner.findings())
             if (f.url.endsWith("/Dropper.app"))
@@ -341,7 +342,7 @@ void TestProtectionScanner::hostileFilesWhereAFileIsRead()
     const long before = peakKilobytes();
     ProtectionScanner scanner;
     scanAndWait(scanner);
-    ProtectionQuarantineManager manager;
+    QuarantineTesting::LoadedQuarantine manager;
     QCOMPARE(manager.recordCount(), 0);
     QCOMPARE(Preferences::string("velmora_cleanup_mode"), QString());
     QVERIFY2(peakKilobytes() - before < 100 * 1024, "memory grew by over 100 MB");

@@ -36,6 +36,7 @@ class TestQuarantine : public QObject
 private slots:
     void indexKeepsOnlyValidRecords();
     void quarantineRestoreAndTrash();
+    void nameNotValidUtf8GoesAndComesBackByteForByte();
     void restoreOntoOccupiedPathKeepsBoth();
     void lostIndexAndLostItems();
     void recordsPointingElsewhereAreNeverFollowed();
@@ -166,7 +167,7 @@ void TestQuarantine::quarantineRestoreAndTrash()
     const QString system = tree.root.file("Library/LaunchDaemons/com.x.plist", "daemon");
     const QString bundleFolder = tree.root.path("Users/ana/Downloads/Tool.app");
 
-    ProtectionQuarantineManager manager;
+    LoadedQuarantine manager;
     QVERIFY(QFileInfo(quarantineFolder()).isDir());
     QCOMPARE(QFileInfo(quarantineFolder()).permissions() & (QFile::ReadOther | QFile::ReadGroup),
              QFileDevice::Permissions());
@@ -199,7 +200,7 @@ void TestQuarantine::quarantineRestoreAndTrash()
     QCOMPARE(quarantineEntries(quarantineFolder()).size(), 5); // and records.json, nothing else
 
     // The file lists what the manager shows, and a new manager reads it back.
-    ProtectionQuarantineManager reread;
+    LoadedQuarantine reread;
     QCOMPARE(reread.records(), manager.records());
 
     // Restore: the folder it came from is made again, the bytes are the same.
@@ -230,7 +231,7 @@ void TestQuarantine::quarantineRestoreAndTrash()
                 .contains("Path=" + QUrl::toPercentEncoding(script, "/")));
     QVERIFY(!exists(trashed.quarantinePath));
     QCOMPARE(manager.recordCount(), 1);
-    QCOMPARE(ProtectionQuarantineManager().records(), manager.records());
+    QCOMPARE(LoadedQuarantine().records(), manager.records());
 
     // Unknown records change nothing.
     manager.restore(QStringLiteral("0A1B2C3D-4E5F-4071-8293-A4B5C6D7E8F9"));
@@ -243,11 +244,36 @@ void TestQuarantine::quarantineRestoreAndTrash()
     QCOMPARE(manager.errorMessage(), QStringLiteral("No hay elementos seleccionados."));
 }
 
+void TestQuarantine::nameNotValidUtf8GoesAndComesBackByteForByte()
+{
+    MacTree tree;
+    const QByteArray bytes = QFile::encodeName(tree.home) + "/Downloads/caf\xe9 \xff.sh";
+    TreeBuilder(tree.home).file("Downloads/x", "");
+    QFile file;
+    QVERIFY(file.open(fopen(bytes.constData(), "w"), QIODevice::WriteOnly, QFile::AutoCloseHandle));
+    file.write("odd name");
+    file.close();
+    const QString path = FileLocation::decode(bytes);
+    {
+        LoadedQuarantine manager;
+        manager.quarantine({findingFor(path)});
+        waitIdle(manager);
+        QCOMPARE(manager.errorMessage(), QString());
+    }
+    QVERIFY(!exists(path));
+    LoadedQuarantine again; // from the index on disk
+    QCOMPARE(again.recordCount(), 1);
+    again.restore(again.records().first().id);
+    waitIdle(again);
+    QCOMPARE(again.errorMessage(), QString());
+    QCOMPARE(contents(path), QByteArray("odd name"));
+}
+
 void TestQuarantine::restoreOntoOccupiedPathKeepsBoth()
 {
     MacTree tree;
     const QString item = tree.root.file("Users/ana/Downloads/run.sh", "quarantined");
-    ProtectionQuarantineManager manager;
+    LoadedQuarantine manager;
     manager.quarantine({findingFor(item)});
     waitIdle(manager);
     QCOMPARE(manager.recordCount(), 1);
@@ -280,7 +306,7 @@ void TestQuarantine::lostIndexAndLostItems()
     const QString a = tree.root.file("Users/ana/Downloads/a.sh", "a");
     const QString b = tree.root.file("Users/ana/Downloads/b.sh", "b");
     {
-        ProtectionQuarantineManager manager;
+        LoadedQuarantine manager;
         manager.quarantine({findingFor(a), findingFor(b)});
         waitIdle(manager);
         QCOMPARE(manager.recordCount(), 2);
@@ -300,19 +326,19 @@ void TestQuarantine::lostIndexAndLostItems()
     TreeBuilder folder(quarantineFolder());
     folder.file(".records.json.5f3a.tmp", "[");
     folder.file(".0A1B2C3D-4E5F-4071-8293-A4B5C6D7E8F9.pending.77.tmp", "{");
-    QCOMPARE(ProtectionQuarantineManager().recordCount(), 1);
+    QCOMPARE(LoadedQuarantine().recordCount(), 1);
     QCOMPARE(quarantineEntries(quarantineFolder()).size(), 2);
 
     // An index cut short keeps every record still whole in it, and is kept
     // aside as it was; an item no record lists is adopted, its origin unknown.
-    const QString kept = ProtectionQuarantineManager().records().first().originalPath;
+    const QString kept = LoadedQuarantine().records().first().originalPath;
     QFile index(quarantineFolder() + "/records.json");
     for (const int cut : {1, 2000}) {
         QVERIFY(index.open(QIODevice::ReadWrite));
         const QByteArray whole = index.readAll();
         QVERIFY(index.resize(std::max<qint64>(0, whole.size() - cut)));
         index.close();
-        ProtectionQuarantineManager again;
+        LoadedQuarantine again;
         QCOMPARE(again.recordCount(), 1);
         QCOMPARE(again.records().first().originalPath, cut == 1 ? kept : QString());
         const QStringList aside = QDir(quarantineFolder()).entryList({"records.json.*"});
@@ -321,7 +347,7 @@ void TestQuarantine::lostIndexAndLostItems()
     }
     // No index at all: the item is adopted again.
     QVERIFY(QFile::remove(quarantineFolder() + "/records.json"));
-    ProtectionQuarantineManager last;
+    LoadedQuarantine last;
     QCOMPARE(last.recordCount(), 1);
     QVERIFY(last.records().first().originalPath.isNull());
 }
@@ -329,7 +355,7 @@ void TestQuarantine::lostIndexAndLostItems()
 void TestQuarantine::recordsPointingElsewhereAreNeverFollowed()
 {
     MacTree tree;
-    ProtectionQuarantineManager first; // makes the folder
+    LoadedQuarantine first; // makes the folder
     const QString precious = tree.root.file("Users/ana/Documents/tax.pdf", "precious");
     const QString id = QStringLiteral("7A1B2C3D-4E5F-4071-8293-A4B5C6D7E8F9");
     const QString inside = quarantineFolder() + "/" + id + "_link";
@@ -353,7 +379,7 @@ void TestQuarantine::recordsPointingElsewhereAreNeverFollowed()
     index.write(QJsonDocument(records).toJson());
     index.close();
 
-    ProtectionQuarantineManager manager;
+    LoadedQuarantine manager;
     QCOMPARE(manager.recordCount(), 1);
     QCOMPARE(manager.records().first().id, id);
     // Restoring the link moves the link, never what it points at.
@@ -376,7 +402,7 @@ void TestQuarantine::recordsPointingElsewhereAreNeverFollowed()
     QVERIFY(index.open(QIODevice::WriteOnly | QIODevice::Truncate));
     index.write(text);
     index.close();
-    ProtectionQuarantineManager again;
+    LoadedQuarantine again;
     QCOMPARE(again.recordCount(), 1);
     again.restore(again.records().first().id);
     waitIdle(again);
@@ -397,7 +423,7 @@ void TestQuarantine::folderFaults()
         tree.root.folder("Users/ana/Library/Application Support/Velmora");
         QVERIFY(QFile::link(elsewhere, quarantineFolder()));
         const QString item = tree.root.file("Users/ana/Downloads/run.sh", "x");
-        ProtectionQuarantineManager manager;
+        LoadedQuarantine manager;
         QCOMPARE(manager.errorMessage(),
                  QStringLiteral("No se pudo crear la cuarentena: La carpeta de cuarentena es un "
                                 "enlace simbólico."));
@@ -416,7 +442,7 @@ void TestQuarantine::folderFaults()
         MacTree tree;
         tree.root.file("Users/ana/Library/Application Support/Velmora", "not a folder");
         const QString item = tree.root.file("Users/ana/Downloads/run.sh", "x");
-        ProtectionQuarantineManager manager;
+        LoadedQuarantine manager;
         QVERIFY(
             manager.errorMessage().startsWith(QStringLiteral("No se pudo crear la cuarentena: ")));
         QVERIFY(manager.errorMessage().size() > 32);
@@ -434,13 +460,13 @@ void TestQuarantine::folderFaults()
         MacTree tree;
         const QString item = tree.root.file("Users/ana/Downloads/run.sh", "x");
         {
-            ProtectionQuarantineManager manager;
+            LoadedQuarantine manager;
             manager.quarantine({findingFor(item)});
             waitIdle(manager);
         }
         const QString linked = tree.root.symlink("home-link", tree.home);
         qputenv("HOME", QFile::encodeName(linked));
-        ProtectionQuarantineManager manager;
+        LoadedQuarantine manager;
         QCOMPARE(manager.recordCount(), 1);
         QCOMPARE(manager.records().first().originalPath, linked + "/Downloads/run.sh");
         manager.restore(manager.records().first().id);
@@ -453,11 +479,11 @@ void TestQuarantine::folderFaults()
     for (const QString &owned : {QStringLiteral("Velmora"), QStringLiteral("Velmora/Quarantine")}) {
         // Made by another account: refused, and nothing moves in.
         MacTree tree;
-        ProtectionQuarantineManager().recordCount();
+        LoadedQuarantine().recordCount();
         const QString support = tree.home + "/Library/Application Support/";
         QCOMPARE(chown(QFile::encodeName(support + owned).constData(), 65534, 65534), 0);
         const QString item = tree.root.file("Users/ana/Downloads/run.sh", "x");
-        ProtectionQuarantineManager manager;
+        LoadedQuarantine manager;
         QCOMPARE(manager.errorMessage(), QStringLiteral("No se pudo crear la cuarentena: La "
                                                         "carpeta de cuarentena pertenece a otra "
                                                         "cuenta."));
@@ -469,13 +495,13 @@ void TestQuarantine::folderFaults()
     {
         // Ours, but left open to everyone: closed before use.
         MacTree tree;
-        ProtectionQuarantineManager().recordCount();
+        LoadedQuarantine().recordCount();
         const QByteArray index =
             QFile::encodeName(TreeBuilder(quarantineFolder()).file("records.json", "[]"));
         QCOMPARE(chmod(QFile::encodeName(quarantineFolder()).constData(), 0777), 0);
         QCOMPARE(chmod(index.constData(), 0666), 0);
         const QString item = tree.root.file("Users/ana/Downloads/run.sh", "x");
-        ProtectionQuarantineManager manager;
+        LoadedQuarantine manager;
         manager.quarantine({findingFor(item)});
         waitIdle(manager);
         QCOMPARE(manager.recordCount(), 1);
@@ -508,7 +534,7 @@ void TestQuarantine::acrossFileSystems()
     apps.symlink("Applications/Evil.app/Contents/current", "MacOS");
     const QByteArray before = contents(shm.path() + "/Applications/Evil.app/Contents/MacOS/evil");
 
-    ProtectionQuarantineManager manager;
+    LoadedQuarantine manager;
     manager.quarantine({findingFor(bundle)});
     waitIdle(manager);
     QCOMPARE(manager.errorMessage(), QString());

@@ -162,7 +162,7 @@ void TestQuarantineSafety::scannerSelectionTrustAndQuarantine()
     Q_UNUSED(daemon);
 
     ProtectionTrustStore trust;
-    ProtectionQuarantineManager manager;
+    LoadedQuarantine manager;
     ProtectionScanner scanner;
     scanner.setTrustStore(&trust);
     scanner.setQuarantine(&manager);
@@ -208,7 +208,7 @@ void TestQuarantineSafety::walksNeverOfferTheQuarantine()
     const QString big = tree.root.allocatedFile("Users/ana/Downloads/big.iso", 3 * 1024 * 1024);
     tree.root.file("Users/ana/Downloads/twin-a.sh", QByteArray(2 * 1024 * 1024, 'd'));
     tree.root.file("Users/ana/Downloads/twin-b.sh", QByteArray(2 * 1024 * 1024, 'd'));
-    ProtectionQuarantineManager manager;
+    LoadedQuarantine manager;
     manager.quarantine({findingFor(big), findingFor(tree.home + "/Downloads/twin-a.sh")});
     waitIdle(manager);
     QCOMPARE(manager.recordCount(), 2);
@@ -251,7 +251,7 @@ void TestQuarantineSafety::uninstallerNeverMovesTheQuarantine()
                                          {{"CFBundleIdentifier", "org.other.velmora"}}, false);
     const QString item = tree.root.file("Users/ana/Downloads/run.sh", "isolated");
     const QString cache = tree.root.file("Users/ana/Library/Caches/org.other.velmora/c", "c");
-    ProtectionQuarantineManager manager;
+    LoadedQuarantine manager;
     manager.quarantine({findingFor(item)});
     waitIdle(manager);
     QCOMPARE(manager.recordCount(), 1);
@@ -269,7 +269,7 @@ void TestQuarantineSafety::uninstallerNeverMovesTheQuarantine()
     QVERIFY(!exists(app));
     QVERIFY(!exists(cache));
     QCOMPARE(contents(isolated), QByteArray("isolated"));
-    QCOMPARE(ProtectionQuarantineManager().recordCount(), 1);
+    QCOMPARE(LoadedQuarantine().recordCount(), 1);
 }
 
 void TestQuarantineSafety::probeShapes()

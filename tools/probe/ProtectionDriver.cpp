@@ -57,6 +57,7 @@ public:
         m_scanner = std::make_unique<ProtectionScanner>();
         if (quarantine) {
             m_manager = std::make_unique<ProtectionQuarantineManager>();
+            waitForQuarantine(*m_manager);
             m_scanner->setQuarantine(m_manager.get());
         }
         const int before = m_scanner->completedScanCount();
@@ -148,6 +149,7 @@ public:
             }
         }
         ProtectionQuarantineManager manager;
+        waitForQuarantine(manager);
         if (!actions.isEmpty())
             runBeforeRemove();
         for (const auto &[restore, id] : actions) {
