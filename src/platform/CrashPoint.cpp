@@ -1,37 +1,24 @@
 #include "CrashPoint.h"
 
-#include <QByteArray>
 #include <atomic>
-#include <csignal>
-#include <cstdlib>
-#include <unistd.h>
 
 namespace CrashPoint {
 
 namespace {
 
-long killAt()
-{
-    static const long at = [] {
-        const QByteArray value = qgetenv("VELMORA_KILL_AT");
-        bool ok = false;
-        const long n = value.toLong(&ok);
-        return ok && n > 0 ? n : 0L;
-    }();
-    return at;
-}
-
-std::atomic<long> g_passed{0};
+std::atomic<Hook> g_hook{nullptr};
 
 } // namespace
 
+void setHook(Hook hook)
+{
+    g_hook.store(hook);
+}
+
 void pass()
 {
-    const long at = killAt();
-    if (at == 0)
-        return;
-    if (g_passed.fetch_add(1) + 1 == at)
-        kill(getpid(), SIGKILL);
+    if (const Hook hook = g_hook.load(std::memory_order_relaxed))
+        hook();
 }
 
 } // namespace CrashPoint

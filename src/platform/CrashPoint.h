@@ -1,11 +1,13 @@
 #pragma once
 
-// Fault injection for the crash tests: with VELMORA_KILL_AT=N in the environment
-// the process kills itself (SIGKILL, nothing flushed, nothing cleaned up) when
-// it passes the Nth point of a file operation that must survive a crash. Without
-// the variable a point costs one load.
+// The points of a file operation that must survive a crash. The shipped app
+// passes them at the cost of one load; the probe installs a hook there (see
+// tools/probe/KillAt.cpp) so the crash tests can kill it at any one of them.
 namespace CrashPoint {
 
+using Hook = void (*)();
+
+void setHook(Hook hook);
 void pass();
 
 } // namespace CrashPoint
