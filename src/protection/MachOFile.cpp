@@ -67,7 +67,8 @@ std::optional<Slice> readSlice(const File &file, Range extent)
     } else {
         return std::nullopt;
     }
-    Slice slice{extent};
+    Slice slice;
+    slice.extent = extent;
     const auto broken = [&slice] {
         slice.brokenHeaders = true;
         return slice;
@@ -191,7 +192,8 @@ Layout read(const File &file)
             if (extents.size() == 1)
                 return layout; // not Mach-O
             // A universal file with something else inside cannot be checked whole.
-            Slice odd{extent};
+            Slice odd;
+            odd.extent = extent;
             odd.brokenHeaders = true;
             layout.slices.append(odd);
             continue;

@@ -113,7 +113,7 @@ void TestLeftoverOwnership::shortNamesAndIdentifiersMoveNothing()
     tree.app("Tool", "org.tools.tool");
     const QString own = tree.entry("Caches/org.thirdparty.atool/db");
     QStringList others;
-    for (const QString &entry :
+    for (const char *entry :
          {"Containers/com.apple.mail", "Containers/com.apple.Notes",
           "Group Containers/group.com.apple.notes", "Application Support/AddressBook",
           "Preferences/com.example.viewer.plist", "Caches/Data"})
