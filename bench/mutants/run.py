@@ -1,0 +1,61 @@
+#!/usr/bin/env python3
+"""Puts realistic faults into the code one at a time and checks that the tests
+catch each: applies a mutant to the clean checkout, rebuilds incrementally, runs
+the tests that guard it, and puts the code back. Prints caught/total and the
+survivors. Needs a clean work tree and a configured build folder (./dev.sh test
+once). Usage: bench/mutants/run.py [NAME-SUBSTRING]"""
+import os
+import subprocess
+import sys
+import time
+
+from mutants import MUTANTS
+
+TOP = os.path.abspath(os.path.join(os.path.dirname(__file__), "..", ".."))
+BUILD = os.path.join(TOP, "build")
+
+
+def run(cmd, **kw):
+    return subprocess.run(cmd, cwd=kw.pop("cwd", TOP), stdout=subprocess.PIPE,
+                          stderr=subprocess.STDOUT, text=True, **kw)
+
+
+def main():
+    wanted = sys.argv[1] if len(sys.argv) > 1 else ""
+    if run(["git", "status", "--porcelain", "--untracked-files=no"]).stdout.strip():
+        sys.exit("the work tree has changes: commit or stash them first")
+    env = dict(os.environ, QT_QPA_PLATFORM="offscreen")
+    caught, survivors, started = 0, [], time.time()
+    chosen = [m for m in MUTANTS if wanted in m["name"]]
+    for m in chosen:
+        path = os.path.join(TOP, m["file"])
+        original = open(path, encoding="utf-8").read()
+        if original.count(m["old"]) != 1:
+            sys.exit(f"{m['name']}: the text to change is not found once in {m['file']}")
+        try:
+            with open(path, "w", encoding="utf-8") as f:
+                f.write(original.replace(m["old"], m["new"]))
+            built = run(["cmake", "--build", BUILD])
+            if built.returncode != 0:
+                verdict = "caught (does not build)"
+            else:
+                tests = run(["ctest", "--test-dir", BUILD, "-R", m["tests"], "--timeout",
+                             str(m.get("timeout", 300))], env=env)
+                verdict = "caught" if tests.returncode != 0 else "SURVIVED"
+        finally:
+            with open(path, "w", encoding="utf-8") as f:
+                f.write(original)
+        print(f"{verdict:24} {m['name']}", flush=True)
+        if verdict == "SURVIVED":
+            survivors.append(m["name"])
+        else:
+            caught += 1
+    run(["cmake", "--build", BUILD])
+    print(f"\n{caught}/{len(chosen)} caught in {time.time() - started:.0f} s")
+    for name in survivors:
+        print(f"survived: {name}")
+    sys.exit(1 if survivors else 0)
+
+
+if __name__ == "__main__":
+    main()
