@@ -40,7 +40,7 @@ MUTANTS = [
          old="    changed = adoptUnlisted(records, pending) || changed;", new="",
          tests="tst_quarantine$|tst_protectionjourney"),
     dict(name="index: the folder compared by spelling", file="src/protection/QuarantineFolder.cpp",
-         old="    return stat(FileLocation::encode(folderPath).constData(), &st) == 0 &&\n           m_identity.sameFile(st);",
+         old="    return stat(FileLocation::encode(folderPath).constData(), &st) == 0 && m_identity.sameFile(st);",
          new="    return false;", tests="tst_quarantine$"),
     dict(name="quarantine: another account's folder is used",
          file="src/protection/QuarantineFolder.cpp",
