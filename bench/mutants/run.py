@@ -2,9 +2,13 @@
 """Puts realistic faults into the code one at a time and checks that the tests
 catch each: applies a mutant to the clean checkout, rebuilds incrementally, runs
 the tests that guard it, and puts the code back. Prints caught/total and the
-survivors. Needs a clean work tree and a configured build folder (./dev.sh test
-once). Usage: bench/mutants/run.py [NAME-SUBSTRING]"""
+survivors. Needs a configured build folder (./dev.sh test once) and a file that
+matches its committed text for each mutant. Each mutant holds the build lock
+(/tmp/velmora-build.lock) from the change to the restore, so a build beside it
+never sees a mutated tree. Usage: bench/mutants/run.py [NAME-SUBSTRING]"""
+import fcntl
 import os
+import re
 import subprocess
 import sys
 import time
@@ -20,22 +24,30 @@ def run(cmd, **kw):
                           stderr=subprocess.STDOUT, text=True, **kw)
 
 
+def targets(pattern):
+    """The test executables a ctest pattern names (tests are named after them)."""
+    return [re.sub(r"[$^]", "", t) for t in pattern.split("|")]
+
+
 def main():
     wanted = sys.argv[1] if len(sys.argv) > 1 else ""
-    if run(["git", "status", "--porcelain", "--untracked-files=no"]).stdout.strip():
-        sys.exit("the work tree has changes: commit or stash them first")
     env = dict(os.environ, QT_QPA_PLATFORM="offscreen")
     caught, survivors, started = 0, [], time.time()
     chosen = [m for m in MUTANTS if wanted in m["name"]]
     for m in chosen:
         path = os.path.join(TOP, m["file"])
+        lock = open("/tmp/velmora-build.lock", "w")
+        fcntl.flock(lock, fcntl.LOCK_EX)
         original = open(path, encoding="utf-8").read()
+        committed = run(["git", "show", "HEAD:" + m["file"]]).stdout
         if original.count(m["old"]) != 1:
             sys.exit(f"{m['name']}: the text to change is not found once in {m['file']}")
+        if original != committed:
+            print(f"note: {m['file']} has changes not committed yet", flush=True)
         try:
             with open(path, "w", encoding="utf-8") as f:
                 f.write(original.replace(m["old"], m["new"]))
-            built = run(["cmake", "--build", BUILD])
+            built = run(["cmake", "--build", BUILD, "--target"] + targets(m["tests"]))
             if built.returncode != 0:
                 verdict = "caught (does not build)"
             else:
@@ -45,12 +57,14 @@ def main():
         finally:
             with open(path, "w", encoding="utf-8") as f:
                 f.write(original)
+            # Nobody beside us may run a mutated binary once the lock is gone.
+            run(["cmake", "--build", BUILD, "--target"] + targets(m["tests"]))
+            lock.close()
         print(f"{verdict:24} {m['name']}", flush=True)
         if verdict == "SURVIVED":
             survivors.append(m["name"])
         else:
             caught += 1
-    run(["cmake", "--build", BUILD])
     print(f"\n{caught}/{len(chosen)} caught in {time.time() - started:.0f} s")
     for name in survivors:
         print(f"survived: {name}")

@@ -1,0 +1,4 @@
+"""Faults in large files, duplicates, cleanup, the uninstaller and the full analysis."""
+
+MUTANTS = [
+]

@@ -1,0 +1,4 @@
+"""Faults in the protection rules, the protection scanner and its counts."""
+
+MUTANTS = [
+]

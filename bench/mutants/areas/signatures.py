@@ -1,0 +1,4 @@
+"""Faults in the code-signature reader and verifier."""
+
+MUTANTS = [
+]
