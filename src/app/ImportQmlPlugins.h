@@ -6,3 +6,10 @@
 
 Q_IMPORT_QML_PLUGIN(VelmoraPlugin)
 Q_IMPORT_QML_PLUGIN(Velmora_CorePlugin)
+Q_IMPORT_QML_PLUGIN(Velmora_PlatformPlugin)
+Q_IMPORT_QML_PLUGIN(Velmora_LargeFilesPlugin)
+Q_IMPORT_QML_PLUGIN(Velmora_DuplicatesPlugin)
+Q_IMPORT_QML_PLUGIN(Velmora_CleanupPlugin)
+Q_IMPORT_QML_PLUGIN(Velmora_UninstallerPlugin)
+Q_IMPORT_QML_PLUGIN(Velmora_ProtectionPlugin)
+Q_IMPORT_QML_PLUGIN(Velmora_FullAnalysisPlugin)

@@ -103,8 +103,22 @@ bool ScannerBase::deferWhileRemoving(std::function<void()> scan)
     return true;
 }
 
-void ScannerBase::runDeferredScan()
+void ScannerBase::startNextRemoval()
 {
+    setRemoving(true);
+    std::function<void()> start = std::move(m_removals.front());
+    m_removals.pop_front();
+    start();
+}
+
+void ScannerBase::finishRemoval()
+{
+    if (!m_removals.empty()) {
+        startNextRemoval();
+        return;
+    }
+    setRemoving(false);
+    // A scan asked for meanwhile runs now, on the list the removals left.
     if (std::function<void()> scan = std::exchange(m_deferredScan, nullptr))
         scan();
 }

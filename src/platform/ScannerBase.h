@@ -14,6 +14,7 @@
 #include <QVariantList>
 #include <QtConcurrent/QtConcurrentRun>
 #include <QtQml/qqmlregistration.h>
+#include <deque>
 #include <functional>
 #include <optional>
 #include <type_traits>
@@ -153,28 +154,40 @@ protected:
     // Stops the walk running now, if any; its outcome is then never published.
     void stopWalk();
 
-    // Runs a removal (moves to the Trash, an uninstall) off the main thread, so
-    // the window stays responsive and its spinner turns; then onDone(outcome) on
-    // the main thread, or nothing when the scanner is gone by then. A scanner
-    // runs one removal at a time: isRemoving() is true until onDone has run.
+    // Runs a removal (moves to the Trash, an uninstall, a quarantine action) off
+    // the main thread, so the window stays responsive and its spinner turns;
+    // then onDone(outcome) on the main thread, or nothing when the scanner is
+    // gone by then. A scanner's removals run one after another in the order
+    // asked: `begin` runs on the main thread when it is this removal's turn, so
+    // it sees what the one before published, and returns the work. isRemoving()
+    // is true from the first removal asked until the last onDone has run.
+    template <typename T, typename Begin, typename OnDone>
+    void queueRemoval(Begin begin, OnDone onDone)
+    {
+        m_removals.push_back([this, begin = std::move(begin), onDone]() mutable {
+            QPointer<ScannerBase> guard(this);
+            [[maybe_unused]] QFuture<void> running =
+                QtConcurrent::run(WorkPool::removals(), [work = begin(), guard, onDone]() mutable {
+                    T out = work();
+                    QMetaObject::invokeMethod(
+                        QCoreApplication::instance(),
+                        [guard, onDone, out = std::move(out)]() mutable {
+                            if (!guard)
+                                return;
+                            onDone(std::move(out));
+                            guard->finishRemoval();
+                        },
+                        Qt::QueuedConnection);
+                });
+        });
+        if (!m_isRemoving)
+            startNextRemoval();
+    }
+
     template <typename T, typename Work, typename OnDone> void runRemoval(Work work, OnDone onDone)
     {
-        QPointer<ScannerBase> guard(this);
-        setRemoving(true);
-        [[maybe_unused]] QFuture<void> running = QtConcurrent::run(
-            WorkPool::removals(), [work = std::move(work), guard, onDone]() mutable {
-                T out = work();
-                QMetaObject::invokeMethod(
-                    QCoreApplication::instance(),
-                    [guard, onDone, out = std::move(out)]() mutable {
-                        if (!guard)
-                            return;
-                        onDone(std::move(out));
-                        guard->setRemoving(false);
-                        guard->runDeferredScan();
-                    },
-                    Qt::QueuedConnection);
-            });
+        queueRemoval<T>([work = std::move(work)]() mutable { return std::move(work); },
+                        std::move(onDone));
     }
 
     // The course every module's removal follows: nothing selected is the
@@ -220,13 +233,15 @@ protected:
 
 private:
     quint64 startGeneration();
-    void runDeferredScan();
+    void startNextRemoval();
+    void finishRemoval();
     void setRemoving(bool removing);
     void updateProgress();
     void finishProgress();
 
     ResultModel *m_results = nullptr;
     bool m_isRemoving = false;
+    std::deque<std::function<void()>> m_removals;
     std::function<void()> m_deferredScan;
 
     quint64 m_generation = 0;

@@ -77,9 +77,10 @@ QList<ResultRole<ProtectionQuarantineRecord>> recordRoles()
 } // namespace
 
 ProtectionQuarantineManager::ProtectionQuarantineManager(QObject *parent)
-    : QObject(parent),
+    : ScannerBase(QString(), parent),
       m_records({[](const ProtectionQuarantineRecord &r) { return r.size; }, {}, recordRoles()})
 {
+    setResults(&m_records);
     connect(&m_records, &ResultModel::modelReset, this,
             &ProtectionQuarantineManager::recordsChanged);
     // The folder is made and what a killed process left is finished off the
@@ -114,30 +115,6 @@ ProtectionQuarantineManager::Outcome ProtectionQuarantineManager::startUp()
     return out;
 }
 
-void ProtectionQuarantineManager::setErrorMessage(const QString &message)
-{
-    if (message == m_errorMessage)
-        return;
-    m_errorMessage = message;
-    Q_EMIT errorMessageChanged();
-}
-
-void ProtectionQuarantineManager::setStatusText(const QString &text)
-{
-    if (text == m_statusText)
-        return;
-    m_statusText = text;
-    Q_EMIT statusTextChanged();
-}
-
-void ProtectionQuarantineManager::setWorking(bool working)
-{
-    if (working == m_isWorking)
-        return;
-    m_isWorking = working;
-    Q_EMIT isWorkingChanged();
-}
-
 std::optional<ProtectionQuarantineRecord>
 ProtectionQuarantineManager::recordWithId(const QString &id) const
 {
@@ -147,13 +124,12 @@ ProtectionQuarantineManager::recordWithId(const QString &id) const
     return std::nullopt;
 }
 
-void ProtectionQuarantineManager::quarantine(const QList<SecurityFinding> &findings,
-                                             std::function<void()> done)
+void ProtectionQuarantineManager::quarantine(const QList<SecurityFinding> &findings, Done done)
 {
     if (findings.isEmpty()) {
         setErrorMessage(QStringLiteral("No hay elementos seleccionados."));
         if (done)
-            done();
+            done({});
         return;
     }
     run(
@@ -166,7 +142,7 @@ void ProtectionQuarantineManager::quarantine(const QList<SecurityFinding> &findi
 void ProtectionQuarantineManager::restore(const QString &recordId)
 {
     const std::optional<ProtectionQuarantineRecord> record = recordWithId(recordId);
-    if (m_isWorking || !record)
+    if (isRemoving() || !record)
         return;
     run(
         [record = *record](QList<ProtectionQuarantineRecord> records) {
@@ -178,7 +154,7 @@ void ProtectionQuarantineManager::restore(const QString &recordId)
 void ProtectionQuarantineManager::moveToTrash(const QString &recordId)
 {
     const std::optional<ProtectionQuarantineRecord> record = recordWithId(recordId);
-    if (m_isWorking || !record)
+    if (isRemoving() || !record)
         return;
     run(
         [record = *record](QList<ProtectionQuarantineRecord> records) {
@@ -187,48 +163,27 @@ void ProtectionQuarantineManager::moveToTrash(const QString &recordId)
         QString(), {});
 }
 
-void ProtectionQuarantineManager::run(Action action, const QString &startStatus,
-                                      std::function<void()> done)
+void ProtectionQuarantineManager::run(Action action, const QString &startStatus, Done done)
 {
-    // One action at a time: each starts from the records the one before left.
-    m_waiting.push_back({std::move(action), startStatus, std::move(done)});
-    if (!m_isWorking)
-        runNext();
-}
-
-void ProtectionQuarantineManager::runNext()
-{
-    if (m_waiting.empty())
-        return;
-    auto [action, startStatus, done] = std::move(m_waiting.front());
-    m_waiting.pop_front();
-    setWorking(true);
-    setErrorMessage(QString());
-    if (!startStatus.isNull())
-        setStatusText(startStatus);
-    QPointer<ProtectionQuarantineManager> guard(this);
-    [[maybe_unused]] QFuture<void> running = QtConcurrent::run(
-        WorkPool::removals(), [action = std::move(action), records = records(), guard, done]() {
-            Outcome out = action(records);
-            QMetaObject::invokeMethod(
-                QCoreApplication::instance(),
-                [guard, done, out = std::move(out)]() {
-                    if (!guard)
-                        return;
-                    guard->m_records.setItems(out.records);
-                    if (!out.statusText.isNull())
-                        guard->setStatusText(out.statusText);
-                    guard->setErrorMessage(out.errorMessage);
-                    guard->setWorking(false);
-                    if (!guard->m_isReady) {
-                        guard->m_isReady = true;
-                        Q_EMIT guard->isReadyChanged();
-                    }
-                    if (done)
-                        done();
-                    guard->runNext();
-                },
-                Qt::QueuedConnection);
+    queueRemoval<Outcome>(
+        // Each action starts from the records the one before left.
+        [this, action = std::move(action), startStatus] {
+            setErrorMessage(QString());
+            if (!startStatus.isNull())
+                setStatusText(startStatus);
+            return [action, records = records()] { return action(records); };
+        },
+        [this, done = std::move(done)](const Outcome &out) {
+            m_records.setItems(out.records);
+            if (!out.statusText.isNull())
+                setStatusText(out.statusText);
+            setErrorMessage(out.errorMessage);
+            if (!m_isReady) {
+                m_isReady = true;
+                Q_EMIT isReadyChanged();
+            }
+            if (done)
+                done(out.gone);
         });
 }
 
@@ -251,6 +206,10 @@ ProtectionQuarantineManager::quarantineAll(QList<ProtectionQuarantineRecord> rec
             out.errorMessage =
                 QStringLiteral("No se pudo mover ") + finding.name + QStringLiteral(": ") + error;
     }
+    // Moved, or gone already: either way no longer where the scan saw it.
+    for (const SecurityFinding &finding : findings)
+        if (!FileSystem::resourceValues(finding.id()))
+            out.gone.insert(finding.id());
     out.records = records;
     out.statusText = QStringLiteral("%1 elemento(s) en cuarentena.").arg(records.size());
     return out;
@@ -312,7 +271,7 @@ ProtectionQuarantineManager::Outcome
 ProtectionQuarantineManager::restoreOne(QList<ProtectionQuarantineRecord> records,
                                         const ProtectionQuarantineRecord &record)
 {
-    Outcome out{records, QString(), QString()};
+    Outcome out{records, QString(), QString(), {}};
     QString folderError;
     const std::optional<QuarantineFolder> folder = QuarantineFolder::open(false, &folderError);
     struct stat st;
@@ -370,7 +329,7 @@ ProtectionQuarantineManager::Outcome
 ProtectionQuarantineManager::trashOne(QList<ProtectionQuarantineRecord> records,
                                       const ProtectionQuarantineRecord &record)
 {
-    Outcome out{records, QString(), QString()};
+    Outcome out{records, QString(), QString(), {}};
     const std::optional<QuarantineFolder> folder = QuarantineFolder::open(false, nullptr);
     struct stat st;
     if (folder && fstatat(folder->fd(), QuarantineFolder::itemName(record).constData(), &st,

@@ -231,14 +231,13 @@ void ProtectionScanner::setQuarantine(ProtectionQuarantineManager *manager)
 bool ProtectionScanner::canSelect(const SecurityFinding &finding) const
 {
     return finding.level != ThreatLevel::safe && finding.level != ThreatLevel::protected_ &&
-           !m_trustStore->isTrusted(finding.id()) &&
-           ProtectionQuarantineManager::canQuarantine(finding);
+           !m_trustStore->isTrusted(finding.id()) && m_quarantinable.contains(finding.id());
 }
 
 void ProtectionScanner::selectRecommendedFindings()
 {
-    m_findings.setSelection(
-        ProtectionSelection::recommended(findings(), m_trustStore->trustedIDList()));
+    m_findings.setSelection(ProtectionSelection::recommended(
+        findings(), m_trustStore->trustedIDList(), m_quarantinable));
 }
 
 void ProtectionScanner::toggleTrust(const QString &id)
@@ -258,18 +257,11 @@ void ProtectionScanner::quarantineSelected()
     const QList<SecurityFinding> chosen = selectedFindings();
     if (chosen.isEmpty() || !m_quarantine)
         return;
-    QSet<QString> ids;
-    for (const SecurityFinding &f : chosen)
-        ids.insert(f.id());
     QPointer<ProtectionScanner> guard(this);
-    m_quarantine->quarantine(chosen, [guard, ids] {
+    m_quarantine->quarantine(chosen, [guard](const QSet<QString> &gone) {
         if (!guard)
             return;
         // Moved items left their place; those that failed or were skipped stay.
-        QSet<QString> gone;
-        for (const QString &id : ids)
-            if (!FileSystem::resourceValues(id))
-                gone.insert(id);
         guard->m_findings.clearSelection();
         guard->m_findings.remove(gone);
     });
@@ -346,15 +338,35 @@ void ProtectionScanner::start(const QList<ScanRoot> &roots, const QString &statu
     setErrorMessage(QString());
     setScanning(true);
     setStatusText(status);
-    runWalk<QList<SecurityFinding>>(
-        [roots, signatureOf = m_signatureOf] { return analyzeRoots(roots, signatureOf); },
-        [this, custom](QList<SecurityFinding> found) {
-            m_findings.setItems(Findings::sortedUnique(found));
+    struct Scan
+    {
+        QList<SecurityFinding> findings;
+        QSet<QString> quarantinable;
+    };
+    runWalk<Scan>(
+        [roots, signatureOf = m_signatureOf]() -> WalkOutcome<Scan> {
+            WalkOutcome<QList<SecurityFinding>> found = analyzeRoots(roots, signatureOf);
+            if (!found.value)
+                return WalkOutcome<Scan>::failure(found.error);
+            // Whether an item can go into quarantine asks the disk: here, once
+            // per scan, and never while a row is drawn or the selection changes.
+            Scan scan{Findings::sortedUnique(*found.value), {}};
+            for (const SecurityFinding &f : scan.findings)
+                if (ProtectionQuarantineManager::canQuarantine(f))
+                    scan.quarantinable.insert(f.id());
+            return WalkOutcome<Scan>::success(std::move(scan));
+        },
+        [this, custom](Scan scan) {
+            m_quarantinable = std::move(scan.quarantinable);
+            m_findings.setItems(scan.findings);
             setStatusText(custom ? QStringLiteral("Se analizaron %1 elementos.").arg(findingCount())
                                  : QStringLiteral("Análisis completo: %1 elementos revisados.")
                                        .arg(findingCount()));
-            if (errorMessage().isEmpty())
+            if (errorMessage().isEmpty()) {
+                // Whoever hears of the finished scan finds the selection made.
+                selectRecommendedFindings();
                 countCompletedScan();
+            }
             setScanning(false);
         },
         [this](const QString &error) {
@@ -386,12 +398,13 @@ ProtectionScanner::analyzeRoots(const QList<ScanRoot> &roots,
 
 namespace ProtectionSelection {
 
-QStringList recommended(const QList<SecurityFinding> &findings, const QStringList &trusted)
+QStringList recommended(const QList<SecurityFinding> &findings, const QStringList &trusted,
+                        const QSet<QString> &quarantinable)
 {
     QStringList ids;
     for (const SecurityFinding &f : findings)
         if ((f.level == ThreatLevel::dangerous || f.level == ThreatLevel::suspicious) &&
-            !trusted.contains(f.id()) && ProtectionQuarantineManager::canQuarantine(f))
+            !trusted.contains(f.id()) && quarantinable.contains(f.id()))
             ids.append(f.id());
     return ids;
 }

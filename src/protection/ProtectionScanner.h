@@ -60,10 +60,11 @@ public:
     ProtectionQuarantineManager *quarantine() const { return m_quarantine; }
     void setQuarantine(ProtectionQuarantineManager *manager);
 
-    // Not trusted, neither safe nor protected, and offered for quarantine.
+    // Not trusted, neither safe nor protected, and offered for quarantine (as
+    // the scan found it: this never asks the disk).
     bool canSelect(const SecurityFinding &finding) const;
     // The dangerous and suspicious findings that can be selected, replacing
-    // the selection.
+    // the selection: what every scan ends with, and "Seleccionar recomendados".
     Q_INVOKABLE void selectRecommendedFindings();
     // Trusts a finding (which leaves the selection) or stops trusting it.
     Q_INVOKABLE void toggleTrust(const QString &id);
@@ -93,6 +94,8 @@ private:
     void start(const QList<ScanRoot> &roots, const QString &status, bool custom);
 
     ResultList<SecurityFinding> m_findings;
+    // The findings whose items can go into quarantine, as the last scan found.
+    QSet<QString> m_quarantinable;
     QString m_scannedURL;
     QString m_applicationsURL;
     QString m_userHomeURL;
@@ -103,11 +106,12 @@ private:
     QPointer<ProtectionQuarantineManager> m_quarantine;
 };
 
-// What may be offered for quarantine, and what the screen selects after a scan.
+// What may be offered for quarantine, and what a scan selects when it ends.
 namespace ProtectionSelection {
 
 // Dangerous and suspicious findings that are not trusted and can be quarantined.
-QStringList recommended(const QList<SecurityFinding> &findings, const QStringList &trusted);
+QStringList recommended(const QList<SecurityFinding> &findings, const QStringList &trusted,
+                        const QSet<QString> &quarantinable);
 // The trust list as stored.
 QStringList trustedIDs();
 
