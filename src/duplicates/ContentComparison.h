@@ -27,4 +27,10 @@ inline constexpr int kMaxOpenFiles = 1024;
 // order of their first member. Files that cannot be opened or read are left out.
 std::vector<IdenticalFiles> identicalContent(const QList<QString> &paths);
 
+// Tests stop or hold a comparison at an exact read: the hook runs after each
+// chunk is read and counted, on the thread that read it, with the file and the
+// chunk's offset. None by default.
+using ReadHook = void (*)(const QString &path, qint64 offset);
+void setReadHook(ReadHook hook);
+
 } // namespace ContentComparison

@@ -3,43 +3,91 @@
 #include "DuplicateScanner.h"
 #include "TestEnvironment.h"
 #include "TreeBuilder.h"
+#include "WalkControl.h"
+#include "WorkQueue.h"
 
+#include <QAbstractItemModelTester>
 #include <QFile>
 #include <QtTest>
+#include <unistd.h>
 
 namespace {
 
 constexpr qint64 MiB = 1024 * 1024;
 
-void scanAndWait(DuplicateScanner &scanner, const QString &folder, int minimumMB = 10)
+// A private home with a scanner whose list is watched by the model tester.
+struct Home
 {
-    const int before = scanner.completedScanCount();
-    scanner.scan(folder, minimumMB);
-    QTRY_VERIFY_WITH_TIMEOUT(!scanner.isScanning(), 30000);
-    QVERIFY(scanner.completedScanCount() == before + 1 || !scanner.errorMessage().isEmpty());
-}
+    TestEnvironment env;
+    TreeBuilder tree{env.home()};
+    DuplicateScanner scanner;
+    QAbstractItemModelTester tester{scanner.filesModel()};
 
-QStringList namesOf(const DuplicateGroup &group)
-{
-    QStringList out;
-    for (const DuplicateFileItem &f : group.files)
-        out << f.name;
-    return out;
-}
-
-// A file of `bytes` with content from a seed; `patchAt` >= 0 changes one byte there.
-QString makeFile(TreeBuilder &tree, const QString &rel, qint64 bytes, quint32 seed,
-                 qint64 patchAt = -1)
-{
-    const QString path = tree.patternFile(rel, bytes, seed);
-    if (patchAt >= 0) {
+    // A file of `bytes` with content from a seed; `patchAt` >= 0 changes one byte there.
+    QString file(const QString &rel, qint64 bytes, quint32 seed, qint64 patchAt = -1)
+    {
+        const QString path = tree.patternFile(rel, bytes, seed);
         QFile f(path);
-        f.open(QIODevice::ReadWrite);
-        f.seek(patchAt);
-        f.write("!");
+        if (patchAt >= 0 && f.open(QIODevice::ReadWrite) && f.seek(patchAt))
+            f.write("!");
+        return path;
     }
-    return path;
-}
+    bool scan(const QString &folder, int minimumMB = 10)
+    {
+        const int before = scanner.completedScanCount();
+        scanner.scan(folder, minimumMB);
+        return QTest::qWaitFor([&] { return !scanner.isScanning(); }, 30000) &&
+               scanner.completedScanCount() == before + 1;
+    }
+    bool trash(const QSet<QString> &ids)
+    {
+        scanner.clearError();
+        scanner.setSelectedFileIDs(ids);
+        scanner.moveSelectedToTrash();
+        return QTest::qWaitFor([&] { return !scanner.isRemoving(); }, 10000);
+    }
+    QStringList groupNames(int group) const
+    {
+        QStringList out;
+        for (const DuplicateFileItem &f : scanner.groups().value(group).files)
+            out << f.name;
+        return out;
+    }
+};
+
+// Stops a comparison at an exact read, as the stop button would: the n-th read
+// at `offset`, of any file. The state stopped is the test's, or else that of
+// the thread that read.
+struct StopAt
+{
+    static inline qint64 offset = -1;
+    static inline int nth = 0;
+    static inline WalkControl::Handle state;
+    static inline std::atomic<int> reads{0};
+
+    static void hook(const QString &, qint64 at)
+    {
+        if (at != offset || ++reads != nth)
+            return;
+        if (const WalkControl::Handle s = state ? state : WalkControl::current()) {
+            s->keepPartial.store(true);
+            s->stop.store(true);
+        }
+    }
+    // Until the returned guard goes.
+    static auto install(qint64 atOffset, int atRead, WalkControl::Handle of = {})
+    {
+        offset = atOffset;
+        nth = atRead;
+        state = std::move(of);
+        reads = 0;
+        ContentComparison::setReadHook(&hook);
+        return qScopeGuard([] {
+            ContentComparison::setReadHook(nullptr);
+            state.reset();
+        });
+    }
+};
 
 } // namespace
 
@@ -48,127 +96,116 @@ class TestDuplicateScanner : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void thresholdRule();
+    void thresholdAndFilesNeverGrouped();
     void fileHashIsTheWholeFile();
     void groupsByFullContent();
-    void neverGroupsHiddenLinkedOrBundledFiles();
     void keeperOrderAndRecommendedCopies();
     void groupOrderAndRefusalWhileScanning();
     void moveRebuildsGroupsAndNeverTrashesTheKeeper();
     void uniqueSizesAreNeverOpened();
     void sideBySideComparisonMatchesFullDigests();
-    void identicalContentGroupsWhateverItsBlocks();
-    void stopPublishesOnlyProvenGroups();
+    void stoppedComparisonKeepsProvenSetsAndCountsEveryRead();
+    void stoppedScanPublishesOnlyProvenGroups();
 };
 
-void TestDuplicateScanner::thresholdRule()
+void TestDuplicateScanner::thresholdAndFilesNeverGrouped()
 {
     for (qint64 mb : {1, 5, 0, -3, 10})
         QCOMPARE(DuplicateScanner::thresholdBytes(mb), qint64(10485760));
     QCOMPARE(DuplicateScanner::thresholdBytes(11), qint64(11534336));
 
-    TestEnvironment env;
-    TreeBuilder tree(env.home());
-    makeFile(tree, "a/exact.bin", 10 * MiB, 1);
-    makeFile(tree, "b/exact.bin", 10 * MiB, 1);
-    makeFile(tree, "a/small.bin", 10 * MiB - 4096, 2);
-    makeFile(tree, "b/small.bin", 10 * MiB - 4096, 2);
-    DuplicateScanner scanner;
-    scanAndWait(scanner, env.home(), 3); // 3 scans with 10
-    QCOMPARE(scanner.groups().size(), 1);
-    QCOMPARE(namesOf(scanner.groups().first()), QStringList({"exact.bin", "exact.bin"}));
-    QCOMPARE(scanner.statusText(), QStringLiteral("Se encontraron 1 archivos duplicados."));
+    Home h;
+    // All zeros: blocks on disk decide the threshold, content the groups, so a
+    // file that ends in a hole is identical to one that does not.
+    h.tree.allocatedFile("a/exact.bin", 10 * MiB);
+    h.tree.allocatedFile("c/exact.bin", 10 * MiB);
+    h.tree.allocatedFile("a/small.bin", 10 * MiB - 4096);
+    h.tree.allocatedFile("b/small.bin", 10 * MiB - 4096);
+    h.tree.allocatedFile("dense/zeros.bin", 11 * MiB);
+    QVERIFY(
+        QFile::resize(h.tree.allocatedFile("holey/zeros.bin", 10 * MiB + 512 * 1024), 11 * MiB));
+    // Never hidden files, package contents, links or other names of one file.
+    h.tree.allocatedFile(".hidden.bin", 10 * MiB);
+    h.tree.allocatedFile("Tool.app/Contents/blob.bin", 10 * MiB);
+    h.tree.symlink("link.bin", h.tree.path("a/exact.bin"));
+    h.tree.folder("d");
+    QVERIFY(::link(QFile::encodeName(h.tree.path("c/exact.bin")).constData(),
+                   QFile::encodeName(h.tree.path("d/exact.bin")).constData()) == 0);
+    QVERIFY(h.scan(h.env.home(), 3)); // 3 scans with 10
+    QCOMPARE(h.scanner.groups().size(), 2);
+    QCOMPARE(h.groupNames(0), QStringList({"zeros.bin", "zeros.bin"}));
+    QCOMPARE(h.groupNames(1), QStringList({"exact.bin", "exact.bin"}));
+    QCOMPARE(h.scanner.duplicateFilesCount(), 2);
+
+    QVERIFY(h.scan(h.tree.path("a")));
+    QVERIFY(h.scanner.groups().isEmpty());
+    QCOMPARE(h.scanner.filesModel()->rowCount(), 0);
 }
 
 void TestDuplicateScanner::fileHashIsTheWholeFile()
 {
-    TestEnvironment env;
-    TreeBuilder tree(env.home());
-    QCOMPARE(*ContentDigest::fileHash(tree.file("empty")),
+    Home h;
+    QCOMPARE(*ContentDigest::fileHash(h.tree.file("empty")),
              QStringLiteral("e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855"));
-    QCOMPARE(*ContentDigest::fileHash(tree.file("abc", "abc")),
+    QCOMPARE(*ContentDigest::fileHash(h.tree.file("abc", "abc")),
              QStringLiteral("ba7816bf8f01cfea414140de5dae2223b00361a396177a9cb410ff61f20015ad"));
     // Two files equal in their first and last megabytes but not in the middle.
-    const QString a = makeFile(tree, "a", 3 * MiB, 9);
-    const QString b = makeFile(tree, "b", 3 * MiB, 9, 3 * MiB / 2);
-    QVERIFY(*ContentDigest::fileHash(a) != *ContentDigest::fileHash(b));
-    QVERIFY(!ContentDigest::fileHash(tree.path("missing")));
+    QVERIFY(*ContentDigest::fileHash(h.file("a", 3 * MiB, 9)) !=
+            *ContentDigest::fileHash(h.file("b", 3 * MiB, 9, 3 * MiB / 2)));
+    QVERIFY(!ContentDigest::fileHash(h.tree.path("missing")));
 }
 
 void TestDuplicateScanner::groupsByFullContent()
 {
-    TestEnvironment env;
-    TreeBuilder tree(env.home());
-    makeFile(tree, "x/one.bin", 11 * MiB, 5);
-    makeFile(tree, "y/one.bin", 11 * MiB, 5);
-    makeFile(tree, "z/one.bin", 11 * MiB, 5);
-    makeFile(tree, "w/other.bin", 11 * MiB, 6);                  // same size, other content
-    makeFile(tree, "v/middle.bin", 11 * MiB, 5, 5 * MiB);        // differs only in the middle
-    makeFile(tree, "u/lastbyte.bin", 11 * MiB, 5, 11 * MiB - 1); // only in its last byte
-    makeFile(tree, "p/pair-a.bin", 12 * MiB, 7);
-    makeFile(tree, "q/pair-b.bin", 12 * MiB, 8); // same size, no group
-    DuplicateScanner scanner;
-    scanAndWait(scanner, env.home());
-    QCOMPARE(scanner.groups().size(), 1);
-    const DuplicateGroup group = scanner.groups().first();
-    QCOMPARE(group.hash, *ContentDigest::fileHash(tree.path("x/one.bin")));
-    QCOMPARE(group.hash.size(), 64);
+    Home h;
+    for (const char *d : {"x", "y", "z"})
+        h.file(QString::fromLatin1(d) + "/one.bin", 11 * MiB, 5);
+    h.file("w/other.bin", 11 * MiB, 6);                  // same size, other content
+    h.file("v/middle.bin", 11 * MiB, 5, 5 * MiB);        // differs only in the middle
+    h.file("u/lastbyte.bin", 11 * MiB, 5, 11 * MiB - 1); // only in its last byte
+    h.file("p/pair-a.bin", 12 * MiB, 7);
+    h.file("q/pair-b.bin", 12 * MiB, 8); // same size, no group
+    QVERIFY(h.scan(h.env.home()));
+    QCOMPARE(h.scanner.groups().size(), 1);
+    const DuplicateGroup group = h.scanner.groups().first();
+    QCOMPARE(group.hash, *ContentDigest::fileHash(h.tree.path("x/one.bin")));
     QStringList folders;
     for (const DuplicateFileItem &f : group.files)
         folders << f.path;
-    QCOMPARE(folders, QStringList({tree.path("x"), tree.path("y"), tree.path("z")}));
-    QCOMPARE(scanner.duplicateFilesCount(), 2);
-}
-
-void TestDuplicateScanner::neverGroupsHiddenLinkedOrBundledFiles()
-{
-    TestEnvironment env;
-    TreeBuilder tree(env.home());
-    const QString real = makeFile(tree, "real.bin", 10 * MiB, 3);
-    makeFile(tree, ".hidden.bin", 10 * MiB, 3);
-    makeFile(tree, "Tool.app/Contents/blob.bin", 10 * MiB, 3);
-    tree.symlink("link.bin", real);
-    DuplicateScanner scanner;
-    scanAndWait(scanner, env.home());
-    QVERIFY(scanner.groups().isEmpty());
-    QCOMPARE(scanner.statusText(), QStringLiteral("No se encontraron duplicados."));
-    QCOMPARE(scanner.completedScanCount(), 1);
+    QCOMPARE(folders, QStringList({h.tree.path("x"), h.tree.path("y"), h.tree.path("z")}));
 }
 
 void TestDuplicateScanner::keeperOrderAndRecommendedCopies()
 {
-    TestEnvironment env;
-    TreeBuilder tree(env.home());
-    makeFile(tree, "a/2021.bin", 10 * MiB, 4);
-    makeFile(tree, "b/2020.bin", 10 * MiB, 4);
-    makeFile(tree, "c/nodate.bin", 10 * MiB, 4);
-    tree.setModificationTime("a/2021.bin", QDateTime(QDate(2021, 5, 1), QTime(0, 0), Qt::UTC));
-    tree.setModificationTime("b/2020.bin", QDateTime(QDate(2020, 5, 1), QTime(0, 0), Qt::UTC));
-    DuplicateScanner scanner;
-    scanAndWait(scanner, env.home());
-    QCOMPARE(scanner.groups().size(), 1);
-    const DuplicateFileItem keeper = *DuplicateOrder::keeper(scanner.groups().first());
+    Home h;
+    for (const char *name : {"a/2021.bin", "b/2020.bin", "c/nodate.bin"})
+        h.tree.allocatedFile(name, 10 * MiB);
+    h.tree.setModificationTime("a/2021.bin", QDateTime(QDate(2021, 5, 1), QTime(0, 0), Qt::UTC));
+    h.tree.setModificationTime("b/2020.bin", QDateTime(QDate(2020, 5, 1), QTime(0, 0), Qt::UTC));
+    QVERIFY(h.scan(h.env.home()));
+    QCOMPARE(h.scanner.groups().size(), 1);
+    const DuplicateFileItem keeper = *DuplicateOrder::keeper(h.scanner.groups().first());
     QCOMPARE(keeper.name, QStringLiteral("2020.bin"));
-    QVERIFY(scanner.isKeeper(keeper));
-    scanner.selectRecommendedCopies();
-    QCOMPARE(scanner.selectedFileIDs().size(), 2);
-    QVERIFY(!scanner.selectedFileIDs().contains(keeper.id()));
-    QCOMPARE(scanner.statusText(), QStringLiteral("2 copia(s) seleccionadas automáticamente."));
-    scanner.toggleSelection(keeper);
-    QVERIFY(!scanner.selectedFileIDs().contains(keeper.id()));
-    QCOMPARE(scanner.statusText(),
+    QVERIFY(h.scanner.isKeeper(keeper));
+    h.scanner.clearSelection();
+    h.scanner.selectRecommendedCopies();
+    QCOMPARE(h.scanner.selectedFileIDs(),
+             QSet<QString>({h.tree.path("a/2021.bin"), h.tree.path("c/nodate.bin")}));
+    QCOMPARE(h.scanner.statusText(), QStringLiteral("2 copia(s) seleccionadas automáticamente."));
+    h.scanner.toggleSelection(keeper);
+    QVERIFY(!h.scanner.selectedFileIDs().contains(keeper.id()));
+    QCOMPARE(h.scanner.statusText(),
              QStringLiteral("El archivo marcado como CONSERVAR está protegido."));
 
-    // Undated files go last; equal dates fall to the name, then to the folder.
-    DuplicateFileItem undated{"/x/a", "a", "/x", 1, std::nullopt, {}};
-    DuplicateFileItem dated{"/y/z", "z", "/y", 1, 1000, {}};
-    QVERIFY(DuplicateOrder::keeperBefore(dated, undated));
-    DuplicateFileItem first{"/b/a.bin", "a.bin", "/b", 1, 5, {}},
-        second{"/a/b.bin", "b.bin", "/a", 1, 5, {}};
-    QVERIFY(DuplicateOrder::keeperBefore(first, second));
-    DuplicateFileItem inA{"/a/same", "same", "/a", 1, 5, {}},
+    // Oldest first, undated last; equal dates fall to the name, then to the folder.
+    const DuplicateFileItem undated{"/x/a", "a", "/x", 1, std::nullopt, {}},
+        dated{"/y/z", "z", "/y", 1, 1000, {}}, first{"/b/a.bin", "a.bin", "/b", 1, 5, {}},
+        second{"/a/b.bin", "b.bin", "/a", 1, 5, {}}, inA{"/a/same", "same", "/a", 1, 5, {}},
         inB{"/b/same", "same", "/b", 1, 5, {}};
-    QVERIFY(DuplicateOrder::keeperBefore(inA, inB));
+    for (const auto &[before, after] : {std::pair{dated, undated}, {first, second}, {inA, inB}}) {
+        QVERIFY2(DuplicateOrder::keeperBefore(before, after), qPrintable(before.url));
+        QVERIFY2(!DuplicateOrder::keeperBefore(after, before), qPrintable(after.url));
+    }
     // Canonically equivalent names are equal: é precomposed and decomposed.
     QCOMPARE(
         DuplicateOrder::compareCanonical(QStringLiteral("caf\u00e9"), QStringLiteral("cafe\u0301")),
@@ -177,111 +214,95 @@ void TestDuplicateScanner::keeperOrderAndRecommendedCopies()
 
 void TestDuplicateScanner::groupOrderAndRefusalWhileScanning()
 {
-    TestEnvironment env;
-    TreeBuilder tree(env.home());
+    Home h;
     for (const char *d : {"a", "b", "c"})
-        makeFile(tree, QString::fromLatin1(d) + "/twenty.bin", 20 * MiB, 11);
+        h.tree.allocatedFile(QString::fromLatin1(d) + "/twenty.bin", 20 * MiB);
     for (const char *d : {"a", "b"})
-        makeFile(tree, QString::fromLatin1(d) + "/fifty.bin", 50 * MiB, 12);
-    DuplicateScanner scanner;
-    scanner.scan(env.home(), 10);
-    const QString working = scanner.statusText();
-    QCOMPARE(working.startsWith(QStringLiteral("Buscando archivos duplicados en ")), true);
-    QVERIFY(working.endsWith(QStringLiteral("…")));
-    scanner.scan(tree.path("a"), 10);
-    QCOMPARE(scanner.statusText(), QStringLiteral("Ya hay un análisis de duplicados en proceso."));
-    QCOMPARE(scanner.selectedFolder(), env.home());
-    QTRY_VERIFY_WITH_TIMEOUT(!scanner.isScanning(), 30000);
-    QCOMPARE(scanner.groups().size(), 2);
-    QCOMPARE(scanner.groups().first().files.first().name,
-             QStringLiteral("fifty.bin")); // 50 MB > 40 MB
-    QCOMPARE(scanner.recoverableSize(), 90 * MiB);
-    QCOMPARE(scanner.completedScanCount(), 1);
+        h.tree.allocatedFile(QString::fromLatin1(d) + "/fifty.bin", 50 * MiB);
+    h.scanner.scan(h.env.home(), 10);
+    QVERIFY(h.scanner.statusText().startsWith(QStringLiteral("Buscando archivos duplicados en ")));
+    h.scanner.scan(h.tree.path("a"), 10);
+    QCOMPARE(h.scanner.statusText(),
+             QStringLiteral("Ya hay un análisis de duplicados en proceso."));
+    QCOMPARE(h.scanner.selectedFolder(), h.env.home());
+    QTRY_VERIFY_WITH_TIMEOUT(!h.scanner.isScanning(), 30000);
+    QCOMPARE(h.scanner.groups().size(), 2);
+    QCOMPARE(h.groupNames(0).first(), QStringLiteral("fifty.bin")); // 50 MB > 40 MB
+    QCOMPARE(h.scanner.recoverableSize(), 90 * MiB);
+    QCOMPARE(h.scanner.completedScanCount(), 1);
 
-    scanAndWait(scanner, tree.path("missing"));
-    QCOMPARE(scanner.errorMessage(),
+    h.scanner.scan(h.tree.path("missing"), 10);
+    QTRY_VERIFY(!h.scanner.isScanning());
+    QCOMPARE(h.scanner.errorMessage(),
              QStringLiteral("No fue posible abrir la carpeta seleccionada."));
-    QCOMPARE(scanner.statusText(), QStringLiteral("No fue posible completar el análisis."));
-    QCOMPARE(scanner.completedScanCount(), 1);
-    QVERIFY(scanner.groups().isEmpty());
+    QCOMPARE(h.scanner.statusText(), QStringLiteral("No fue posible completar el análisis."));
+    QCOMPARE(h.scanner.completedScanCount(), 1);
+    QVERIFY(h.scanner.groups().isEmpty());
 }
 
 void TestDuplicateScanner::moveRebuildsGroupsAndNeverTrashesTheKeeper()
 {
-    TestEnvironment env;
-    TreeBuilder tree(env.home());
-    for (const char *d : {"a", "b", "c"})
-        makeFile(tree, QString::fromLatin1(d) + "/three.bin", 10 * MiB, 21);
-    for (const char *d : {"a", "b", "c"})
-        makeFile(tree, QString::fromLatin1(d) + "/other.bin", 11 * MiB, 22);
-    tree.setModificationTime("a/three.bin", QDateTime::fromSecsSinceEpoch(1000000000));
-    tree.setModificationTime("a/other.bin", QDateTime::fromSecsSinceEpoch(1000000000));
-    DuplicateScanner scanner;
-    scanAndWait(scanner, env.home());
-    QCOMPARE(scanner.groups().size(), 2);
+    Home h;
+    for (const char *d : {"a", "b", "c"}) {
+        h.tree.allocatedFile(QString::fromLatin1(d) + "/three.bin", 10 * MiB);
+        h.tree.allocatedFile(QString::fromLatin1(d) + "/other.bin", 11 * MiB);
+    }
+    h.tree.setModificationTime("a/three.bin", QDateTime::fromSecsSinceEpoch(1000000000));
+    h.tree.setModificationTime("a/other.bin", QDateTime::fromSecsSinceEpoch(1000000000));
+    QVERIFY(h.scan(h.env.home()));
+    QCOMPARE(h.scanner.groups().size(), 2);
 
     // A keeper planted in the selection is dropped, never trashed.
-    scanner.setSelectedFileIDs({tree.path("a/three.bin")});
-    scanner.moveSelectedToTrash();
-    QTRY_VERIFY_WITH_TIMEOUT(!scanner.isRemoving(), 10000);
-    QCOMPARE(scanner.errorMessage(), QStringLiteral("Selecciona al menos un archivo duplicado."));
-    QVERIFY(scanner.selectedFileIDs().isEmpty());
-    QVERIFY(QFile::exists(tree.path("a/three.bin")));
+    QVERIFY(h.trash({h.tree.path("a/three.bin")}));
+    QCOMPARE(h.scanner.errorMessage(), QStringLiteral("Selecciona al menos un archivo duplicado."));
+    QVERIFY(h.scanner.selectedFileIDs().isEmpty());
 
-    scanner.clearError();
-    scanner.setSelectedFileIDs({tree.path("a/three.bin"), tree.path("b/three.bin"),
-                                tree.path("c/three.bin"), tree.path("b/other.bin")});
-    QFile::remove(tree.path("c/three.bin")); // gone: it cannot be moved
-    scanner.moveSelectedToTrash();
-    QTRY_VERIFY_WITH_TIMEOUT(!scanner.isRemoving(), 10000);
-    QCOMPARE(scanner.errorMessage(), QStringLiteral("No fue posible mover: three.bin. Cambiaron "
-                                                    "desde el análisis y no se tocaron: "
-                                                    "three.bin."));
-    QVERIFY(QFile::exists(tree.path("a/three.bin")));
-    QVERIFY(QFile::exists(env.trashFiles() + "/three.bin"));
-    // Group "three" keeps a and c (two files); group "other" keeps a and c too.
-    QCOMPARE(scanner.groups().size(), 2);
-    QCOMPARE(scanner.selectedFileIDs(), QSet<QString>({tree.path("c/three.bin")}));
+    QFile::remove(h.tree.path("c/three.bin")); // gone: it cannot be moved
+    QVERIFY(h.trash({h.tree.path("a/three.bin"), h.tree.path("b/three.bin"),
+                     h.tree.path("c/three.bin"), h.tree.path("b/other.bin")}));
+    QCOMPARE(h.scanner.errorMessage(), QStringLiteral("No fue posible mover: three.bin. Cambiaron "
+                                                      "desde el análisis y no se tocaron: "
+                                                      "three.bin."));
+    QVERIFY(QFile::exists(h.tree.path("a/three.bin")));
+    QVERIFY(QFile::exists(h.env.trashFiles() + "/three.bin"));
+    // Both groups keep a and c.
+    QCOMPARE(h.groupNames(0), QStringList({"other.bin", "other.bin"}));
+    QCOMPARE(h.groupNames(1), QStringList({"three.bin", "three.bin"}));
+    QCOMPARE(h.scanner.selectedFileIDs(), QSet<QString>({h.tree.path("c/three.bin")}));
 
-    scanner.clearError();
-    scanner.setSelectedFileIDs({tree.path("c/other.bin")});
-    scanner.moveSelectedToTrash();
-    QTRY_VERIFY_WITH_TIMEOUT(!scanner.isRemoving(), 10000);
-    QCOMPARE(scanner.statusText(), QStringLiteral("1 duplicado(s) enviados a la Papelera."));
-    QCOMPARE(scanner.groups().size(), 1); // one file left: the group is gone
+    QVERIFY(h.trash({h.tree.path("c/other.bin")}));
+    QCOMPARE(h.scanner.statusText(), QStringLiteral("1 duplicado(s) enviados a la Papelera."));
+    QCOMPARE(h.scanner.groups().size(), 1); // one file left: the group is gone
+    QCOMPARE(h.scanner.filesModel()->rowCount(), 2);
 }
 
 void TestDuplicateScanner::uniqueSizesAreNeverOpened()
 {
-    TestEnvironment env;
-    TreeBuilder tree(env.home());
+    Home h;
     for (int i = 0; i < 20; ++i)
-        tree.allocatedFile(QStringLiteral("small/s%1.bin").arg(i), 1 * MiB); // below the threshold
+        h.tree.allocatedFile(QStringLiteral("small/s%1.bin").arg(i),
+                             1 * MiB); // below the threshold
     for (int i = 0; i < 5; ++i)
-        tree.allocatedFile(QStringLiteral("unique/u%1.bin").arg(i), (10 + i) * MiB + 4096 * i);
-    makeFile(tree, "pair/a.bin", 16 * MiB, 30);
-    makeFile(tree, "pair/b.bin", 16 * MiB, 31, -1);
+        h.tree.allocatedFile(QStringLiteral("unique/u%1.bin").arg(i), (10 + i) * MiB + 4096 * i);
+    h.file("pair/a.bin", 16 * MiB, 30);
+    h.file("pair/b.bin", 16 * MiB, 31);
     const qint64 before = ContentDigest::filesOpened();
-    DuplicateScanner scanner;
-    scanAndWait(scanner, env.home());
+    QVERIFY(h.scan(h.env.home()));
     // Only the two same-size files are opened, once for their ends; they differ
     // there, so neither is read in full.
     QCOMPARE(ContentDigest::filesOpened() - before, qint64(2));
-    QVERIFY(scanner.groups().isEmpty());
+    QVERIFY(h.scanner.groups().isEmpty());
 }
 
 void TestDuplicateScanner::sideBySideComparisonMatchesFullDigests()
 {
-    TestEnvironment env;
-    TreeBuilder tree(env.home());
+    Home h;
     const qint64 size = 3 * ContentDigest::kChunkBytes + 123; // a last, partial chunk
-    QList<QString> paths{makeFile(tree, "0", size, 40),
-                         makeFile(tree, "1", size, 40, size / 2),
-                         makeFile(tree, "2", size, 40),
-                         makeFile(tree, "3", size, 41),
-                         makeFile(tree, "4", size, 40, size / 2),
-                         makeFile(tree, "5", size, 40),
-                         tree.path("missing")};
+    QList<QString> paths;
+    for (const auto &[seed, patch] :
+         {std::pair{40, false}, {40, true}, {40, false}, {41, false}, {40, true}, {40, false}})
+        paths << h.file(QString::number(paths.size()), size, quint32(seed), patch ? size / 2 : -1);
+    paths << h.tree.path("missing");
     const auto classes = ContentComparison::identicalContent(paths);
     QCOMPARE(classes.size(), size_t(2));
     QCOMPARE(classes[0].members, std::vector<int>({0, 2, 5}));
@@ -293,16 +314,10 @@ void TestDuplicateScanner::sideBySideComparisonMatchesFullDigests()
     // apart, all alike at both ends: the same answer, proven side by side.
     QList<QString> many;
     const qint64 manySize = 300 * 1024;
-    // Past what stays open, even where the process may open more.
     const int alike = ContentComparison::kMaxOpenFiles + 40;
-    for (int i = 0; i <= alike; ++i) {
-        // Forty distinct middles, each on a tenth or so of the files, one file alone.
-        const QString name = QStringLiteral("m%1").arg(i);
-        if (i == alike)
-            many << makeFile(tree, name, manySize, 60, manySize / 2 + 1);
-        else
-            many << makeFile(tree, name, manySize, 60, manySize / 3 + (i % 40) * 4099);
-    }
+    for (int i = 0; i <= alike; ++i) // forty distinct middles, one file alone
+        many << h.file(QStringLiteral("m%1").arg(i), manySize, 60,
+                       i == alike ? manySize / 2 + 1 : manySize / 3 + (i % 40) * 4099);
     const auto sideBySide = ContentComparison::identicalContent(many);
     QCOMPARE(sideBySide.size(), size_t(40));
     for (const auto &same : sideBySide) {
@@ -313,57 +328,64 @@ void TestDuplicateScanner::sideBySideComparisonMatchesFullDigests()
     }
 }
 
-void TestDuplicateScanner::identicalContentGroupsWhateverItsBlocks()
+void TestDuplicateScanner::stoppedComparisonKeepsProvenSetsAndCountsEveryRead()
 {
-    TestEnvironment env;
-    TreeBuilder tree(env.home());
-    // Both read as 11 MiB of zeros; one occupies all of it, the other ends in a hole.
-    tree.allocatedFile("dense/zeros.bin", 11 * MiB);
-    const QString holey = tree.allocatedFile("holey/zeros.bin", 10 * MiB + 512 * 1024);
-    QFile f(holey);
-    QVERIFY(f.open(QIODevice::ReadWrite) && f.resize(11 * MiB));
-    f.close();
-    DuplicateScanner scanner;
-    scanAndWait(scanner, env.home());
-    QCOMPARE(scanner.groups().size(), 1);
-    QCOMPARE(scanner.groups().first().files.size(), 2);
+    // Three small files are proven at their end, long before sixteen larger ones
+    // reach theirs; the stop comes with the third read at the larger ones' end,
+    // while the others of that read are handed out to the pool's threads.
+    Home h;
+    QList<QString> paths;
+    for (int i = 0; i < 3; ++i)
+        paths << h.file(QStringLiteral("small%1").arg(i), 256 * 1024, 1);
+    for (int i = 0; i < 16; ++i)
+        paths << h.file(QStringLiteral("large%1").arg(i), 1 * MiB, 2);
+    const WalkControl::Handle state = WalkControl::make();
+    const auto hook = StopAt::install(1 * MiB, 3, state);
+    std::vector<ContentComparison::IdenticalFiles> classes;
+    {
+        const WalkControl::Scope scope(state);
+        classes = ContentComparison::identicalContent(paths);
+    }
+    // Only what was proven: the small ones, whole, with their digest.
+    QCOMPARE(classes.size(), size_t(1));
+    QCOMPARE(classes[0].members, std::vector<int>({0, 1, 2}));
+    QCOMPARE(classes[0].digest, *ContentDigest::fileHash(paths[0]));
+    // Every byte read is counted, whichever thread read it...
+    QCOMPARE(state->bytes.load(), 3 * 256 * 1024 + 16 * MiB);
+    // ...and no thread reads on once the stop is seen: besides the three, at
+    // most one read already under way on each other thread.
+    QVERIFY2(StopAt::reads.load() <= 3 + WorkPool::threadCount() - 1,
+             qPrintable(QString::number(StopAt::reads.load())));
 }
 
-void TestDuplicateScanner::stopPublishesOnlyProvenGroups()
+void TestDuplicateScanner::stoppedScanPublishesOnlyProvenGroups()
 {
-    TestEnvironment env;
-    TreeBuilder tree(env.home());
-    // Twelve sets of three identical files, and for each a same-size stranger
-    // that differs only near its end, so that sets are still open when stopped.
-    for (int set = 0; set < 12; ++set)
-        for (int copy = 0; copy < 4; ++copy)
-            makeFile(tree, QStringLiteral("s%1/c%2.bin").arg(set).arg(copy), 12 * MiB + set,
-                     quint32(set), copy == 3 ? 12 * MiB - 9 : -1);
+    // Three identical files of one size and eight of another; the stop comes
+    // with the third read at the eight's end, as if the user pressed it then.
+    Home h;
+    for (int i = 0; i < 3; ++i)
+        h.tree.allocatedFile(QStringLiteral("three/c%1.bin").arg(i), 10 * MiB);
+    for (int i = 0; i < 8; ++i)
+        h.tree.allocatedFile(QStringLiteral("eight/c%1.bin").arg(i), 11 * MiB);
     DuplicateScanner full;
-    scanAndWait(full, env.home());
-    QCOMPARE(full.groupCount(), 12);
+    full.scan(h.env.home(), 10);
+    QTRY_COMPARE_WITH_TIMEOUT(full.completedScanCount(), 1, 30000);
+    QCOMPARE(full.groupCount(), 2);
 
-    for (int attempt = 0; attempt < 3; ++attempt) {
-        DuplicateScanner scanner;
-        QSignalSpy count(&scanner, &ScannerBase::completedScanCountChanged);
-        scanner.scan(env.home(), 10);
-        QTest::qWait(attempt * 15);
-        const bool stoppedInTime = scanner.isScanning();
-        QVERIFY(attempt > 0 || stoppedInTime);
-        scanner.stopScan();
-        QTRY_VERIFY_WITH_TIMEOUT(count.count() == 1, 30000);
-        if (stoppedInTime)
-            QCOMPARE(
-                scanner.statusText(),
-                QStringLiteral("Análisis detenido: %1 duplicado(s) confirmados hasta el momento.")
-                    .arg(scanner.duplicateFilesCount()));
-        // Whatever was published is a whole, proven group of the full result.
-        for (const DuplicateGroup &group : scanner.groups()) {
-            QVERIFY(full.groups().contains(group));
-            for (const DuplicateFileItem &file : group.files)
-                QCOMPARE(ContentDigest::fileHash(file.url), std::optional<QString>(group.hash));
-        }
+    const auto hook = StopAt::install(11 * MiB, 3);
+    QVERIFY(h.scan(h.env.home()));
+    // Whatever was published is a whole, proven group of the full result; the
+    // eight were not proven.
+    QVERIFY(h.scanner.groupCount() <= 1);
+    for (const DuplicateGroup &group : h.scanner.groups()) {
+        QVERIFY(full.groups().contains(group));
+        QCOMPARE(group.files.size(), 3);
     }
+    QCOMPARE(h.scanner.statusText(),
+             QStringLiteral("Análisis detenido: %1 copia(s) seleccionadas de los duplicados "
+                            "confirmados hasta el momento.")
+                 .arg(h.scanner.duplicateFilesCount()));
+    QCOMPARE(h.scanner.selectedCount(), h.scanner.duplicateFilesCount());
 }
 
 QTEST_GUILESS_MAIN(TestDuplicateScanner)

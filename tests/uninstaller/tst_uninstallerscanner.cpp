@@ -216,6 +216,7 @@ void TestUninstallerScanner::sizesOnDiskAndOrder()
     home.allocatedFile("Library/Caches/com.example.big/b/c", 1 * MiB);
 
     UninstallerScanner scanner;
+    QAbstractItemModelTester tester(scanner.applicationsModel());
     waitForScan(scanner, 1);
     const QList<InstalledApplication> &apps = scanner.applications();
     QCOMPARE(names(apps), QStringList({"Big", "Tie A", "Tie C", "Tie B"}));
@@ -231,7 +232,6 @@ void TestUninstallerScanner::sizesOnDiskAndOrder()
                  root.path("Applications/Big.app/Contents/Resources/link.bin")),
              qint64(0));
 
-    QAbstractItemModelTester tester(scanner.applicationsModel());
     QCOMPARE(scanner.applicationsModel()->rowCount(), 4);
 
     // Many equal totals across both roots keep the order of discovery (enough of
@@ -258,6 +258,7 @@ void TestUninstallerScanner::startsByItselfAndReportsAnEmptyInventory()
     TestEnvironment env;
     TreeBuilder(env.root()).folder("Applications");
     UninstallerScanner scanner;
+    QAbstractItemModelTester tester(scanner.applicationsModel());
     QCOMPARE(scanner.statusText(), QStringLiteral("Preparando análisis de aplicaciones…"));
     QVERIFY(!scanner.isScanning());
     QSignalSpy status(&scanner, &ScannerBase::statusTextChanged);
@@ -291,6 +292,7 @@ void TestUninstallerScanner::uninstallMovesBundleBeforeLeftovers()
     library.file("Preferences/com.example.keep.plist", "x");
 
     UninstallerScanner scanner;
+    QAbstractItemModelTester tester(scanner.applicationsModel());
     waitForScan(scanner, 1);
     scanner.uninstallSelected();
     QTRY_VERIFY_WITH_TIMEOUT(!scanner.isRemoving(), 10000);
@@ -364,6 +366,7 @@ void TestUninstallerScanner::unreadablePlacesCountAsEmpty()
     QFile::setPermissions(home.path("Applications"), {});
 
     UninstallerScanner scanner;
+    QAbstractItemModelTester tester(scanner.applicationsModel());
     waitForScan(scanner, 1);
     for (const char *folder : {"Library/Caches", "Applications"})
         QFile::setPermissions(home.path(folder), open);
@@ -387,6 +390,27 @@ void TestUninstallerScanner::searchMatching()
     QVERIFY(!M::matches("Quill", "com.quillapp.Quill", "quill "));
     QVERIFY(M::matches("Ñandú Éditor", QString(), "ñANDÚ é"));
     QVERIFY(!M::matches("Quill", QString(), "com."));
+
+    // Over the scanner's own list, as the screen filters it.
+    TestEnvironment env;
+    TreeBuilder root(env.root());
+    root.bundle("Applications/Lumen Notes.app", info("com.lumenlabs.notes", "1"), false);
+    root.bundle("Applications/Quill.app", info("com.quillapp.quill", "1"), false);
+    UninstallerScanner scanner;
+    ApplicationFilterModel filter;
+    filter.setSourceModel(scanner.applicationsModel());
+    QAbstractItemModelTester tester(&filter);
+    waitForScan(scanner, 1);
+    QCOMPARE(filter.rowCount(), 2);
+    filter.setSearchText(QStringLiteral("LUMENLABS"));
+    QCOMPARE(filter.rowCount(), 1);
+    QCOMPARE(filter.index(0, 0).data(scanner.applicationsModel()->role("name")).toString(),
+             QStringLiteral("Lumen Notes"));
+    scanner.scanApplications();
+    waitForScan(scanner, 2);
+    QCOMPARE(filter.rowCount(), 1);
+    filter.setSearchText(QString());
+    QCOMPARE(filter.rowCount(), 2);
 }
 
 QTEST_GUILESS_MAIN(TestUninstallerScanner)
