@@ -5,9 +5,18 @@
 #include <QTimer>
 #include <QWindow>
 
+VelmoraWindowDelegate::VelmoraWindowDelegate(QObject *parent, Schedule schedule)
+    : QObject(parent), m_schedule(std::move(schedule))
+{
+    if (!m_schedule)
+        m_schedule = [](int delayMs, QObject *context, std::function<void()> work) {
+            QTimer::singleShot(delayMs, context, std::move(work));
+        };
+}
+
 void VelmoraWindowDelegate::applicationDidFinishLaunching()
 {
-    QTimer::singleShot(kDelayMs, this, &VelmoraWindowDelegate::placeFirstWindow);
+    m_schedule(kDelayMs, this, &VelmoraWindowDelegate::placeFirstWindow);
 }
 
 void VelmoraWindowDelegate::placeFirstWindow()

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QObject>
+#include <functional>
 
 // Places the main window once launching has finished: 0.35 s later the first
 // window gets its content size of 1120 × 730, its minimum of 980 × 680, is centred
@@ -10,7 +11,10 @@ class VelmoraWindowDelegate : public QObject
     Q_OBJECT
 
 public:
-    using QObject::QObject;
+    // Runs `work` after `delayMs` unless `context` is gone by then; tests hand
+    // in their own, to run the placing when they choose.
+    using Schedule = std::function<void(int delayMs, QObject *context, std::function<void()> work)>;
+    explicit VelmoraWindowDelegate(QObject *parent = nullptr, Schedule schedule = {});
 
     static constexpr int kDelayMs = 350;
     static constexpr int kWidth = 1120;
@@ -21,4 +25,7 @@ public:
     void applicationDidFinishLaunching();
     // The delayed work itself.
     static void placeFirstWindow();
+
+private:
+    Schedule m_schedule;
 };

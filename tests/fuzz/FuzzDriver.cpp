@@ -1,22 +1,12 @@
 #include "FuzzInputs.h"
-#include "PropertyList.h"
 
 #include <QByteArray>
-#include <QDateTime>
-#include <QFile>
-#include <QTemporaryDir>
-#include <QVariantList>
-#include <QVariantMap>
-#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <fcntl.h>
-#include <iterator>
-#include <random>
 #include <sys/resource.h>
 #include <unistd.h>
 #include <vector>
@@ -52,20 +42,8 @@ extern "C" const char *__asan_default_options()
 
 namespace {
 
-using FuzzInputs::below;
-using FuzzInputs::deepXml;
-using FuzzInputs::hostileInputs;
-using FuzzInputs::kMaxInput;
-using FuzzInputs::mutate;
-using FuzzInputs::Random;
-using FuzzInputs::randomBinary;
-using FuzzInputs::randomChainBinary;
-using FuzzInputs::seeds;
-
 constexpr std::uint64_t kDefaultSeed = 20240601;
 constexpr unsigned kSecondsPerInput = 20;
-
-// ---- Keeping the input that crashed --------------------------------------------
 
 // The input under test, for the signal handler: a crash leaves it in
 // "fuzz_propertylist-crash.bin" in the working folder, to replay by hand.
@@ -75,23 +53,13 @@ std::size_t g_inputSize = 0;
 void saveCrashInput(int signal)
 {
     const int fd = open("fuzz_propertylist-crash.bin", O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    if (fd >= 0) {
-        std::size_t written = 0;
-        while (written < g_inputSize) {
-            const ssize_t n = write(fd, g_input + written, g_inputSize - written);
-            if (n <= 0)
-                break;
-            written += std::size_t(n);
-        }
-        close(fd);
+    for (std::size_t done = 0; fd >= 0 && done < g_inputSize;) {
+        const ssize_t n = write(fd, g_input + done, g_inputSize - done);
+        done = n > 0 ? done + std::size_t(n) : g_inputSize;
     }
-    static const char crashed[] = "fuzz_propertylist: crashed; input saved to "
-                                  "fuzz_propertylist-crash.bin\n";
-    static const char slow[] = "fuzz_propertylist: one input ran too long; saved to "
-                               "fuzz_propertylist-crash.bin\n";
-    const char *message = signal == SIGALRM ? slow : crashed;
-    const std::size_t length = signal == SIGALRM ? sizeof slow - 1 : sizeof crashed - 1;
-    [[maybe_unused]] const ssize_t ignored = write(STDERR_FILENO, message, length);
+    static const char message[] = "fuzz_propertylist: crashed or ran too long (SIGALRM); the "
+                                  "input is in fuzz_propertylist-crash.bin\n";
+    [[maybe_unused]] const ssize_t ignored = write(STDERR_FILENO, message, sizeof message - 1);
     std::signal(signal, SIG_DFL);
     std::raise(signal);
 }
@@ -123,7 +91,7 @@ int main(int argc, char **argv)
         std::fprintf(stderr, "usage: %s [SECONDS [SEED]]\n", argv[0]);
         return 2;
     }
-    const std::vector<QByteArray> seedInputs = seeds();
+    const std::vector<QByteArray> seedInputs = FuzzInputs::seeds();
     if (seedInputs.size() < 4) {
         std::fprintf(stderr, "fuzz_propertylist: could not write the seed lists\n");
         return 1;
@@ -137,10 +105,9 @@ int main(int argc, char **argv)
     setrlimit(RLIMIT_AS, &cap);
 #endif
 
-    Random random(seed);
+    FuzzInputs::Random random(seed);
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
     std::uint64_t tried = 0;
-    QByteArray previous;
     const auto run = [&](const QByteArray &input) {
         g_input = input.constData();
         g_inputSize = std::size_t(input.size());
@@ -152,26 +119,12 @@ int main(int argc, char **argv)
         alarm(0);
         ++tried;
     };
-    for (const QByteArray &input : hostileInputs(random))
+    for (const QByteArray &input : FuzzInputs::hostileInputs(random))
         run(input);
     for (const QByteArray &input : seedInputs)
         run(input);
-    while (std::chrono::steady_clock::now() < deadline) {
-        QByteArray input;
-        const std::uint64_t pick = below(random, 12);
-        if (pick == 0) {
-            input = randomBinary(random);
-        } else if (pick == 1) {
-            input = randomChainBinary(random);
-        } else if (pick == 2) {
-            input = deepXml(random);
-        } else {
-            // Half the time keep working on the last input, so mutations pile up.
-            input = pick < 7 && !previous.isEmpty() ? previous
-                                                    : seedInputs[below(random, seedInputs.size())];
-            for (int n = 1 + int(below(random, 4)); n > 0; --n)
-                mutate(input, random, seedInputs);
-        }
+    for (QByteArray previous; std::chrono::steady_clock::now() < deadline;) {
+        const QByteArray input = FuzzInputs::next(random, seedInputs, previous);
         run(input);
         previous = input.size() <= 64 * 1024 ? input : QByteArray();
     }

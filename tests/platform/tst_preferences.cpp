@@ -2,7 +2,6 @@
 #include "TestEnvironment.h"
 #include "TreeBuilder.h"
 
-#include <QFile>
 #include <QSettings>
 #include <QtTest>
 #include <cerrno>
@@ -20,48 +19,45 @@ QString storePath(const TestEnvironment &env)
     return env.base() + QStringLiteral("/config/Velmora/Velmora.conf");
 }
 
-// Runs `body` in a child process that an alarm ends after `seconds`, so a
+// Runs `body` in a child process that an alarm ends after ten seconds, so a
 // preference call that blocks fails the test instead of hanging it. Gives the
 // child's exit status, or minus the signal that ended it.
-int inChild(const std::function<int()> &body, unsigned seconds = 10)
+int inChild(const std::function<int()> &body)
 {
     std::fflush(nullptr); // nothing buffered may be written twice
     const pid_t pid = fork();
-    if (pid < 0)
-        return -1000;
     if (pid == 0) {
-        alarm(seconds);
+        alarm(10);
         _exit(body());
     }
     int status = 0;
-    while (waitpid(pid, &status, 0) < 0 && errno == EINTR) {
+    while (pid > 0 && waitpid(pid, &status, 0) < 0 && errno == EINTR) {
     }
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+    return pid < 0 ? -1000 : WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
 }
 
-// Every read gives its default and every write is dropped: 0, or the number of the
-// first check that failed.
-int everythingIsDefault()
+// Writes the three kinds of value and reads them back: 0 when each read gives
+// what `stored` says (the value written, or else the default), else the number
+// of the first read that did not.
+int writeAndRead(bool stored)
 {
-    const QString key = QStringLiteral("velmora_cleanup_mode");
-    if (Preferences::contains(key))
+    const QString mode = QStringLiteral("velmora_cleanup_mode"), auto_ = QStringLiteral("auto");
+    if (Preferences::contains(mode) || !Preferences::string(mode).isEmpty() ||
+        Preferences::boolean(auto_) ||
+        !Preferences::stringList(QStringLiteral("trusted")).isEmpty())
         return 1;
-    if (!Preferences::string(key).isEmpty())
-        return 2;
-    if (Preferences::boolean(key))
-        return 3;
-    if (!Preferences::stringList(key).isEmpty())
-        return 4;
-    Preferences::setString(key, QStringLiteral("Agresivo"));
-    Preferences::setBoolean(QStringLiteral("velmora_cleanup_auto_select"), true);
+    Preferences::setString(mode, QStringLiteral("Agresivo"));
+    Preferences::setBoolean(auto_, true);
     Preferences::setStringList(QStringLiteral("trusted"),
                                {QStringLiteral("a"), QStringLiteral("b")});
-    if (Preferences::contains(key) || !Preferences::string(key).isEmpty())
+    if (Preferences::contains(mode) != stored)
+        return 2;
+    if (Preferences::string(mode) != (stored ? QStringLiteral("Agresivo") : QString()))
+        return 3;
+    if (Preferences::boolean(auto_) != stored)
+        return 4;
+    if (Preferences::stringList(QStringLiteral("trusted")).size() != (stored ? 2 : 0))
         return 5;
-    if (Preferences::boolean(QStringLiteral("velmora_cleanup_auto_select")))
-        return 6;
-    if (!Preferences::stringList(QStringLiteral("trusted")).isEmpty())
-        return 7;
     return 0;
 }
 
@@ -79,95 +75,69 @@ class TestPreferences : public QObject
 
 private Q_SLOTS:
     void storedWhereQSettingsKeepsThem();
-    void namedPipeInPlaceOfTheStore();
-    void namedPipeInPlaceOfTheLock();
-    void linkToARegularFile();
+    void oddEntriesInPlaceOfTheStore_data();
+    void oddEntriesInPlaceOfTheStore();
 };
 
 void TestPreferences::storedWhereQSettingsKeepsThem()
 {
     TestEnvironment env;
-    QVERIFY(!Preferences::contains(QStringLiteral("velmora_cleanup_mode")));
-    Preferences::setString(QStringLiteral("velmora_cleanup_mode"), QStringLiteral("Agresivo"));
-    Preferences::setBoolean(QStringLiteral("velmora_cleanup_auto_select"), false);
-    Preferences::setStringList(QStringLiteral("trusted"),
-                               {QStringLiteral("a"), QStringLiteral("b")});
-    QCOMPARE(Preferences::string(QStringLiteral("velmora_cleanup_mode")),
-             QStringLiteral("Agresivo"));
-    QVERIFY(Preferences::contains(QStringLiteral("velmora_cleanup_auto_select")));
-    QVERIFY(!Preferences::boolean(QStringLiteral("velmora_cleanup_auto_select")));
-    QCOMPARE(Preferences::stringList(QStringLiteral("trusted")),
-             QStringList({QStringLiteral("a"), QStringLiteral("b")}));
-
+    QCOMPARE(writeAndRead(true), 0);
     // The same file QSettings("Velmora", "Velmora") uses, so earlier preferences
     // are still found. QSettings settles that location on its first use in a
     // process, which is this one: no test before this touches it.
-    QVERIFY(QFile::exists(storePath(env)));
     QSettings byName(QStringLiteral("Velmora"), QStringLiteral("Velmora"));
     QCOMPARE(byName.fileName(), storePath(env));
-    QCOMPARE(byName.value(QStringLiteral("velmora_cleanup_mode")).toString(),
-             QStringLiteral("Agresivo"));
     QSettings byPath(storePath(env), QSettings::IniFormat);
     QCOMPARE(byPath.value(QStringLiteral("velmora_cleanup_mode")).toString(),
              QStringLiteral("Agresivo"));
-
     // A new private home starts with no preferences.
     TestEnvironment other;
     QVERIFY(!Preferences::contains(QStringLiteral("velmora_cleanup_mode")));
 }
 
-void TestPreferences::namedPipeInPlaceOfTheStore()
+void TestPreferences::oddEntriesInPlaceOfTheStore_data()
 {
+    // QSettings would block for ever opening a named pipe nobody writes to, and
+    // QLockFile reads a lock file it finds in place. Every read then gives its
+    // default and every write is dropped; a link to a regular file is followed.
+    QTest::addColumn<QString>("pipe"); // where a named pipe is made, if anywhere
+    QTest::addColumn<QString>("link"); // the store as a link to this, if given
+    QTest::addColumn<bool>("stored");
+    QTest::newRow("pipe") << "config/Velmora/Velmora.conf" << QString() << false;
+    QTest::newRow("link to a pipe") << "pipe"
+                                    << "pipe" << false;
+    QTest::newRow("pipe as the lock") << "config/Velmora/Velmora.conf.lock" << QString() << false;
+    QTest::newRow("link to a file") << QString() << "elsewhere/Velmora.conf" << true;
+}
+
+void TestPreferences::oddEntriesInPlaceOfTheStore()
+{
+    QFETCH(QString, pipe);
+    QFETCH(QString, link);
+    QFETCH(bool, stored);
     TestEnvironment env;
     TreeBuilder tree(env.base());
     tree.folder(QStringLiteral("config/Velmora"));
-    QCOMPARE(mkfifo(QFile::encodeName(storePath(env)).constData(), 0644), 0);
-
-    // QSettings would block for ever opening a pipe nobody writes to.
-    const int result = inChild(everythingIsDefault);
+    if (!pipe.isEmpty())
+        QCOMPARE(mkfifo(QFile::encodeName(tree.path(pipe)).constData(), 0644), 0);
+    if (!link.isEmpty()) {
+        if (pipe.isEmpty())
+            tree.file(link);
+        tree.symlink(QStringLiteral("config/Velmora/Velmora.conf"), tree.path(link));
+    }
+    const int result = inChild([stored] { return writeAndRead(stored); });
     QVERIFY2(result != -SIGALRM, "a preference call blocked on the named pipe");
     QCOMPARE(result, 0);
-    QVERIFY2(isFifo(storePath(env)), "the pipe was replaced");
-
-    // A link to the pipe is no better.
-    QVERIFY(QFile::remove(storePath(env)));
-    QCOMPARE(mkfifo(QFile::encodeName(tree.path(QStringLiteral("pipe"))).constData(), 0644), 0);
-    tree.symlink(QStringLiteral("config/Velmora/Velmora.conf"), tree.path(QStringLiteral("pipe")));
-    QCOMPARE(inChild(everythingIsDefault), 0);
-}
-
-void TestPreferences::namedPipeInPlaceOfTheLock()
-{
-    TestEnvironment env;
-    TreeBuilder tree(env.base());
-    tree.folder(QStringLiteral("config/Velmora"));
-    const QString lock = storePath(env) + QStringLiteral(".lock");
-    QCOMPARE(mkfifo(QFile::encodeName(lock).constData(), 0644), 0);
-
-    // Writing takes the lock, and QLockFile reads a lock file it finds in place.
-    const int result = inChild(everythingIsDefault);
-    QVERIFY2(result != -SIGALRM, "a preference call blocked on the named pipe");
-    QCOMPARE(result, 0);
-    QVERIFY(!QFile::exists(storePath(env)));
-    QVERIFY(isFifo(lock));
-}
-
-void TestPreferences::linkToARegularFile()
-{
-    TestEnvironment env;
-    TreeBuilder tree(env.base());
-
-    // A link to a regular file is followed: written through and read back.
-    tree.file(QStringLiteral("elsewhere/Velmora.conf"));
-    tree.symlink(QStringLiteral("config/Velmora/Velmora.conf"),
-                 tree.path(QStringLiteral("elsewhere/Velmora.conf")));
-    QCOMPARE(inChild([] {
-                 Preferences::setString(QStringLiteral("k"), QStringLiteral("v"));
-                 return Preferences::string(QStringLiteral("k")) == QLatin1String("v") ? 0 : 1;
-             }),
-             0);
-    QSettings target(tree.path(QStringLiteral("elsewhere/Velmora.conf")), QSettings::IniFormat);
-    QCOMPARE(target.value(QStringLiteral("k")).toString(), QStringLiteral("v"));
+    if (!pipe.isEmpty())
+        QVERIFY2(isFifo(tree.path(pipe)), "the pipe was replaced");
+    if (pipe.endsWith(QLatin1String(".lock")))
+        QVERIFY(!QFile::exists(storePath(env)));
+    if (stored)
+        QCOMPARE(QSettings(tree.path(link), QSettings::IniFormat)
+                     .value(QStringLiteral("velmora_cleanup_mode"))
+                     .toString(),
+                 QStringLiteral("Agresivo"));
 }
 
 QTEST_GUILESS_MAIN(TestPreferences)

@@ -1,11 +1,9 @@
+#include "CountingFilterModel.h"
 #include "ResultList.h"
-#include "WorkQueue.h"
 
 #include <QAbstractItemModelTester>
 #include <QSignalSpy>
-#include <QtConcurrent/QtConcurrentRun>
 #include <QtTest>
-#include <atomic>
 
 namespace {
 
@@ -55,7 +53,7 @@ class TestResultList : public QObject
 private Q_SLOTS:
     void selectionFollowsItemsAndRules();
     void everyChangedRowIsAnnounced();
-    void parallelForRunsEachIndexOnceWithinThePool();
+    void countingFilterFollowsTheRows();
 };
 
 void TestResultList::selectionFollowsItemsAndRules()
@@ -108,6 +106,7 @@ void TestResultList::everyChangedRowIsAnnounced()
     for (int changedCount : {1, 255, 256, 257, 2000}) {
         QObject owner;
         ResultList<Entry> *list = makeList(&owner);
+        QAbstractItemModelTester tester(list);
         QList<Entry> items;
         for (int i = 0; i < 3000; ++i)
             items.append({QStringLiteral("/g%1").arg(i), QString(), 1, false});
@@ -138,33 +137,45 @@ void TestResultList::everyChangedRowIsAnnounced()
     }
 }
 
-void TestResultList::parallelForRunsEachIndexOnceWithinThePool()
+void TestResultList::countingFilterFollowsTheRows()
 {
-    // However many callers share the pool, no more threads than the pool has
-    // ever work at once, and every index runs exactly once.
-    constexpr int kCount = 5000;
-    std::vector<std::atomic<int>> runs(kCount);
-    std::atomic<int> active = 0, peak = 0;
-    auto body = [&](qsizetype i) {
-        const int now = ++active;
-        int seen = peak.load();
-        while (now > seen && !peak.compare_exchange_weak(seen, now)) {
+    // Shows the rows not selected yet, as a "still to review" list would.
+    struct Unselected : CountingFilterModel
+    {
+        bool hideLocked = false;
+        bool filterAcceptsRow(int row, const QModelIndex &parent) const override
+        {
+            const QModelIndex index = sourceModel()->index(row, 0, parent);
+            const auto &model = *static_cast<const ResultList<Entry> *>(sourceModel());
+            return !model.data(index, model.role("selected")).toBool() &&
+                   !(hideLocked && model.items().at(row).locked);
         }
-        ++runs[size_t(i)];
-        QThread::usleep(50);
-        --active;
+        void hide(bool locked)
+        {
+            hideLocked = locked;
+            refilter();
+        }
     };
-    QList<QFuture<void>> callers;
-    for (int c = 0; c < 5; ++c)
-        callers.append(QtConcurrent::run(WorkPool::pool(), [&] { parallelFor(kCount, body); }));
-    for (QFuture<void> &f : callers)
-        f.waitForFinished();
-    for (const std::atomic<int> &r : runs)
-        QCOMPARE(r.load(), 5);
-    QVERIFY2(peak.load() <= WorkPool::threadCount(),
-             qPrintable(QStringLiteral("%1 threads worked at once in a pool of %2")
-                            .arg(peak.load())
-                            .arg(WorkPool::threadCount())));
+    QObject owner;
+    ResultList<Entry> *list = makeList(&owner);
+    Unselected filter;
+    filter.setSourceModel(list);
+    filter.setFilterRole(list->role("selected")); // rows are filtered again when it changes
+    QAbstractItemModelTester listTester(list), filterTester(&filter);
+    QSignalSpy counted(&filter, &CountingFilterModel::countChanged);
+    list->setItems(entries(10));
+    QCOMPARE(filter.count(), 10);
+    list->toggle("/f1"); // a row leaves the filter
+    list->toggle("/f2");
+    QCOMPARE(filter.count(), 8);
+    list->toggle("/f1"); // and comes back
+    QCOMPARE(filter.count(), 9);
+    filter.hide(true);
+    QCOMPARE(filter.count(), 8);
+    list->remove({"/f0", "/f5"});
+    QCOMPARE(filter.count(), 6);
+    QCOMPARE(counted.count(), 6);
+    QCOMPARE(filter.rowCount(), filter.count());
 }
 
 QTEST_GUILESS_MAIN(TestResultList)

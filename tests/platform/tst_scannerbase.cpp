@@ -5,6 +5,7 @@
 #include "TreeBuilder.h"
 #include "WalkControl.h"
 
+#include <QDeadlineTimer>
 #include <QElapsedTimer>
 #include <QThread>
 #include <QtTest>
@@ -12,44 +13,51 @@
 
 namespace {
 
+// Spins until `done` holds; false after ten seconds. For worker threads, which
+// have no event loop to wait on.
+template <typename Condition> bool spinUntil(Condition done)
+{
+    for (QDeadlineTimer deadline(10000); !done(); QThread::usleep(100))
+        if (deadline.hasExpired())
+            return false;
+    return true;
+}
+
+// Holds a walk or a removal until the test opens it.
+struct Gate
+{
+    std::atomic<bool> reached{false}, open{false}, sawStop{false};
+};
+
 // The smallest scanner: its walk returns the numbers up to n, or fails for n < 0.
 class CountingScanner : public ScannerBase
 {
 public:
     CountingScanner() : ScannerBase(QStringLiteral("idle")) {}
+    using ScannerBase::deferWhileRemoving;
 
     QList<int> published;
-    int skips = 2; // entries the walk could not read
+    QStringList events; // scans and removals, in the order they ended
+    int skips = 2;      // entries the walk could not read
     bool publishedOnMainThread = false;
-    std::atomic<bool> *walkStarted = nullptr;
-    std::atomic<bool> *release = nullptr;
-    std::atomic<bool> *sawStop = nullptr; // the walk was asked to stop while it waited
-    bool *answered = nullptr;             // outlives the scanner
+    std::shared_ptr<Gate> gate; // the next walk waits at it
+    bool *answered = nullptr;   // outlives the scanner
 
     void scan(int n)
     {
         setErrorMessage(QString());
         setScanning(true);
         setStatusText(QStringLiteral("working"));
-        std::atomic<bool> *started = walkStarted;
-        std::atomic<bool> *gate = release;
-        std::atomic<bool> *stopped = sawStop;
         runWalk<QList<int>>(
-            [n, started, gate, stopped, skips = skips] {
-                if (started)
-                    *started = true;
-                // While it waits it examines one entry a millisecond; a stop
-                // ends the wait with what was done so far.
-                int examined = 0;
-                while (gate && !*gate) {
-                    if (WalkControl::stopRequested()) {
-                        if (stopped)
-                            *stopped = true;
-                        break;
-                    }
+            [n, gate = gate, skips = skips] {
+                // While held it examines one entry at a time; a stop ends the
+                // wait with what was done so far: the first number.
+                bool stopped = false;
+                for (; gate && !gate->open && !stopped; QThread::msleep(1)) {
+                    gate->reached = true;
+                    stopped = WalkControl::stopRequested();
+                    gate->sawStop = stopped;
                     WalkControl::countEntries();
-                    ++examined;
-                    QThread::msleep(1);
                 }
                 if (n < 0)
                     return WalkOutcome<QList<int>>::failure(QStringLiteral("cannot open"));
@@ -60,7 +68,7 @@ public:
                         i % 2 ? WalkControl::SkipReason::linkLoop
                               : WalkControl::SkipReason::vanished);
                 QList<int> out;
-                for (int i = 1; i <= n && (!gate || *gate || i <= 1); ++i)
+                for (int i = 1; i <= (stopped ? 1 : n); ++i)
                     out << i;
                 return WalkOutcome<QList<int>>::success(out);
             },
@@ -69,15 +77,23 @@ public:
                     *answered = true;
                 publishedOnMainThread = QThread::currentThread() == thread();
                 published = value;
+                events << QStringLiteral("scan %1").arg(value.size());
                 setStatusText(wasStopped() ? QStringLiteral("stopped") : QStringLiteral("done"));
                 countCompletedScan();
                 setScanning(false);
             },
-            [this](const QString &error) {
-                setErrorMessage(error);
-                setStatusText(QStringLiteral("failed"));
-                setScanning(false);
-            });
+            [this](const QString &error) { failScan(error, QStringLiteral("failed")); });
+    }
+
+    void remove(const std::shared_ptr<Gate> &held)
+    {
+        runRemoval<int>(
+            [held] {
+                held->reached = true;
+                spinUntil([&] { return held->open.load(); });
+                return 0;
+            },
+            [this](int) { events << QStringLiteral("removed"); });
     }
 };
 
@@ -92,8 +108,11 @@ private Q_SLOTS:
     void failureLeavesTheCountAlone();
     void scannerGoneBeforeTheWalkEnds();
     void olderSlowerScanNeverOverwritesNewer();
-    void walkersStopWhenAsked();
     void progressIsLiveAndStopKeepsWhatWasDone();
+    void scanAskedForDuringARemovalRunsAfterIt();
+    void helpersWorkUnderTheWalksControl();
+    void parallelForStaysWithinThePool();
+    void regularFileWalkHelpersStopAndCountExactly();
 };
 
 void TestScannerBase::resultIsPublishedOnTheMainThread()
@@ -134,116 +153,62 @@ void TestScannerBase::failureLeavesTheCountAlone()
 
 void TestScannerBase::scannerGoneBeforeTheWalkEnds()
 {
-    std::atomic<bool> started = false, release = false;
+    // Closed while its walk runs: the walk is asked to stop, and nothing answers.
+    const auto gate = std::make_shared<Gate>();
     bool answered = false;
     auto *scanner = new CountingScanner;
-    scanner->walkStarted = &started;
-    scanner->release = &release;
+    scanner->gate = gate;
     scanner->answered = &answered;
     scanner->scan(5);
-    QTRY_VERIFY(started.load());
-    delete scanner; // the screen closed while the walk ran
-    release = true;
+    QTRY_VERIFY(gate->reached.load());
+    delete scanner;
+    QTRY_VERIFY(gate->sawStop.load());
+    gate->open = true;
     QThreadPool::globalInstance()->waitForDone();
-    QCoreApplication::processEvents();
     QCoreApplication::processEvents();
     QVERIFY2(!answered, "a scanner that is gone gets no answer");
 }
 
 void TestScannerBase::olderSlowerScanNeverOverwritesNewer()
 {
-    std::atomic<bool> started = false, releaseFirst = false, firstStopped = false;
+    const auto gate = std::make_shared<Gate>();
     CountingScanner scanner;
-    scanner.walkStarted = &started;
-    scanner.release = &releaseFirst;
-    scanner.sawStop = &firstStopped;
-    scanner.scan(5); // slow: waits until released
-    QTRY_VERIFY(started.load());
-    scanner.walkStarted = nullptr;
-    scanner.release = nullptr;
-    scanner.sawStop = nullptr;
+    scanner.gate = gate;
+    scanner.scan(5); // slow: held at the gate
+    QTRY_VERIFY(gate->reached.load());
+    scanner.gate = nullptr;
     scanner.scan(2); // newer and fast
     QTRY_COMPARE(scanner.completedScanCount(), 1);
     QCOMPARE(scanner.published, QList<int>({1, 2}));
-    QTRY_VERIFY2(firstStopped.load(), "the older walk is asked to stop");
-    releaseFirst = true;
+    QTRY_VERIFY2(gate->sawStop.load(), "the older walk is asked to stop");
+    gate->open = true;
     QThreadPool::globalInstance()->waitForDone();
     QCoreApplication::processEvents();
-    QCoreApplication::processEvents();
-    QCOMPARE(scanner.published, QList<int>({1, 2}));
-    QCOMPARE(scanner.completedScanCount(), 1);
+    QCOMPARE(scanner.events, QStringList({"scan 2"}));
     QVERIFY(!scanner.isScanning());
-
-    // A scanner that goes away asks its walk to stop too.
-    std::atomic<bool> startedAgain = false, neverReleased = false, stoppedOnDelete = false;
-    auto *closing = new CountingScanner;
-    closing->walkStarted = &startedAgain;
-    closing->release = &neverReleased;
-    closing->sawStop = &stoppedOnDelete;
-    closing->scan(3);
-    QTRY_VERIFY(startedAgain.load());
-    delete closing;
-    QTRY_VERIFY(stoppedOnDelete.load());
-    neverReleased = true;
-    QThreadPool::globalInstance()->waitForDone();
-}
-
-void TestScannerBase::walkersStopWhenAsked()
-{
-    TestEnvironment env;
-    TreeBuilder tree(env.home());
-    for (int i = 0; i < 20; ++i)
-        tree.file(QStringLiteral("Deep/%1/file.bin").arg(i), "x");
-    const WalkControl::Handle stop = WalkControl::make();
-    const WalkControl::Scope scope(stop);
-    int seenBefore = 0;
-    FileWalker::walk(tree.path(QStringLiteral("Deep")), 0, [&](const EntryInfo &) {
-        ++seenBefore;
-        return FileWalker::Action::Continue;
-    });
-    QCOMPARE(seenBefore, 40);
-    stop->stop.store(true);
-    int seenAfter = 0;
-    FileWalker::walk(tree.path(QStringLiteral("Deep")), 0, [&](const EntryInfo &) {
-        ++seenAfter;
-        return FileWalker::Action::Continue;
-    });
-    QCOMPARE(seenAfter, 0);
-    const RegularFileWalk::Keep<QString> keep = [](const FileEntry &e) -> std::optional<QString> {
-        return e.path();
-    };
-    const auto found =
-        RegularFileWalk::collect<QString>(tree.path(QStringLiteral("Deep")), 0, keep);
-    QVERIFY(found && found->isEmpty());
 }
 
 void TestScannerBase::progressIsLiveAndStopKeepsWhatWasDone()
 {
-    std::atomic<bool> started = false, neverReleased = false, stopped = false;
+    const auto gate = std::make_shared<Gate>();
     CountingScanner scanner;
-    scanner.walkStarted = &started;
-    scanner.release = &neverReleased;
-    scanner.sawStop = &stopped;
+    scanner.gate = gate;
     QSignalSpy progress(&scanner, &ScannerBase::progressTextChanged);
     QElapsedTimer clock;
     clock.start();
     scanner.scan(5);
-    QTRY_VERIFY(started.load());
-    // The examined entries show while the walk runs, renewed at most ten times a second.
-    QTRY_VERIFY(scanner.progressText().endsWith(QStringLiteral(" elementos examinados")));
-    QTest::qWait(1200);
-    const qint64 elapsedMs = clock.elapsed();
-    QVERIFY2(
-        progress.count() <= elapsedMs / 100 + 1,
-        qPrintable(QStringLiteral("%1 updates in %2 ms").arg(progress.count()).arg(elapsedMs)));
-    QVERIFY(progress.count() >= 5);
+    // The examined entries show while the walk runs, renewed at most ten times
+    // a second: four renewals take at least three intervals.
+    QTRY_VERIFY(progress.count() >= 4);
+    QVERIFY2(clock.elapsed() >= 3 * 90, qPrintable(QString::number(clock.elapsed())));
+    QVERIFY(scanner.progressText().endsWith(QStringLiteral(" elementos examinados")));
     QVERIFY(scanner.skippedText().isEmpty());
 
     // Stopping publishes what was done, as a finished scan.
     QSignalSpy count(&scanner, &ScannerBase::completedScanCountChanged);
     scanner.stopScan();
     QTRY_COMPARE(count.count(), 1);
-    QVERIFY(stopped.load());
+    QVERIFY(gate->sawStop.load());
     QCOMPARE(scanner.published, QList<int>({1}));
     QCOMPARE(scanner.statusText(), QStringLiteral("stopped"));
     QVERIFY(!scanner.isScanning());
@@ -260,13 +225,159 @@ void TestScannerBase::progressIsLiveAndStopKeepsWhatWasDone()
 
     // A stop belongs to its scan: the next one runs to its end, and stopping
     // when nothing runs does nothing.
-    scanner.walkStarted = nullptr;
-    scanner.release = nullptr;
+    scanner.gate = nullptr;
     scanner.stopScan();
     scanner.scan(3);
     QTRY_COMPARE(count.count(), 2);
     QCOMPARE(scanner.published, QList<int>({1, 2, 3}));
     QCOMPARE(scanner.statusText(), QStringLiteral("done"));
+}
+
+void TestScannerBase::scanAskedForDuringARemovalRunsAfterIt()
+{
+    CountingScanner scanner;
+    QVERIFY2(!scanner.deferWhileRemoving([] {}), "with no removal a scan runs at once");
+    const auto held = std::make_shared<Gate>();
+    scanner.remove(held);
+    QVERIFY(scanner.isRemoving());
+    QTRY_VERIFY(held->reached.load());
+    // Asked for twice while the removal runs: the latest request wins, once.
+    QVERIFY(scanner.deferWhileRemoving([&] { scanner.scan(1); }));
+    QVERIFY(scanner.deferWhileRemoving([&] { scanner.scan(4); }));
+    QCoreApplication::processEvents();
+    QVERIFY(scanner.events.isEmpty());
+    held->open = true;
+    QTRY_COMPARE(scanner.completedScanCount(), 1);
+    QVERIFY(!scanner.isRemoving());
+    QThreadPool::globalInstance()->waitForDone();
+    QCoreApplication::processEvents();
+    QCOMPARE(scanner.events, QStringList({"removed", "scan 4"}));
+}
+
+void TestScannerBase::helpersWorkUnderTheWalksControl()
+{
+    // A helper thread works for the walk that started it: it counts into the
+    // walk's totals and stops when the walk is stopped.
+    const WalkControl::Handle control = WalkControl::make();
+    const WalkControl::Scope scope(control);
+    constexpr int kCount = 5000;
+    std::vector<std::atomic<int>> runs(kCount);
+    std::atomic<int> outside = 0, afterStop = 0;
+    std::atomic<bool> helped = false;
+    const Qt::HANDLE owner = QThread::currentThreadId();
+    const auto body = [&](qsizetype i, qsizetype stopAt) {
+        if (control->stop)
+            ++afterStop;
+        if (WalkControl::current() != control)
+            ++outside;
+        WalkControl::countEntries();
+        helped = helped || QThread::currentThreadId() != owner;
+        // Held until a helper has run a unit, so helpers always take part.
+        if (i == 0)
+            spinUntil([&] { return helped.load(); });
+        ++runs[size_t(i)];
+        if (i == stopAt)
+            control->stop = true;
+    };
+    parallelFor(kCount, [&](qsizetype i) { body(i, -1); });
+    QVERIFY(WorkPool::threadCount() == 1 || helped);
+    QCOMPARE(outside.load(), 0);
+    QCOMPARE(control->entries.load(), qint64(kCount));
+    for (const std::atomic<int> &r : runs)
+        QCOMPARE(r.load(), 1);
+
+    // Stopped at one index: each other thread finishes at most the index it
+    // had begun, and what ran is counted exactly.
+    helped = false;
+    parallelFor(kCount, [&](qsizetype i) { body(i, 100); });
+    QVERIFY2(afterStop.load() < WorkPool::threadCount(),
+             qPrintable(QStringLiteral("%1 units after the stop").arg(afterStop.load())));
+    qint64 ran = 0;
+    for (const std::atomic<int> &r : runs)
+        ran += r.load() - 1;
+    QVERIFY(ran < kCount);
+    QCOMPARE(control->entries.load(), qint64(kCount) + ran);
+}
+
+void TestScannerBase::parallelForStaysWithinThePool()
+{
+    // However many callers share the pool, no more threads than the pool has
+    // ever work at once, and every index runs exactly once per caller.
+    constexpr int kCount = 5000;
+    std::vector<std::atomic<int>> runs(kCount);
+    std::atomic<int> active = 0, peak = 0;
+    const auto body = [&](qsizetype i) {
+        const int now = ++active;
+        for (int seen = peak.load(); now > seen && !peak.compare_exchange_weak(seen, now);) {
+        }
+        ++runs[size_t(i)];
+        QThread::usleep(50);
+        --active;
+    };
+    for (int c = 0; c < 5; ++c)
+        WorkPool::pool()->start([&] { parallelFor(kCount, body); });
+    WorkPool::pool()->waitForDone(); // a waiting future would run a caller here
+    for (const std::atomic<int> &r : runs)
+        QCOMPARE(r.load(), 5);
+    QVERIFY2(peak.load() <= WorkPool::threadCount(),
+             qPrintable(QStringLiteral("%1 threads at once in a pool of %2")
+                            .arg(peak.load())
+                            .arg(WorkPool::threadCount())));
+}
+
+void TestScannerBase::regularFileWalkHelpersStopAndCountExactly()
+{
+    TestEnvironment env;
+    TreeBuilder tree(env.home());
+    constexpr int kFolders = 200;
+    for (int i = 0; i < kFolders; ++i)
+        tree.file(QStringLiteral("Deep/%1/file.bin").arg(i, 3, 10, QLatin1Char('0')), "x");
+    const QString root = tree.path(QStringLiteral("Deep"));
+
+    for (const int stopAt : {-1, 10}) {
+        const WalkControl::Handle control = WalkControl::make();
+        const WalkControl::Scope scope(control);
+        std::atomic<int> kept = 0, outside = 0, afterStop = 0;
+        std::atomic<Qt::HANDLE> first = nullptr;
+        std::atomic<bool> helped = false;
+        const RegularFileWalk::Keep<QString> keep =
+            [&](const FileEntry &e) -> std::optional<QString> {
+            if (control->stop)
+                ++afterStop;
+            if (WalkControl::current() != control)
+                ++outside;
+            Qt::HANDLE expected = nullptr;
+            if (!first.compare_exchange_strong(expected, QThread::currentThreadId()))
+                helped = helped || expected != QThread::currentThreadId();
+            else // the first file waits for one read on another thread
+                spinUntil([&] { return helped.load(); });
+            if (++kept == stopAt)
+                control->stop = true;
+            return e.path();
+        };
+        const auto found = RegularFileWalk::collect<QString>(root, 0, keep);
+        QVERIFY(WorkPool::threadCount() == 1 || helped);
+        QCOMPARE(outside.load(), 0);
+        // What was read is handed back and counted: the root's entries and
+        // one per folder read.
+        QVERIFY(found);
+        QCOMPARE(found->size(), kept.load());
+        QCOMPARE(control->entries.load(), qint64(kFolders + kept.load()));
+        if (stopAt < 0) {
+            QCOMPARE(kept.load(), kFolders);
+        } else {
+            QVERIFY2(afterStop.load() < WorkPool::threadCount(),
+                     qPrintable(QStringLiteral("%1 files after the stop").arg(afterStop.load())));
+            // A walk stopped before it starts finds nothing, in either walker.
+            int visited = 0;
+            FileWalker::walk(root, 0, [&](const EntryInfo &) {
+                ++visited;
+                return FileWalker::Action::Continue;
+            });
+            QCOMPARE(visited, 0);
+            QCOMPARE(RegularFileWalk::collect<QString>(root, 0, keep).value(), QStringList());
+        }
+    }
 }
 
 QTEST_GUILESS_MAIN(TestScannerBase)

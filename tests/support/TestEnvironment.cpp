@@ -6,16 +6,15 @@
 #include <QProcess>
 #include <QStandardPaths>
 #include <QTemporaryDir>
+#include <fcntl.h>
 #include <ftw.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 TestEnvironment::TestEnvironment()
 {
     // Reachable by the unprivileged reruns too.
-    QFile::setPermissions(m_dir.path(), QFileDevice::ReadOwner | QFileDevice::WriteOwner |
-                                            QFileDevice::ExeOwner | QFileDevice::ReadOther |
-                                            QFileDevice::ExeOther | QFileDevice::ReadGroup |
-                                            QFileDevice::ExeGroup);
+    ::chmod(QFile::encodeName(m_dir.path()).constData(), 0755);
     for (const QString &folder : {home(), root(), dataHome(), base() + QStringLiteral("/config")})
         QDir().mkpath(folder);
     qputenv("HOME", home().toUtf8());
@@ -62,11 +61,8 @@ bool rerunUnprivileged(const char *testFunction, QString *skipReason, QString *o
         *skipReason = QStringLiteral("cannot copy the test executable for the unprivileged rerun");
         return false;
     }
-    const auto readAndRun = QFileDevice::ReadOwner | QFileDevice::WriteOwner |
-                            QFileDevice::ExeOwner | QFileDevice::ReadGroup | QFileDevice::ExeGroup |
-                            QFileDevice::ReadOther | QFileDevice::ExeOther;
-    QFile::setPermissions(copyDir.path(), readAndRun);
-    QFile::setPermissions(copy, readAndRun);
+    ::chmod(QFile::encodeName(copyDir.path()).constData(), 0755);
+    ::chmod(QFile::encodeName(copy).constData(), 0755);
     QProcess child;
     // The rerun builds its own tree in a folder nobody can write to.
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
@@ -89,4 +85,41 @@ bool rerunUnprivileged(const char *testFunction, QString *skipReason, QString *o
         return false;
     }
     return child.exitStatus() == QProcess::NormalExit && child.exitCode() == 0;
+}
+
+bool mountTmpfs(const QString &where, const QString &size, QString *why)
+{
+    if (!runningAsRoot()) {
+        *why = QStringLiteral("mounting a tmpfs needs root");
+        return false;
+    }
+    QDir().mkpath(where);
+    QProcess mount;
+    mount.setProcessChannelMode(QProcess::MergedChannels);
+    mount.start(QStringLiteral("mount"),
+                {QStringLiteral("-t"), QStringLiteral("tmpfs"), QStringLiteral("-o"),
+                 QStringLiteral("size=") + size, QStringLiteral("tmpfs"), where});
+    if (!mount.waitForFinished(10000) || mount.exitCode() != 0) {
+        *why = QStringLiteral("this machine does not allow mounting a tmpfs: ") +
+               QString::fromLocal8Bit(mount.readAll()).trimmed();
+        return false;
+    }
+    return true;
+}
+
+void unmount(const QString &where)
+{
+    QProcess::execute(QStringLiteral("umount"), {QStringLiteral("-l"), where});
+}
+
+QByteArray fileContents(const QByteArray &path)
+{
+    const int fd = ::open(path.constData(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC);
+    QByteArray out;
+    char buffer[65536];
+    for (ssize_t n; fd >= 0 && (n = ::read(fd, buffer, sizeof buffer)) > 0;)
+        out.append(buffer, n);
+    if (fd >= 0)
+        ::close(fd);
+    return out;
 }

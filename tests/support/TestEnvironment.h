@@ -1,7 +1,10 @@
 #pragma once
 
+#include <QByteArray>
+#include <QFile>
 #include <QString>
 #include <QTemporaryDir>
+#include <QTest>
 
 // A private home for one test: HOME, XDG_DATA_HOME, XDG_CONFIG_HOME and
 // VELMORA_ROOT all point inside a fresh temporary folder, so no test can touch
@@ -28,3 +31,30 @@ private:
 // the rerun passed; *skipReason is set when the rerun is not possible.
 bool rerunUnprivileged(const char *testFunction, QString *skipReason, QString *output);
 bool runningAsRoot();
+
+// At the top of a test function that needs entries its user cannot read: as
+// root, the function runs again as "nobody" and this one ends with its verdict.
+#define VELMORA_RERUN_UNPRIVILEGED()                                                               \
+    do {                                                                                           \
+        if (runningAsRoot() && qEnvironmentVariableIsEmpty("VELMORA_UNPRIVILEGED_RERUN")) {        \
+            QString reason_, output_;                                                              \
+            const bool passed_ =                                                                   \
+                rerunUnprivileged(QTest::currentTestFunction(), &reason_, &output_);               \
+            if (!reason_.isEmpty())                                                                \
+                QSKIP(qPrintable(reason_));                                                        \
+            QVERIFY2(passed_, qPrintable(output_));                                                \
+            return;                                                                                \
+        }                                                                                          \
+    } while (false)
+
+// A small tmpfs of its own at `where` (root only): a second file system, a full
+// volume. False with *why when this machine does not allow it.
+bool mountTmpfs(const QString &where, const QString &size, QString *why);
+void unmount(const QString &where);
+
+// A file's bytes by its path's bytes, without following a link; empty when unreadable.
+QByteArray fileContents(const QByteArray &path);
+inline QByteArray fileContents(const QString &path)
+{
+    return fileContents(QFile::encodeName(path));
+}

@@ -99,8 +99,7 @@ QString TreeBuilder::symlink(const QString &relative, const QString &target)
 QString TreeBuilder::executableFile(const QString &relative, const QByteArray &contents)
 {
     const QString full = file(relative, contents);
-    QFile::setPermissions(full, QFile::permissions(full) | QFileDevice::ExeOwner |
-                                    QFileDevice::ExeGroup | QFileDevice::ExeOther);
+    ::chmod(QFile::encodeName(full).constData(), 0755);
     return full;
 }
 
@@ -133,7 +132,6 @@ QString TreeBuilder::bundle(const QString &relative, const QVariantMap &info, bo
     }
     const QString exe =
         allocatedFile(relative + QStringLiteral("/Contents/MacOS/") + executable, executableBytes);
-    QFile::setPermissions(exe, QFile::permissions(exe) | QFileDevice::ExeOwner |
-                                   QFileDevice::ExeGroup | QFileDevice::ExeOther);
+    ::chmod(QFile::encodeName(exe).constData(), 0755);
     return full;
 }
