@@ -1,13 +1,12 @@
 #pragma once
 
-// The points of a file operation that must survive a crash. The shipped app
-// passes them at the cost of one load; the probe installs a hook there (see
-// tools/probe/KillAt.cpp) so the crash tests can kill it at any one of them.
+// The points of a file operation that must survive a crash. Each program links
+// one definition of pass(): the shipped app and the tools an empty one (from
+// CrashPointNone.cpp, a library of its own), the probe one that can kill it at
+// any point (tools/probe/KillAt.cpp), so the crash tests can prove recovery.
+// A definition in the program's own objects wins over the library's.
 namespace CrashPoint {
 
-using Hook = void (*)();
-
-void setHook(Hook hook);
 void pass();
 
 } // namespace CrashPoint
