@@ -185,18 +185,47 @@ void AppJourney::key(int key)
     settle();
 }
 
+bool AppJourney::openModule(const QString &entry, const QString &title)
+{
+    return click(entry) && waitForText(QStringLiteral("workspaceTitle"), title, 3000);
+}
+
+bool AppJourney::chooseFolder(const QString &folder, bool highlightLast)
+{
+    return click(QStringLiteral("headerButton")) &&
+           waitFor([this] { return chooserIsOpen(); }, 3000) &&
+           navigateChooser(folder, highlightLast) && click(QStringLiteral("chooserAccept")) &&
+           !chooserIsOpen();
+}
+
+bool AppJourney::tickRow(const QString &list, const char *role, const QString &value)
+{
+    QQuickItem *found = row(list, role, value);
+    return found && clickItem(itemIn(found, QStringLiteral("rowCheckBox")));
+}
+
+bool AppJourney::confirmSelectionAction(const QString &dialogTitle)
+{
+    return click(QStringLiteral("selectionActionButton")) &&
+           (dialogTitle.isEmpty() || text(QStringLiteral("dialogTitle")) == dialogTitle) &&
+           click(QStringLiteral("dialogConfirmButton"));
+}
+
+QString AppJourney::textIn(const QString &scope, const QString &objectName) const
+{
+    QQuickItem *outer = item(scope);
+    QQuickItem *found = outer ? itemIn(outer, objectName) : nullptr;
+    return found ? found->property("text").toString() : QString();
+}
+
+bool AppJourney::waitForText(const QString &objectName, const QString &wanted, int timeoutMs) const
+{
+    return waitFor([&] { return text(objectName) == wanted; }, timeoutMs);
+}
+
 bool AppJourney::waitFor(const std::function<bool()> &condition, int timeoutMs) const
 {
-    QElapsedTimer timer;
-    timer.start();
-    while (!condition()) {
-        if (timer.elapsed() > timeoutMs)
-            return false;
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-        QTest::qSleep(5);
-    }
-    return true;
+    return QTest::qWaitFor(condition, timeoutMs);
 }
 
 void AppJourney::settle(int ms) const

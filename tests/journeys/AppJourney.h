@@ -8,6 +8,10 @@
 #include <functional>
 #include <memory>
 
+// Waits until the item shows that text; on failure, says what it shows.
+#define VERIFY_TEXT(app, objectName, wanted)                                                       \
+    QVERIFY2((app).waitForText(objectName, wanted), qPrintable((app).text(objectName)))
+
 class QQuickItem;
 class QQuickWindow;
 
@@ -56,6 +60,20 @@ public:
     bool clickAt(QQuickItem *item, QPointF local);
     bool doubleClickItem(QQuickItem *item);
     void key(int key);
+
+    // The steps every module's journey takes, each false when it could not be
+    // taken: a module opened from a card or the sidebar (until its title shows),
+    // a folder chosen in the chooser, a row's box ticked, the selection's action
+    // confirmed (after its dialog showed that title, when one is given).
+    bool openModule(const QString &entry, const QString &title);
+    bool chooseFolder(const QString &folder, bool highlightLast);
+    bool tickRow(const QString &list, const char *role, const QString &value);
+    bool confirmSelectionAction(const QString &dialogTitle = {});
+    // The text of the item `objectName` inside the item `scope`.
+    QString textIn(const QString &scope, const QString &objectName) const;
+    // Waits until the item shows that text (what it becomes on the main thread
+    // once background work has ended).
+    bool waitForText(const QString &objectName, const QString &text, int timeoutMs = 10000) const;
 
     bool waitFor(const std::function<bool()> &condition, int timeoutMs = 20000) const;
     void settle(int ms = 100) const;

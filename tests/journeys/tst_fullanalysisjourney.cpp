@@ -1,5 +1,6 @@
 #include "AppJourney.h"
 #include "AppSetup.h"
+#include "Formatters.h"
 #include "ImportQmlPlugins.h"
 #include "TreeBuilder.h"
 
@@ -23,17 +24,10 @@ private Q_SLOTS:
 
 namespace {
 
-QString cellText(AppJourney &app, const QString &cell, const QString &name)
-{
-    QQuickItem *scope = app.item(cell);
-    QQuickItem *found = scope ? app.itemIn(scope, name) : nullptr;
-    return found ? found->property("text").toString() : QString();
-}
-
 bool review(AppJourney &app, const QString &card)
 {
     QQuickItem *scope = app.item(card);
-    return scope && app.clickItem(app.itemIn(scope, QStringLiteral("reviewButton")));
+    return scope && app.clickItem(app.itemIn(scope, "reviewButton"));
 }
 
 } // namespace
@@ -43,54 +37,69 @@ void TestFullAnalysisJourney::runOpenModulesAndComeBack()
     AppJourney app;
     TreeBuilder home(app.home());
     TreeBuilder root(app.root());
-    const QString movie = home.allocatedFile(QStringLiteral("Movies/viaje.mov"), qint64(600) << 20);
-    home.allocatedFile(QStringLiteral("Movies/corto.mov"), qint64(510) << 20);
-    home.file(QStringLiteral("Documentos/a/informe.pdf"), QByteArray(12 << 20, 'p'));
-    home.file(QStringLiteral("Documentos/b/informe.pdf"), QByteArray(12 << 20, 'p'));
-    home.file(QStringLiteral("Library/Caches/com.example.app/cache.db"), QByteArray(9000, 'c'));
-    root.bundle(QStringLiteral("Applications/Tool.app"), {{"CFBundleIdentifier", "org.tool"}},
-                false);
-    home.file(QStringLiteral("Downloads/run.sh"), "#!/bin/sh\n");
-    home.file(QStringLiteral("Downloads/fix.command"), "#!/bin/sh\n");
+    // Every figure of the summary is of its own value, so that one shown in
+    // another's place cannot go unnoticed.
+    const QString movie = home.allocatedFile("Movies/viaje.mov", qint64(600) << 20);
+    home.allocatedFile("Movies/corto.mov", qint64(510) << 20);
+    home.file("Documentos/a/informe.pdf", QByteArray(12 << 20, 'p'));
+    home.file("Documentos/b/informe.pdf", QByteArray(12 << 20, 'p'));
+    for (const auto &[cache, bytes] :
+         {std::pair{"com.example.app", 9000}, {"org.one", 700}, {"org.two", 300}})
+        home.file(QStringLiteral("Library/Caches/%1/cache.db").arg(QLatin1String(cache)),
+                  QByteArray(bytes, 'c'));
+    // Each unsigned application is also one to review, and so is each installer.
+    for (const char *name : {"Tool", "Editor", "Viewer", "Player"})
+        root.bundle(QStringLiteral("Applications/%1.app").arg(QLatin1String(name)),
+                    {{"CFBundleIdentifier", QStringLiteral("org.%1").arg(QLatin1String(name))}},
+                    false);
+    for (int i = 0; i < 3; ++i)
+        home.file(QStringLiteral("Downloads/setup%1.dmg").arg(i), "dmg");
+    for (int i = 0; i < 5; ++i)
+        home.file(QStringLiteral("Downloads/run%1.sh").arg(i), "#!/bin/sh\n");
+    for (int i = 0; i < 6; ++i)
+        home.plist(QStringLiteral("Library/LaunchAgents/org.agent%1.plist").arg(i),
+                   {{"Label", QStringLiteral("org.agent%1").arg(i)},
+                    {"Program", QStringLiteral("/tmp/agent%1.sh").arg(i)},
+                    {"RunAtLoad", true}},
+                   false);
     QVERIFY(app.start());
 
-    QVERIFY(app.click(QStringLiteral("quickAnalysisButton")));
-    QVERIFY(app.waitForItem(QStringLiteral("fullAnalysisTitle")));
-    // While it runs the sheet asks to wait and offers no way out.
-    QVERIFY(app.waitFor(
-        [&] { return app.text(QStringLiteral("stepCount")) == QStringLiteral("5 de 5"); }, 60000));
-    QCOMPARE(app.text(QStringLiteral("currentStep")),
-             QStringLiteral("Análisis completo terminado"));
-    QCOMPARE(app.text(QStringLiteral("bottomText")),
-             QStringLiteral("Análisis terminado. Revisa cada módulo antes de eliminar archivos."));
-    QCOMPARE(cellText(app, "resultLargeFiles", "resultValue"), QStringLiteral("2"));
-    QCOMPARE(cellText(app, "resultDuplicates", "resultValue"), QStringLiteral("1 grupos"));
-    QVERIFY(cellText(app, "resultDuplicates", "resultDetail").endsWith(" recuperables"));
-    QCOMPARE(cellText(app, "resultCleanup", "resultValue"), QStringLiteral("1 cachés"));
-    QCOMPARE(cellText(app, "resultApplications", "resultValue"), QStringLiteral("1"));
-    QCOMPARE(cellText(app, "cellSuspicious", "cellCount"), QStringLiteral("2"));
+    QVERIFY(app.click("quickAnalysisButton"));
+    QVERIFY(app.waitForItem("fullAnalysisTitle"));
+    QVERIFY(app.waitFor([&] { return app.text("stepCount") == "5 de 5"; }, 60000));
+    QCOMPARE(app.text("currentStep"), "Análisis completo terminado");
+    QCOMPARE(app.text("bottomText"),
+             "Análisis terminado. Revisa cada módulo antes de eliminar archivos.");
+    const QList<std::tuple<const char *, const char *, QString>> shown{
+        {"resultLargeFiles", "resultValue", "2"},
+        {"resultLargeFiles", "resultDetail", Formatters::bytes(qint64(1110) << 20)},
+        {"resultDuplicates", "resultValue", "1 grupos"},
+        {"resultDuplicates", "resultDetail", Formatters::bytes(12 << 20) + " recuperables"},
+        {"resultCleanup", "resultValue", "3 cachés"},
+        {"resultCleanup", "resultDetail", Formatters::bytes(10000)},
+        {"resultApplications", "resultValue", "4"},
+        {"cellDangerous", "cellCount", "6"},
+        {"cellSuspicious", "cellCount", "5"},
+        {"cellReview", "cellCount", "7"},
+        {"cellSafe", "cellCount", "0"}};
+    for (const auto &[cell, part, text] : shown)
+        QVERIFY2(app.textIn(cell, part) == text,
+                 qPrintable(QString::fromLatin1(cell) + ": " + app.textIn(cell, part)));
 
     // Large files, on the run's results: act there.
-    QVERIFY(review(app, QStringLiteral("resultLargeFiles")));
-    QVERIFY(app.waitFor(
-        [&] {
-            return app.text(QStringLiteral("workspaceTitle")) == QStringLiteral("Archivos grandes");
-        },
-        3000));
-    QCOMPARE(app.text(QStringLiteral("backButton")), QStringLiteral("Resumen del análisis"));
-    QQuickItem *row = app.row(QStringLiteral("fileList"), "url", movie);
-    QVERIFY(row);
-    QVERIFY(app.clickItem(app.itemIn(row, QStringLiteral("rowCheckBox"))));
-    QVERIFY(app.click(QStringLiteral("selectionActionButton")));
-    QVERIFY(app.click(QStringLiteral("dialogConfirmButton")));
+    QVERIFY(review(app, "resultLargeFiles"));
+    VERIFY_TEXT(app, "workspaceTitle", "Archivos grandes");
+    QCOMPARE(app.text("backButton"), "Resumen del análisis");
+    QVERIFY(app.tickRow("fileList", "url", movie));
+    QVERIFY(app.confirmSelectionAction());
     QVERIFY(app.waitFor([&] { return !QFile::exists(movie); }, 10000));
-    QCOMPARE(app.trashInfoPath(QStringLiteral("viaje.mov")), movie);
+    QCOMPARE(app.trashInfoPath("viaje.mov"), movie);
 
     // Back: the dashboard, then the summary again with the same totals.
-    QVERIFY(app.click(QStringLiteral("backButton")));
-    QVERIFY(app.waitForItem(QStringLiteral("fullAnalysisTitle"), 3000));
-    QCOMPARE(app.text(QStringLiteral("stepCount")), QStringLiteral("5 de 5"));
-    QCOMPARE(cellText(app, "resultLargeFiles", "resultValue"), QStringLiteral("2"));
+    QVERIFY(app.click("backButton"));
+    QVERIFY(app.waitForItem("fullAnalysisTitle", 3000));
+    QCOMPARE(app.text("stepCount"), "5 de 5");
+    QCOMPARE(app.textIn("resultLargeFiles", "resultValue"), "2");
 
     // Each other module shows the same results as the summary.
     const QList<std::pair<QString, QString>> modules{
@@ -99,47 +108,41 @@ void TestFullAnalysisJourney::runOpenModulesAndComeBack()
         {"resultApplications", "Desinstalación profunda"}};
     for (const auto &[card, title] : modules) {
         QVERIFY2(review(app, card), qPrintable(card));
-        QVERIFY(
-            app.waitFor([&] { return app.text(QStringLiteral("workspaceTitle")) == title; }, 3000));
+        VERIFY_TEXT(app, "workspaceTitle", title);
         if (card == "resultDuplicates")
-            QCOMPARE(app.cardValue(QStringLiteral("cardGroups")), QStringLiteral("1"));
+            QCOMPARE(app.cardValue("cardGroups"), "1");
         else if (card == "resultCleanup")
-            QCOMPARE(app.cardValue(QStringLiteral("cardFound")), QStringLiteral("1"));
+            QCOMPARE(app.cardValue("cardFound"), "3");
         else
-            QCOMPARE(app.cardValue(QStringLiteral("cardApplications")), QStringLiteral("1"));
-        QVERIFY(app.click(QStringLiteral("backButton")));
-        QVERIFY(app.waitForItem(QStringLiteral("fullAnalysisTitle"), 3000));
+            QCOMPARE(app.cardValue("cardApplications"), "4");
+        QVERIFY(app.click("backButton"));
+        QVERIFY(app.waitForItem("fullAnalysisTitle", 3000));
     }
 
     // Protection on the suspicious findings.
-    QVERIFY(review(app, QStringLiteral("cellSuspicious")));
-    QVERIFY(app.waitFor(
-        [&] { return app.text(QStringLiteral("workspaceTitle")) == QStringLiteral("Protección"); },
-        3000));
-    QCOMPARE(app.item(QStringLiteral("filterPicker"))->property("current").toString(),
-             QStringLiteral("Sospechosos"));
-    QCOMPARE(app.cardValue(QStringLiteral("cardSuspicious")), QStringLiteral("2"));
-    QVERIFY(app.click(QStringLiteral("backButton")));
-    QVERIFY(app.waitForItem(QStringLiteral("closeFullAnalysisButton"), 3000));
-    QVERIFY(app.click(QStringLiteral("closeFullAnalysisButton")));
-    QVERIFY(app.waitFor([&] { return !app.item(QStringLiteral("fullAnalysisTitle")); }, 3000));
+    QVERIFY(review(app, "cellSuspicious"));
+    VERIFY_TEXT(app, "workspaceTitle", "Protección");
+    QCOMPARE(app.item("filterPicker")->property("current").toString(), "Sospechosos");
+    QCOMPARE(app.cardValue("cardSuspicious"), "5");
+    QVERIFY(app.click("backButton"));
+    QVERIFY(app.waitForItem("closeFullAnalysisButton", 3000));
+    QVERIFY(app.click("closeFullAnalysisButton"));
+    QVERIFY(app.waitFor([&] { return !app.item("fullAnalysisTitle"); }, 3000));
 
     // From the sidebar: a new scanner, the filter back to "Todos".
-    QVERIFY(app.click(QStringLiteral("sidebar_protection")));
-    QCOMPARE(app.item(QStringLiteral("filterPicker"))->property("current").toString(),
-             QStringLiteral("Todos"));
-    QCOMPARE(app.text(QStringLiteral("backButton")), QStringLiteral("Panel principal"));
-    QCOMPARE(app.cardValue(QStringLiteral("cardSuspicious")), QStringLiteral("0"));
-    QVERIFY(app.click(QStringLiteral("backButton")));
-    app.settle(300);
-    QVERIFY(!app.item(QStringLiteral("fullAnalysisTitle")));
+    QVERIFY(app.click("sidebar_protection"));
+    QCOMPARE(app.item("filterPicker")->property("current").toString(), "Todos");
+    QCOMPARE(app.text("backButton"), "Panel principal");
+    QCOMPARE(app.cardValue("cardSuspicious"), "0");
+    QVERIFY(app.click("backButton"));
+    QVERIFY(app.waitForItem("dashboard", 3000));
+    QVERIFY(!app.item("fullAnalysisTitle"));
 
     // "Ver recomendaciones" after a finished run starts a new one.
-    QVERIFY(app.click(QStringLiteral("recommendationsButton")));
-    QVERIFY(app.waitForItem(QStringLiteral("fullAnalysisTitle")));
-    QVERIFY(app.waitFor(
-        [&] { return app.text(QStringLiteral("stepCount")) == QStringLiteral("5 de 5"); }, 60000));
-    QCOMPARE(cellText(app, "resultLargeFiles", "resultValue"), QStringLiteral("1"));
+    QVERIFY(app.click("recommendationsButton"));
+    QVERIFY(app.waitForItem("fullAnalysisTitle"));
+    QVERIFY(app.waitFor([&] { return app.text("stepCount") == "5 de 5"; }, 60000));
+    QCOMPARE(app.textIn("resultLargeFiles", "resultValue"), "1");
 }
 
 QTEST_MAIN(TestFullAnalysisJourney)

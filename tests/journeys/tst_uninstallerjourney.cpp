@@ -19,133 +19,101 @@ private Q_SLOTS:
     void fromCardUninstallWithLeftovers();
     void fromSidebarTellsTwoInstallationsApart();
     void keptEntriesSayWhyAndStayInPlace();
-
-private:
-    static QString application(const QString &base, const QString &name, const QString &identifier);
 };
 
-QString TestUninstallerJourney::application(const QString &base, const QString &name,
-                                            const QString &identifier)
+namespace {
+
+QString application(const QString &base, const QString &name, const QString &identifier)
 {
     TreeBuilder tree(base);
-    const QString bundle = QStringLiteral("Applications/") + name + QStringLiteral(".app");
-    tree.bundle(bundle,
-                {{QStringLiteral("CFBundleIdentifier"), identifier},
-                 {QStringLiteral("CFBundleShortVersionString"), QStringLiteral("2.0")}},
-                false);
-    return tree.path(bundle);
+    return tree.bundle("Applications/" + name + ".app",
+                       {{"CFBundleIdentifier", identifier}, {"CFBundleShortVersionString", "2.0"}},
+                       false);
 }
+
+QString textOfRow(AppJourney &app, const char *role, const QString &value, const char *name)
+{
+    QQuickItem *row = app.row("applicationList", role, value);
+    QQuickItem *found = row ? app.itemIn(row, name) : nullptr;
+    return found ? found->property("text").toString() : QString();
+}
+
+const QString kMoved = QStringLiteral("1 aplicación(es) movidas a la Papelera.");
+const QString kKept = QStringLiteral(" Se conservaron %1 archivo(s) relacionados que pueden ser de "
+                                     "otras aplicaciones o del sistema.");
+
+} // namespace
 
 void TestUninstallerJourney::fromCardUninstallWithLeftovers()
 {
     AppJourney app;
-    const QString notas = application(app.root(), QStringLiteral("Notas Rapidas"),
-                                      QStringLiteral("com.example.notasrapidas"));
-    const QString other =
-        application(app.root(), QStringLiteral("Calculadora Pro"), QStringLiteral("org.calc.pro"));
+    const QString notas = application(app.root(), "Notas Rapidas", "com.example.notasrapidas");
+    const QString other = application(app.root(), "Calculadora Pro", "org.calc.pro");
     TreeBuilder home(app.home());
-    const QString support =
-        home.file(QStringLiteral("Library/Application Support/com.example.notasrapidas/db"), "x");
-    const QString prefs =
-        home.file(QStringLiteral("Library/Preferences/com.example.notasrapidas.plist"), "x");
-    const QString otherPrefs =
-        home.file(QStringLiteral("Library/Preferences/org.calc.pro.plist"), "x");
+    const QString support = home.file("Library/Application Support/com.example.notasrapidas/db", "x");
+    const QString prefs = home.file("Library/Preferences/com.example.notasrapidas.plist", "x");
+    const QString otherPrefs = home.file("Library/Preferences/org.calc.pro.plist", "x");
     QVERIFY(app.start());
-
-    QVERIFY(app.click(QStringLiteral("card_uninstaller")));
-    QCOMPARE(app.text(QStringLiteral("workspaceTitle")), QStringLiteral("Desinstalación profunda"));
+    QVERIFY(app.openModule("card_uninstaller", "Desinstalación profunda"));
     QVERIFY(app.waitForScans(1));
-    QCOMPARE(app.cardValue(QStringLiteral("cardApplications")), QStringLiteral("2"));
-
-    QQuickItem *row =
-        app.row(QStringLiteral("applicationList"), "name", QStringLiteral("Notas Rapidas"));
-    QVERIFY(row);
-    QCOMPARE(app.itemIn(row, QStringLiteral("relatedLine"))->property("text").toString(),
-             QStringLiteral("2 archivo(s) relacionados"));
-    QVERIFY2(!app.itemIn(row, QStringLiteral("installedFolderBadge")),
+    QCOMPARE(app.cardValue("cardApplications"), "2");
+    QCOMPARE(textOfRow(app, "name", "Notas Rapidas", "relatedLine"), "2 archivo(s) relacionados");
+    QVERIFY2(!app.itemIn(app.row("applicationList", "name", "Notas Rapidas"),
+                         "installedFolderBadge"),
              "one installation needs no folder badge");
-    QVERIFY(app.clickItem(app.itemIn(row, QStringLiteral("rowCheckBox"))));
-    QCOMPARE(app.cardValue(QStringLiteral("cardSelected")), QStringLiteral("1"));
+    QVERIFY(app.tickRow("applicationList", "name", "Notas Rapidas"));
+    QCOMPARE(app.cardValue("cardSelected"), "1");
 
-    QVERIFY(app.click(QStringLiteral("selectionActionButton")));
-    QCOMPARE(app.text(QStringLiteral("dialogTitle")),
-             QStringLiteral("¿Desinstalar las aplicaciones seleccionadas?"));
+    QVERIFY(app.click("selectionActionButton"));
+    QCOMPARE(app.text("dialogTitle"), "¿Desinstalar las aplicaciones seleccionadas?");
     // The long destructive button keeps the dialog's padding on its right.
-    QQuickItem *confirm = app.item(QStringLiteral("dialogConfirmButton"));
-    QQuickItem *panel = app.item(QStringLiteral("dialogPanel"));
+    QQuickItem *confirm = app.item("dialogConfirmButton");
+    QQuickItem *panel = app.item("dialogPanel");
     QVERIFY(confirm && panel);
     const QRectF button = confirm->mapRectToScene(confirm->boundingRect());
     const QRectF frame = panel->mapRectToScene(panel->boundingRect());
     QCOMPARE(frame.right() - button.right(), 22.0);
     QVERIFY(frame.left() >= 0 && frame.right() <= app.window()->width());
 
-    QVERIFY(app.click(QStringLiteral("dialogConfirmButton")));
-    QVERIFY(app.waitFor([&] { return !QFile::exists(notas); }, 10000));
-    QVERIFY(app.waitFor([&] { return app.trashNames().size() == 3; }, 5000));
+    QVERIFY(app.click("dialogConfirmButton"));
+    VERIFY_TEXT(app, "statusLine", kMoved);
     QCOMPARE(app.trashNames(), QStringList({"Notas Rapidas.app", "com.example.notasrapidas",
                                             "com.example.notasrapidas.plist"}));
-    QCOMPARE(app.trashInfoPath(QStringLiteral("Notas Rapidas.app")), notas);
-    QCOMPARE(app.trashInfoPath(QStringLiteral("com.example.notasrapidas")),
-             QFileInfo(support).path());
-    QCOMPARE(app.trashInfoPath(QStringLiteral("com.example.notasrapidas.plist")), prefs);
-    QVERIFY(QFile::exists(other));
-    QVERIFY(QFile::exists(otherPrefs));
-    QCOMPARE(app.text(QStringLiteral("statusLine")),
-             QStringLiteral("1 aplicación(es) movidas a la Papelera."));
-    QCOMPARE(app.cardValue(QStringLiteral("cardSelected")), QStringLiteral("0"));
-
-    QVERIFY(app.click(QStringLiteral("backButton")));
-    QCOMPARE(app.text(QStringLiteral("activityBanner")),
-             QStringLiteral("Desinstalación profunda terminada."));
+    QCOMPARE(app.trashInfoPath("Notas Rapidas.app"), notas);
+    QCOMPARE(app.trashInfoPath("com.example.notasrapidas"), QFileInfo(support).path());
+    QCOMPARE(app.trashInfoPath("com.example.notasrapidas.plist"), prefs);
+    QVERIFY(QFile::exists(other) && QFile::exists(otherPrefs));
+    QCOMPARE(app.cardValue("cardSelected"), "0");
+    QVERIFY(app.click("backButton"));
+    QCOMPARE(app.text("activityBanner"), "Desinstalación profunda terminada.");
 }
 
 void TestUninstallerJourney::fromSidebarTellsTwoInstallationsApart()
 {
     AppJourney app;
-    const QString system =
-        application(app.root(), QStringLiteral("Quill"), QStringLiteral("com.quill"));
-    const QString mine =
-        application(app.home(), QStringLiteral("Quill"), QStringLiteral("com.quill"));
-    const QString prefs =
-        TreeBuilder(app.home()).file(QStringLiteral("Library/Preferences/com.quill.plist"), "x");
+    const QString system = application(app.root(), "Quill", "com.quill");
+    const QString mine = application(app.home(), "Quill", "com.quill");
+    const QString prefs = TreeBuilder(app.home()).file("Library/Preferences/com.quill.plist", "x");
     QVERIFY(app.start());
-    QVERIFY(app.click(QStringLiteral("sidebar_uninstaller")));
+    QVERIFY(app.openModule("sidebar_uninstaller", "Desinstalación profunda"));
     QVERIFY(app.waitForScans(1));
-
-    QQuickItem *systemRow = app.row(QStringLiteral("applicationList"), "url", system);
-    QQuickItem *homeRow = app.row(QStringLiteral("applicationList"), "url", mine);
-    QVERIFY(systemRow && homeRow);
-    QCOMPARE(
-        app.itemIn(systemRow, QStringLiteral("installedFolderBadge"))->property("text").toString(),
-        QStringLiteral("En /Applications"));
-    homeRow = app.row(QStringLiteral("applicationList"), "url", mine);
-    QCOMPARE(
-        app.itemIn(homeRow, QStringLiteral("installedFolderBadge"))->property("text").toString(),
-        QStringLiteral("En ~/Applications"));
+    QCOMPARE(textOfRow(app, "url", system, "installedFolderBadge"), "En /Applications");
+    QCOMPARE(textOfRow(app, "url", mine, "installedFolderBadge"), "En ~/Applications");
 
     // Uninstalling the copy in the home leaves the other in place, and the
     // preferences both use.
-    QVERIFY(app.clickItem(app.itemIn(homeRow, QStringLiteral("rowCheckBox"))));
-    QVERIFY(app.click(QStringLiteral("selectionActionButton")));
-    QVERIFY(app.text(QStringLiteral("dialogMessage"))
-                .endsWith(QStringLiteral(" Se conservarán 1 archivo(s) relacionados que pueden "
-                                         "ser de otras aplicaciones o del sistema.")));
-    QVERIFY(app.click(QStringLiteral("dialogConfirmButton")));
-    QVERIFY(app.waitFor([&] { return !QFile::exists(mine); }, 10000));
+    QVERIFY(app.tickRow("applicationList", "url", mine));
+    QVERIFY(app.click("selectionActionButton"));
+    QVERIFY(app.text("dialogMessage").endsWith(" Se conservarán 1 archivo(s) relacionados que "
+                                               "pueden ser de otras aplicaciones o del sistema."));
+    QVERIFY(app.click("dialogConfirmButton"));
+    VERIFY_TEXT(app, "statusLine", kMoved + kKept.arg(1));
     QCOMPARE(app.trashNames(), QStringList({"Quill.app"}));
-    QCOMPARE(app.trashInfoPath(QStringLiteral("Quill.app")), mine);
-    QVERIFY(QFile::exists(system));
-    QVERIFY(QFile::exists(prefs));
-    QCOMPARE(app.text(QStringLiteral("statusLine")),
-             QStringLiteral("1 aplicación(es) movidas a la Papelera. Se conservaron 1 archivo(s) "
-                            "relacionados que pueden ser de otras aplicaciones o del sistema."));
-    systemRow = app.row(QStringLiteral("applicationList"), "url", system);
-    QCOMPARE(app.itemIn(systemRow, QStringLiteral("relatedLine"))->property("text").toString(),
-             QStringLiteral("1 archivo(s) relacionados"));
-
-    QVERIFY(app.click(QStringLiteral("backButton")));
-    QCOMPARE(app.text(QStringLiteral("activityBanner")),
-             QStringLiteral("Desinstalación profunda terminada."));
+    QCOMPARE(app.trashInfoPath("Quill.app"), mine);
+    QVERIFY(QFile::exists(system) && QFile::exists(prefs));
+    QCOMPARE(textOfRow(app, "url", system, "relatedLine"), "1 archivo(s) relacionados");
+    QVERIFY(app.click("backButton"));
+    QCOMPARE(app.text("activityBanner"), "Desinstalación profunda terminada.");
 }
 
 // Every related entry unfolds with what matched it; those that may be another
@@ -153,60 +121,44 @@ void TestUninstallerJourney::fromSidebarTellsTwoInstallationsApart()
 void TestUninstallerJourney::keptEntriesSayWhyAndStayInPlace()
 {
     AppJourney app;
-    application(app.root(), QStringLiteral("a"), QStringLiteral("org.thirdparty.atool"));
-    const QString tool =
-        application(app.root(), QStringLiteral("Tool"), QStringLiteral("com.vendor.tool"));
-    TreeBuilder library(app.home() + QStringLiteral("/Library"));
-    const QString atool = library.file(QStringLiteral("Caches/org.thirdparty.atool/db"), "x");
-    const QString support = library.file(QStringLiteral("Application Support/Tool/db"), "x");
-    const QString apple = library.file(QStringLiteral("Containers/com.apple.toolkit/x"), "x");
+    application(app.root(), "a", "org.thirdparty.atool");
+    const QString tool = application(app.root(), "Tool", "com.vendor.tool");
+    TreeBuilder library(app.home() + "/Library");
+    const QString atool = library.file("Caches/org.thirdparty.atool/db", "x");
+    const QString support = library.file("Application Support/Tool/db", "x");
+    const QString apple = library.file("Containers/com.apple.toolkit/x", "x");
     QVERIFY(app.start());
-    QVERIFY(app.click(QStringLiteral("sidebar_uninstaller")));
+    QVERIFY(app.openModule("sidebar_uninstaller", "Desinstalación profunda"));
     QVERIFY(app.waitForScans(1));
-
-    QQuickItem *row = app.row(QStringLiteral("applicationList"), "name", QStringLiteral("Tool"));
-    QVERIFY(row);
-    QCOMPARE(app.itemIn(row, QStringLiteral("relatedLine"))->property("text").toString(),
-             QStringLiteral("3 archivo(s) relacionados"));
-    QVERIFY(app.clickItem(app.itemIn(row, QStringLiteral("relatedLine"))));
-    row = app.row(QStringLiteral("applicationList"), "name", QStringLiteral("Tool"));
-    QVERIFY(app.waitFor([&] { return app.itemIn(row, QStringLiteral("keptHeader")) != nullptr; },
-                        3000));
+    QCOMPARE(textOfRow(app, "name", "Tool", "relatedLine"), "3 archivo(s) relacionados");
+    QQuickItem *row = app.row("applicationList", "name", "Tool");
+    QVERIFY(app.clickItem(app.itemIn(row, "relatedLine")));
+    row = app.row("applicationList", "name", "Tool");
+    QVERIFY(app.waitFor([&] { return app.itemIn(row, "keptHeader") != nullptr; }, 3000));
     // Path, what matched, and for the kept ones, why.
     QMap<QString, QStringList> shown;
-    for (QQuickItem *entry : app.allIn(row, QStringLiteral("relatedEntry"))) {
-        QStringList line{
-            app.itemIn(entry, QStringLiteral("matchedBy"))->property("text").toString()};
-        if (QQuickItem *reason = app.itemIn(entry, QStringLiteral("keptReason")))
+    for (QQuickItem *entry : app.allIn(row, "relatedEntry")) {
+        QStringList line{app.itemIn(entry, "matchedBy")->property("text").toString()};
+        if (QQuickItem *reason = app.itemIn(entry, "keptReason"))
             line << reason->property("text").toString();
-        shown.insert(app.itemIn(entry, QStringLiteral("relatedPath"))->property("text").toString(),
-                     line);
+        shown.insert(app.itemIn(entry, "relatedPath")->property("text").toString(), line);
     }
-    QCOMPARE(shown.value(QStringLiteral("~/Library/Application Support/Tool")),
-             QStringList({"por nombre"}));
-    QCOMPARE(shown.value(QStringLiteral("~/Library/Caches/org.thirdparty.atool")),
-             QStringList({"por nombre", "También puede ser de a."}));
-    QCOMPARE(shown.value(QStringLiteral("~/Library/Containers/com.apple.toolkit")),
-             QStringList({"por nombre", "Es de Apple."}));
-    QCOMPARE(shown.size(), 3);
+    QCOMPARE(shown, (QMap<QString, QStringList>{
+                        {"~/Library/Application Support/Tool", {"por nombre"}},
+                        {"~/Library/Caches/org.thirdparty.atool",
+                         {"por nombre", "También puede ser de a."}},
+                        {"~/Library/Containers/com.apple.toolkit", {"por nombre", "Es de Apple."}}}));
 
-    QVERIFY(app.clickItem(app.itemIn(row, QStringLiteral("rowCheckBox"))));
-    QVERIFY(app.click(QStringLiteral("selectionActionButton")));
-    QVERIFY(
-        app.text(QStringLiteral("dialogMessage"))
-            .endsWith(QStringLiteral(". Podrás recuperarlas desde la Papelera. Se conservarán 2 "
-                                     "archivo(s) relacionados que pueden ser de otras "
-                                     "aplicaciones o del sistema.")));
-    QVERIFY(app.click(QStringLiteral("dialogConfirmButton")));
-    QVERIFY(app.waitFor([&] { return !QFile::exists(tool); }, 10000));
-    QVERIFY(app.waitFor([&] { return app.trashNames().size() == 2; }, 5000));
+    QVERIFY(app.clickItem(app.itemIn(row, "rowCheckBox")));
+    QVERIFY(app.click("selectionActionButton"));
+    QVERIFY(app.text("dialogMessage")
+                .endsWith(". Podrás recuperarlas desde la Papelera. Se conservarán 2 archivo(s) "
+                          "relacionados que pueden ser de otras aplicaciones o del sistema."));
+    QVERIFY(app.click("dialogConfirmButton"));
+    VERIFY_TEXT(app, "statusLine", kMoved + kKept.arg(2));
     QCOMPARE(app.trashNames(), QStringList({"Tool", "Tool.app"}));
-    QCOMPARE(app.trashInfoPath(QStringLiteral("Tool")), QFileInfo(support).path());
-    QVERIFY(QFile::exists(atool));
-    QVERIFY(QFile::exists(apple));
-    QCOMPARE(app.text(QStringLiteral("statusLine")),
-             QStringLiteral("1 aplicación(es) movidas a la Papelera. Se conservaron 2 archivo(s) "
-                            "relacionados que pueden ser de otras aplicaciones o del sistema."));
+    QCOMPARE(app.trashInfoPath("Tool"), QFileInfo(support).path());
+    QVERIFY(!QFile::exists(tool) && QFile::exists(atool) && QFile::exists(apple));
 }
 
 QTEST_MAIN(TestUninstallerJourney)

@@ -101,34 +101,22 @@ void TestWindowJourney::smallestWindowShowsEveryControl_data()
 {
     QTest::addColumn<QString>("card");
     QTest::addColumn<QStringList>("controls");
-    QTest::newRow("dashboard") << QString()
-                               << QStringList{"quickAnalysisButton", "card_largeFiles",
-                                              "card_duplicates",     "card_safeCleanup",
-                                              "card_uninstaller",    "card_protection"};
-    const QStringList bar{"selectionActionButton", "cancelSelectionButton", "backButton"};
-    QTest::newRow("largeFiles") << "card_largeFiles"
-                                << QStringList{"headerButton", "cardFound",  "cardDetected",
-                                               "cardSelected", "cardFolder", "minimumSlider",
-                                               "minimumLabel", "emptyState"} +
-                                       bar;
-    QTest::newRow("duplicates") << "card_duplicates"
-                                << QStringList{"headerButton",    "cardGroups",   "cardDuplicates",
-                                               "cardRecoverable", "cardSelected", "minimumSlider",
-                                               "minimumLabel",    "emptyState"} +
-                                       bar;
-    QTest::newRow("safeCleanup") << "card_safeCleanup"
-                                 << QStringList{"cardFound",       "cardDetected",
-                                                "cardRecommended", "cardSelected",
-                                                "rescanButton",    "modePicker",
-                                                "autoSwitch",      "selectNowButton",
-                                                "emptyState"} +
-                                        bar;
-    QTest::newRow("uninstaller") << "card_uninstaller"
-                                 << QStringList{"headerButton", "cardApplications",
-                                                "cardSelected", "cardSelectedSize",
-                                                "cardState",    "searchField",
-                                                "statusLine",   "emptyState"} +
-                                        bar;
+    const QString bar = QStringLiteral(" selectionActionButton cancelSelectionButton backButton");
+    const char *const screens[][2] = {
+        {"", "quickAnalysisButton card_largeFiles card_duplicates card_safeCleanup "
+             "card_uninstaller card_protection"},
+        {"card_largeFiles", "headerButton cardFound cardDetected cardSelected cardFolder "
+                            "minimumSlider minimumLabel emptyState"},
+        {"card_duplicates", "headerButton cardGroups cardDuplicates cardRecoverable cardSelected "
+                            "minimumSlider minimumLabel emptyState"},
+        {"card_safeCleanup", "cardFound cardDetected cardRecommended cardSelected rescanButton "
+                             "modePicker autoSwitch selectNowButton emptyState"},
+        {"card_uninstaller", "headerButton cardApplications cardSelected cardSelectedSize "
+                             "cardState searchField statusLine emptyState"}};
+    for (const auto &[card, controls] : screens)
+        QTest::newRow(*card ? card : "dashboard")
+            << QString::fromLatin1(card)
+            << (QString::fromLatin1(controls) + (*card ? bar : QString())).split(u' ');
 }
 
 void TestWindowJourney::smallestWindowShowsEveryControl()
