@@ -90,16 +90,28 @@ void DuplicateScanner::scan(const QString &folder, int minimumSizeMB)
     m_stopped = false;
     setGroups({});
     setErrorMessage(QString());
-    m_root = ResolvedRoot::resolve(folderPath);
     setScanning(true);
     setStatusText(QStringLiteral("Buscando archivos duplicados en %1…")
                       .arg(FileLocation::lastPathComponent(folderPath)));
     const qint64 minimumBytes = thresholdBytes(minimumSizeMB);
-    runWalk<QList<DuplicateGroup>>(
-        [folderPath, minimumBytes] {
-            return DuplicateFinder::findDuplicates(folderPath, minimumBytes);
+    struct Scan
+    {
+        QList<DuplicateGroup> found;
+        ResolvedRoot root;
+    };
+    runWalk<Scan>(
+        [folderPath, minimumBytes]() -> WalkOutcome<Scan> {
+            // Resolved here, off the main thread, before the walk meets any file.
+            ResolvedRoot root = ResolvedRoot::resolve(folderPath);
+            WalkOutcome<QList<DuplicateGroup>> found =
+                DuplicateFinder::findDuplicates(folderPath, minimumBytes);
+            if (!found.value)
+                return WalkOutcome<Scan>::failure(found.error);
+            return WalkOutcome<Scan>::success({std::move(*found.value), std::move(root)});
         },
-        [this](QList<DuplicateGroup> found) {
+        [this](Scan scan) {
+            m_root = std::move(scan.root);
+            QList<DuplicateGroup> &found = scan.found;
             std::stable_sort(found.begin(), found.end(),
                              [](const DuplicateGroup &a, const DuplicateGroup &b) {
                                  return a.recoverableBytes() > b.recoverableBytes();
@@ -115,6 +127,8 @@ void DuplicateScanner::scan(const QString &folder, int minimumSizeMB)
                                   ? QStringLiteral("No se encontraron duplicados.")
                                   : QStringLiteral("Se encontraron %1 archivos duplicados.")
                                         .arg(duplicateFilesCount()));
+            // Whoever hears of the finished scan finds the copies selected.
+            selectRecommendedCopies();
             countCompletedScan();
             setScanning(false);
         },

@@ -41,15 +41,28 @@ void StorageScanner::scan(const QString &folder, int minimumSizeMB)
     m_files.clearSelection();
     m_files.setItems({});
     setErrorMessage(QString());
-    m_root = ResolvedRoot::resolve(folderPath);
     setScanning(true);
     setStatusText(
         QStringLiteral("Analizando %1…").arg(FileLocation::lastPathComponent(folderPath)));
 
     const qint64 minimumBytes = qint64(minimumSizeMB) * kBytesPerMegabyte;
-    runWalk<QList<LargeFileItem>>(
-        [folderPath, minimumBytes] { return findLargeFiles(folderPath, minimumBytes); },
-        [this, minimumSizeMB](QList<LargeFileItem> found) {
+    struct Scan
+    {
+        QList<LargeFileItem> found;
+        ResolvedRoot root;
+    };
+    runWalk<Scan>(
+        [folderPath, minimumBytes]() -> WalkOutcome<Scan> {
+            // Resolved here, off the main thread, before the walk meets any file.
+            ResolvedRoot root = ResolvedRoot::resolve(folderPath);
+            WalkOutcome<QList<LargeFileItem>> found = findLargeFiles(folderPath, minimumBytes);
+            if (!found.value)
+                return WalkOutcome<Scan>::failure(found.error);
+            return WalkOutcome<Scan>::success({std::move(*found.value), std::move(root)});
+        },
+        [this, minimumSizeMB](Scan scan) {
+            m_root = std::move(scan.root);
+            QList<LargeFileItem> &found = scan.found;
             // Stable: files of equal size keep the order the walk met them in.
             std::stable_sort(
                 found.begin(), found.end(),

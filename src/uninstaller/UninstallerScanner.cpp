@@ -17,6 +17,8 @@ struct Inventory
 {
     QList<InstalledApplication> applications;
     QHash<QString, QString> iconPaths; // by application identifier
+    QList<ResolvedRoot> roots;         // where the applications were found
+    ResolvedRoot libraryRoot;          // where their related entries were
 };
 
 } // namespace
@@ -145,13 +147,13 @@ void UninstallerScanner::scanApplications()
     const QStringList roots{SystemLayout::systemApplicationsFolder(),
                             SystemLayout::userApplicationsFolder()};
     const QString library = SystemLayout::userLibraryFolder();
-    m_roots.clear();
-    for (const QString &root : roots)
-        m_roots.append(ResolvedRoot::resolve(root));
-    m_libraryRoot = ResolvedRoot::resolve(library);
     runWalk<Inventory>(
         [roots, library] {
             Inventory inventory;
+            // Resolved here, off the main thread, before the walk meets any entry.
+            for (const QString &root : roots)
+                inventory.roots.append(ResolvedRoot::resolve(root));
+            inventory.libraryRoot = ResolvedRoot::resolve(library);
             for (ApplicationInventory::FoundApplication &found :
                  ApplicationInventory::findApplicationsWithIcons(roots, library)) {
                 if (!found.iconPath.isEmpty())
@@ -161,6 +163,8 @@ void UninstallerScanner::scanApplications()
             return WalkOutcome<Inventory>::success(std::move(inventory));
         },
         [this](Inventory inventory) {
+            m_roots = std::move(inventory.roots);
+            m_libraryRoot = std::move(inventory.libraryRoot);
             QList<InstalledApplication> &found = inventory.applications;
             // Largest first; equal totals keep the order of discovery.
             std::stable_sort(found.begin(), found.end(),
