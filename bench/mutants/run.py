@@ -5,7 +5,9 @@ the tests that guard it, and puts the code back. Prints caught/total and the
 survivors. Needs a configured build folder (./dev.sh test once) and a file that
 matches its committed text for each mutant. Each mutant holds the build lock
 (/tmp/velmora-build.lock) from the change to the restore, so a build beside it
-never sees a mutated tree. Usage: bench/mutants/run.py [NAME-SUBSTRING]"""
+never sees a mutated tree, and rebuilds after the restore; with --alone (nobody
+else builds or tests meanwhile) that rebuild is left to the next mutant and one
+final build. Usage: bench/mutants/run.py [--alone] [NAME-SUBSTRING]"""
 import fcntl
 import os
 import re
@@ -30,7 +32,10 @@ def targets(pattern):
 
 
 def main():
-    wanted = sys.argv[1] if len(sys.argv) > 1 else ""
+    args = sys.argv[1:]
+    alone = "--alone" in args
+    args = [a for a in args if a != "--alone"]
+    wanted = args[0] if args else ""
     env = dict(os.environ, QT_QPA_PLATFORM="offscreen")
     caught, survivors, started = 0, [], time.time()
     chosen = [m for m in MUTANTS if wanted in m["name"]]
@@ -58,13 +63,16 @@ def main():
             with open(path, "w", encoding="utf-8") as f:
                 f.write(original)
             # Nobody beside us may run a mutated binary once the lock is gone.
-            run(["cmake", "--build", BUILD, "--target"] + targets(m["tests"]))
+            if not alone:
+                run(["cmake", "--build", BUILD, "--target"] + targets(m["tests"]))
             lock.close()
         print(f"{verdict:24} {m['name']}", flush=True)
         if verdict == "SURVIVED":
             survivors.append(m["name"])
         else:
             caught += 1
+    if alone:
+        run(["cmake", "--build", BUILD])
     print(f"\n{caught}/{len(chosen)} caught in {time.time() - started:.0f} s")
     for name in survivors:
         print(f"survived: {name}")
