@@ -1,168 +1,131 @@
 #include "AppJourney.h"
 #include "AppSetup.h"
+#include "ContentComparison.h"
 #include "ImportQmlPlugins.h"
 #include "TreeBuilder.h"
 
 #include <QFile>
 #include <QQuickItem>
+#include <QSemaphore>
 #include <QtTest>
 
 // Duplicates as a user meets them: the real chooser, the copies chosen for the
-// user, a change to that choice, the Trash, and back to the dashboard.
+// user, a change to that choice, the Trash, a stopped scan, and back.
 class TestDuplicatesJourney : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
     void initTestCase() { AppSetup::configureApplication(); }
-    void fromCardKeepsOneCopyBack();
-    void fromSidebarTrashesEveryProposedCopy();
+    void keepOneCopyThenTrashTheRest();
     void stopShowsProgressAndKeepsOnlyProvenGroups();
-
-private:
-    struct Photos
-    {
-        QString keeperA, copyA, keeperB, copyB, unique;
-    };
-    static Photos makePhotos(TreeBuilder &tree);
 };
 
-TestDuplicatesJourney::Photos TestDuplicatesJourney::makePhotos(TreeBuilder &tree)
+namespace {
+
+const QString kTrashTitle = QStringLiteral("¿Mover los duplicados seleccionados a la Papelera?");
+
+// Holds every comparison at its read of the second megabyte until released.
+struct Gate
 {
-    Photos p;
+    static inline QSemaphore open{0};
+    static void hold(const QString &, qint64 offset)
+    {
+        if (offset == 1 << 20)
+            open.acquire();
+    }
+};
+
+} // namespace
+
+void TestDuplicatesJourney::keepOneCopyThenTrashTheRest()
+{
+    AppJourney app;
+    TreeBuilder tree(app.home());
     // The oldest file of a group is the one kept.
-    p.keeperA = tree.patternFile(QStringLiteral("Fotos/boda.mp4"), 12 << 20, 1);
-    p.copyA = tree.patternFile(QStringLiteral("Fotos/Copias/boda (1).mp4"), 12 << 20, 1);
-    p.keeperB = tree.patternFile(QStringLiteral("Fotos/viaje.mov"), 11 << 20, 2);
-    p.copyB = tree.patternFile(QStringLiteral("Fotos/Copias/viaje.mov"), 11 << 20, 2);
-    p.unique = tree.patternFile(QStringLiteral("Fotos/otra.mov"), 11 << 20, 3);
-    const QDateTime now = QDateTime::currentDateTimeUtc();
-    tree.setModificationTime(QStringLiteral("Fotos/boda.mp4"), now.addDays(-30));
-    tree.setModificationTime(QStringLiteral("Fotos/viaje.mov"), now.addDays(-20));
-    tree.setModificationTime(QStringLiteral("Fotos/Copias/boda (1).mp4"), now.addDays(-2));
-    tree.setModificationTime(QStringLiteral("Fotos/Copias/viaje.mov"), now.addDays(-1));
-    return p;
-}
-
-void TestDuplicatesJourney::fromCardKeepsOneCopyBack()
-{
-    AppJourney app;
-    TreeBuilder tree(app.home());
-    const Photos p = makePhotos(tree);
+    const struct
+    {
+        const char *name;
+        int megabytes;
+        quint32 seed;
+        int daysOld;
+    } photos[] = {{"Fotos/boda.mp4", 12, 1, 30},
+                  {"Fotos/Copias/boda (1).mp4", 12, 1, 2},
+                  {"Fotos/viaje.mov", 11, 2, 20},
+                  {"Fotos/Copias/viaje.mov", 11, 2, 1},
+                  {"Fotos/otra.mov", 11, 3, 0}};
+    QStringList p;
+    for (const auto &photo : photos) {
+        p << tree.patternFile(photo.name, qint64(photo.megabytes) << 20, photo.seed);
+        QVERIFY(tree.setModificationTime(photo.name,
+                                         QDateTime::currentDateTimeUtc().addDays(-photo.daysOld)));
+    }
+    const QString keeperA = p[0], copyA = p[1], keeperB = p[2], copyB = p[3], unique = p[4];
     QVERIFY(app.start());
-    QVERIFY(app.click(QStringLiteral("card_duplicates")));
-    QCOMPARE(app.text(QStringLiteral("workspaceTitle")), QStringLiteral("Duplicados"));
-
-    QVERIFY(app.click(QStringLiteral("headerButton")));
-    QVERIFY2(app.waitFor([&] { return app.chooserIsOpen(); }, 3000), "the folder chooser opened");
-    QCOMPARE(app.text(QStringLiteral("chooserMessage")),
-             QStringLiteral("Velmora buscará archivos duplicados sin eliminarlos."));
-    QVERIFY(app.navigateChooser(tree.path(QStringLiteral("Fotos")), false));
-    QVERIFY(app.click(QStringLiteral("chooserAccept")));
+    QVERIFY(app.openModule("card_duplicates", "Duplicados"));
+    QVERIFY(app.chooseFolder(tree.path("Fotos"), true));
     QVERIFY(app.waitForScans(1));
+    QCOMPARE(app.cardValue("cardGroups"), "2");
+    QCOMPARE(app.cardValue("cardDuplicates"), "2");
 
-    QCOMPARE(app.cardValue(QStringLiteral("cardGroups")), QStringLiteral("2"));
-    QCOMPARE(app.cardValue(QStringLiteral("cardDuplicates")), QStringLiteral("2"));
     // The copies are chosen at once, the keepers never.
-    QCOMPARE(app.selectedRows(QStringLiteral("groupList"), "url"), QStringList({p.copyA, p.copyB}));
-    QQuickItem *keeper = app.row(QStringLiteral("groupList"), "url", p.keeperA);
-    QVERIFY(keeper);
-    app.clickItem(app.itemIn(keeper, QStringLiteral("rowCheckBox")));
-    QVERIFY2(!app.row(QStringLiteral("groupList"), "url", p.keeperA)->property("selected").toBool(),
+    QCOMPARE(app.selectedRows("groupList", "url"), QStringList({copyA, copyB}));
+    app.tickRow("groupList", "url", keeperA);
+    QVERIFY2(!app.row("groupList", "url", keeperA)->property("selected").toBool(),
              "the keeper cannot be chosen");
-
     // The user keeps one copy after all.
-    QQuickItem *copyB = app.row(QStringLiteral("groupList"), "url", p.copyB);
-    QVERIFY(app.clickItem(app.itemIn(copyB, QStringLiteral("rowCheckBox"))));
-    QCOMPARE(app.text(QStringLiteral("selectionHeadline")),
-             QStringLiteral("1 duplicado(s) seleccionados"));
-    QVERIFY(app.click(QStringLiteral("selectionActionButton")));
-    QCOMPARE(app.text(QStringLiteral("dialogTitle")),
-             QStringLiteral("¿Mover los duplicados seleccionados a la Papelera?"));
-    QVERIFY(app.click(QStringLiteral("dialogConfirmButton")));
-    QVERIFY(app.waitFor([&] { return !QFile::exists(p.copyA); }, 10000));
-
+    QVERIFY(app.tickRow("groupList", "url", copyB));
+    QCOMPARE(app.text("selectionHeadline"), "1 duplicado(s) seleccionados");
+    QVERIFY(app.confirmSelectionAction(kTrashTitle));
+    VERIFY_TEXT(app, "statusLine", "1 duplicado(s) enviados a la Papelera.");
+    QCOMPARE(app.cardValue("cardGroups"), "1");
     QCOMPARE(app.trashNames(), QStringList({"boda (1).mp4"}));
-    QCOMPARE(app.trashInfoPath(QStringLiteral("boda (1).mp4")), p.copyA);
-    for (const QString &kept : {p.keeperA, p.keeperB, p.copyB, p.unique})
-        QVERIFY2(QFile::exists(kept), qPrintable(kept));
-    QVERIFY(app.waitFor(
-        [&] { return app.cardValue(QStringLiteral("cardGroups")) == QStringLiteral("1"); }, 3000));
-    QCOMPARE(app.text(QStringLiteral("statusLine")),
-             QStringLiteral("1 duplicado(s) enviados a la Papelera."));
+    QCOMPARE(app.trashInfoPath("boda (1).mp4"), copyA);
 
-    QVERIFY(app.click(QStringLiteral("backButton")));
-    QCOMPARE(app.text(QStringLiteral("activityBanner")), QStringLiteral("Duplicados terminado."));
-}
-
-void TestDuplicatesJourney::fromSidebarTrashesEveryProposedCopy()
-{
-    AppJourney app;
-    TreeBuilder tree(app.home());
-    const Photos p = makePhotos(tree);
-    QVERIFY(app.start());
-    QVERIFY(app.click(QStringLiteral("sidebar_duplicates")));
-    QCOMPARE(app.text(QStringLiteral("workspaceTitle")), QStringLiteral("Duplicados"));
-
-    QVERIFY(app.click(QStringLiteral("headerButton")));
-    QVERIFY(app.waitFor([&] { return app.chooserIsOpen(); }, 3000));
-    QVERIFY(app.navigateChooser(tree.path(QStringLiteral("Fotos")), true));
-    QVERIFY(app.click(QStringLiteral("chooserAccept")));
-    QVERIFY(app.waitForScans(1));
-    QCOMPARE(app.text(QStringLiteral("selectionHeadline")),
-             QStringLiteral("2 duplicado(s) seleccionados"));
-
-    QVERIFY(app.click(QStringLiteral("selectionActionButton")));
-    QVERIFY(app.click(QStringLiteral("dialogConfirmButton")));
-    QVERIFY(app.waitFor([&] { return !QFile::exists(p.copyA) && !QFile::exists(p.copyB); }, 10000));
+    // Then that one too.
+    QVERIFY(app.tickRow("groupList", "url", copyB));
+    QVERIFY(app.confirmSelectionAction(kTrashTitle));
+    QVERIFY(app.waitForItem("emptyState", 10000));
     QCOMPARE(app.trashNames(), QStringList({"boda (1).mp4", "viaje.mov"}));
-    QCOMPARE(app.trashInfoPath(QStringLiteral("viaje.mov")), p.copyB);
-    for (const QString &kept : {p.keeperA, p.keeperB, p.unique})
+    QCOMPARE(app.trashInfoPath("viaje.mov"), copyB);
+    for (const QString &kept : {keeperA, keeperB, unique})
         QVERIFY2(QFile::exists(kept), qPrintable(kept));
-    QVERIFY(app.waitFor([&] { return app.item(QStringLiteral("emptyState")) != nullptr; }, 3000));
-    QCOMPARE(app.cardValue(QStringLiteral("cardGroups")), QStringLiteral("0"));
-
-    QVERIFY(app.click(QStringLiteral("backButton")));
-    QCOMPARE(app.text(QStringLiteral("activityBanner")), QStringLiteral("Duplicados terminado."));
+    QCOMPARE(app.cardValue("cardGroups"), "0");
+    QVERIFY(app.click("backButton"));
+    QCOMPARE(app.text("activityBanner"), "Duplicados terminado.");
 }
 
 void TestDuplicatesJourney::stopShowsProgressAndKeepsOnlyProvenGroups()
 {
     AppJourney app;
     TreeBuilder tree(app.home());
-    // Two identical 2 GiB images: comparing and hashing them takes seconds. Only
-    // their first 16 MiB have blocks on disk (enough to pass the size threshold);
-    // the rest is a hole, so the test needs no free space to speak of.
-    const qint64 logical = qint64(2) << 30;
-    for (const char *name : {"Discos/uno.img", "Discos/dos.img"}) {
-        const QString image = tree.allocatedFile(QString::fromLatin1(name), qint64(16) << 20);
-        QVERIFY(QFile::resize(image, logical));
-        QCOMPARE(QFileInfo(image).size(), logical);
-    }
+    for (const char *name : {"Discos/uno.img", "Discos/dos.img"})
+        tree.allocatedFile(QString::fromLatin1(name), qint64(12) << 20);
+    ContentComparison::setReadHook(&Gate::hold);
+    const auto release = qScopeGuard([] {
+        ContentComparison::setReadHook(nullptr);
+        Gate::open.release(16);
+    });
     QVERIFY(app.start());
-    QVERIFY(app.click(QStringLiteral("sidebar_duplicates")));
-    QVERIFY(app.click(QStringLiteral("headerButton")));
-    QVERIFY(app.waitFor([&] { return app.chooserIsOpen(); }, 3000));
-    QVERIFY(app.navigateChooser(tree.path(QStringLiteral("Discos")), false));
-    QVERIFY(app.click(QStringLiteral("chooserAccept")));
+    QVERIFY(app.openModule("sidebar_duplicates", "Duplicados"));
+    QVERIFY(app.chooseFolder(tree.path("Discos"), false));
 
-    // While it compares, the second line counts what it has read.
+    // While it compares (held at the gate), the second line counts what it has read.
     QVERIFY2(app.waitFor([&] {
-        return app.text(QStringLiteral("scanDetail")).contains(QStringLiteral(" comparados")) &&
-               !app.text(QStringLiteral("scanDetail")).contains(QStringLiteral(" 0 KB"));
+        return app.text("scanDetail").endsWith(" comparados") &&
+               !app.text("scanDetail").contains(" 0 KB");
     }),
-             qPrintable(app.text(QStringLiteral("scanDetail"))));
-    QVERIFY(app.click(QStringLiteral("stopButton")));
+             qPrintable(app.text("scanDetail")));
+    QVERIFY(app.click("stopButton"));
+    Gate::open.release(2);
     QVERIFY(app.waitForScans(1));
     // The pair was not proven identical yet: nothing is offered.
-    QCOMPARE(app.cardValue(QStringLiteral("cardGroups")), QStringLiteral("0"));
-    QCOMPARE(app.text(QStringLiteral("statusLine")),
-             QStringLiteral("Análisis detenido: 0 copia(s) seleccionadas de los duplicados "
-                            "confirmados hasta el momento."));
-    QVERIFY(app.item(QStringLiteral("stopButton")) == nullptr ||
-            !app.item(QStringLiteral("stopButton"))->isVisible());
-    QVERIFY(app.click(QStringLiteral("backButton")));
-    QCOMPARE(app.text(QStringLiteral("activityBanner")), QStringLiteral("Duplicados terminado."));
+    QCOMPARE(app.cardValue("cardGroups"), "0");
+    QCOMPARE(app.text("statusLine"), "Análisis detenido: 0 copia(s) seleccionadas de los "
+                                     "duplicados confirmados hasta el momento.");
+    QVERIFY(!app.item("stopButton"));
+    QVERIFY(app.click("backButton"));
+    QCOMPARE(app.text("activityBanner"), "Duplicados terminado.");
 }
 
 QTEST_MAIN(TestDuplicatesJourney)
