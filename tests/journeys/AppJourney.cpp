@@ -1,9 +1,11 @@
 #include "AppJourney.h"
 
+#include <QAbstractItemModelTester>
 #include <QCoreApplication>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QMetaProperty>
 #include <QQuickItem>
 #include <QQuickWindow>
 #include <QTest>
@@ -187,7 +189,23 @@ void AppJourney::key(int key)
 
 bool AppJourney::openModule(const QString &entry, const QString &title)
 {
-    return click(entry) && waitForText(QStringLiteral("workspaceTitle"), title, 3000);
+    if (!click(entry) || !waitForText(QStringLiteral("workspaceTitle"), title, 3000))
+        return false;
+    watchModels();
+    return true;
+}
+
+void AppJourney::watchModels() const
+{
+    for (const QObject *owner : {screen(), scanner()}) {
+        const QMetaObject *meta = owner ? owner->metaObject() : nullptr;
+        for (int i = 0; meta && i < meta->propertyCount(); ++i) {
+            auto *model = meta->property(i).read(owner).value<QAbstractItemModel *>();
+            if (model && !model->findChild<QAbstractItemModelTester *>())
+                new QAbstractItemModelTester(
+                    model, QAbstractItemModelTester::FailureReportingMode::QtTest, model);
+        }
+    }
 }
 
 bool AppJourney::chooseFolder(const QString &folder, bool highlightLast)

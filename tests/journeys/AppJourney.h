@@ -66,6 +66,9 @@ public:
     // a folder chosen in the chooser, a row's box ticked, the selection's action
     // confirmed (after its dialog showed that title, when one is given).
     bool openModule(const QString &entry, const QString &title);
+    // Holds every list model of the open module's screen and scanner to the
+    // item-model rules from now on (openModule does it by itself).
+    void watchModels() const;
     bool chooseFolder(const QString &folder, bool highlightLast);
     bool tickRow(const QString &list, const char *role, const QString &value);
     bool confirmSelectionAction(const QString &dialogTitle = {});

@@ -89,6 +89,7 @@ void TestFullAnalysisJourney::runOpenModulesAndComeBack()
     // Large files, on the run's results: act there.
     QVERIFY(review(app, "resultLargeFiles"));
     VERIFY_TEXT(app, "workspaceTitle", "Archivos grandes");
+    app.watchModels();
     QCOMPARE(app.text("backButton"), "Resumen del análisis");
     QVERIFY(app.tickRow("fileList", "url", movie));
     QVERIFY(app.confirmSelectionAction());
@@ -109,6 +110,7 @@ void TestFullAnalysisJourney::runOpenModulesAndComeBack()
     for (const auto &[card, title] : modules) {
         QVERIFY2(review(app, card), qPrintable(card));
         VERIFY_TEXT(app, "workspaceTitle", title);
+        app.watchModels();
         if (card == "resultDuplicates")
             QCOMPARE(app.cardValue("cardGroups"), "1");
         else if (card == "resultCleanup")
