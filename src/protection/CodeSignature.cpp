@@ -7,6 +7,7 @@
 #include "SealedResources.h"
 
 #include <QFile>
+#include <QFileInfo>
 #include <QHash>
 #include <fcntl.h>
 #include <memory>
@@ -123,22 +124,30 @@ std::optional<Directory> readDirectory(const QByteArray &bytes)
     d.hashSize = static_cast<unsigned char>(bytes.at(36));
     const int hashType = static_cast<unsigned char>(bytes.at(37));
     d.pageShift = static_cast<unsigned char>(bytes.at(39));
+    // Each hash type has one size: shorter hashes of a known type are a
+    // weaker seal than the type promises.
+    int typeSize = 0;
     switch (hashType) {
     case 1:
         d.digest = EVP_sha1();
+        typeSize = 20;
         break;
     case 2:
-    case 3: // SHA-256 truncated to the hash size
         d.digest = EVP_sha256();
+        typeSize = 32;
+        break;
+    case 3: // SHA-256 cut to the size of a SHA-1
+        d.digest = EVP_sha256();
+        typeSize = 20;
         break;
     case 4:
         d.digest = EVP_sha384();
+        typeSize = 48;
         break;
     default:
         return std::nullopt;
     }
-    if (d.hashSize <= 0 || d.hashSize > EVP_MD_get_size(d.digest) || d.pageShift > 24 ||
-        (d.pageShift != 0 && d.pageShift < 9))
+    if (d.hashSize != typeSize || d.pageShift > 24 || (d.pageShift != 0 && d.pageShift < 9))
         return std::nullopt;
     if (version >= 0x20200 && bytes.size() >= 52) {
         const quint32 teamOffset = big32(bytes, 48);
@@ -218,14 +227,24 @@ struct Context
     }
 };
 
-// The special slots that are filled must match what they stand for.
+bool isFilled(const Directory &d, int special)
+{
+    const QByteArray hash = slotHash(d, -special);
+    return special <= int(d.specialSlots) && hash.count('\0') != hash.size();
+}
+
+// The special slots that are filled must match what they stand for, and a
+// bundle's code must bind its Info.plist and seal its resources: without them
+// everything beside the executable could change and the signature still hold.
 bool specialSlotsMatch(const Directory &d, const Blobs &blobs, const Context &ctx,
                        const std::optional<QByteArray> &infoSection)
 {
+    if (!ctx.contents.isEmpty() && (!isFilled(d, kSpecialInfo) || !isFilled(d, kSpecialResources)))
+        return false;
     for (int k = 1; k <= int(d.specialSlots); ++k) {
-        const QByteArray expected = slotHash(d, -k);
-        if (expected.count('\0') == expected.size())
+        if (!isFilled(d, k))
             continue; // an empty slot: nothing of that kind is sealed
+        const QByteArray expected = slotHash(d, -k);
         std::optional<QByteArray> actual;
         switch (k) {
         case kSpecialInfo:
@@ -305,11 +324,14 @@ std::optional<QString> codeOf(const QString &path)
         return path;
     if (!S_ISDIR(st.st_mode))
         return std::nullopt;
+    // Without an information list naming it, the code is named after the
+    // bundle, as the system finds it: a deleted or unreadable Info.plist must
+    // leave the code to be checked, not hide it.
     const std::optional<BundleInfo> info = BundleInfo::read(path);
-    if (!info)
-        return std::nullopt;
+    const QString name = info && info->info.contains(QStringLiteral("CFBundleExecutable"))
+                             ? info->string(QStringLiteral("CFBundleExecutable"))
+                             : QFileInfo(path).completeBaseName();
     // The executable's name must stay inside Contents/MacOS.
-    const QString name = info->string(QStringLiteral("CFBundleExecutable"));
     if (name.isEmpty() || name == QLatin1String(".") || name == QLatin1String("..") ||
         name.contains(QLatin1Char('/')) || name.contains(QChar(0)))
         return std::nullopt;

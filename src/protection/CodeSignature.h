@@ -19,7 +19,8 @@ struct SignatureInformation
 namespace CodeSignature {
 
 // The code of an item: a bundle's main executable (Contents/MacOS/ and its
-// CFBundleExecutable), or the file itself. Nothing for a bundle without one.
+// CFBundleExecutable, else the bundle's own name), or the file itself. Nothing
+// when the name would lead out of Contents/MacOS.
 std::optional<QString> codeOf(const QString &path);
 
 // Never throws; every failure is folded into the answer.

@@ -6,11 +6,13 @@
 #include "FileLocation.h"
 #include "FileWalker.h"
 #include "PropertyList.h"
+#include "WalkControl.h"
 
-#include <QRegularExpression>
 #include <QSet>
 #include <QVariantMap>
 #include <fcntl.h>
+#include <memory>
+#include <regex.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -22,25 +24,41 @@ namespace {
 // sparse giant would stall the scan.
 constexpr qint64 kMaxSealedFileBytes = qint64(2) << 30;
 
+// A rule's pattern is a POSIX extended expression, as where the seal was made:
+// searched for anywhere in the path unless anchored, `$` only at its very end
+// (a name that ends in a line break is not ".DS_Store"), `.` any character.
+using Pattern = std::shared_ptr<regex_t>;
+
+Pattern compiled(const QString &source)
+{
+    auto *re = new regex_t;
+    if (regcomp(re, source.toUtf8().constData(), REG_EXTENDED | REG_NOSUB) != 0) {
+        delete re;
+        return nullptr;
+    }
+    return Pattern(re, [](regex_t *r) {
+        regfree(r);
+        delete r;
+    });
+}
+
 struct Rule
 {
-    QRegularExpression pattern;
+    Pattern pattern;
     bool omit = false;
     double weight = 1;
 };
 
-QList<Rule> rulesOf(const QVariantMap &seal)
+// The rules that go with the listed files: "rules2" for "files2", else the
+// first version's. A rule that cannot be read leaves unknown what the seal
+// covers, so the seal cannot be checked.
+std::optional<QList<Rule>> rulesOf(const QVariantMap &source)
 {
-    QVariantMap source = seal.value(QStringLiteral("rules2")).toMap();
-    if (source.isEmpty())
-        source = seal.value(QStringLiteral("rules")).toMap();
-    if (source.isEmpty())
-        source.insert(QStringLiteral("^.*"), true);
     QList<Rule> rules;
     for (auto it = source.cbegin(); it != source.cend(); ++it) {
-        Rule rule{QRegularExpression(it.key()), false, 1};
-        if (!rule.pattern.isValid())
-            continue;
+        Rule rule{compiled(it.key()), false, 1};
+        if (!rule.pattern)
+            return std::nullopt;
         if (it.value().typeId() == QMetaType::QVariantMap) {
             const QVariantMap options = it.value().toMap();
             rule.omit = options.value(QStringLiteral("omit")).toBool();
@@ -49,15 +67,19 @@ QList<Rule> rulesOf(const QVariantMap &seal)
         }
         rules.append(rule);
     }
+    if (rules.isEmpty()) // no rules: every file is sealed
+        rules.append(Rule{compiled(QStringLiteral("^.*")), false, 1});
     return rules;
 }
 
 // Whether a file that the seal does not list should have been listed.
 bool mustBeSealed(const QList<Rule> &rules, const QString &relative)
 {
+    const QByteArray path = FileLocation::encode(relative);
     const Rule *best = nullptr;
     for (const Rule &rule : rules)
-        if (rule.pattern.match(relative).hasMatch() && (!best || rule.weight > best->weight))
+        if (regexec(rule.pattern.get(), path.constData(), 0, nullptr, 0) == 0 &&
+            (!best || rule.weight > best->weight))
             best = &rule;
     return best && !best->omit;
 }
@@ -120,34 +142,45 @@ bool verify(const QString &contents, const QByteArray &codeResources, const QStr
     const std::optional<QVariantMap> seal = PropertyList::fromData(codeResources);
     if (!seal)
         return false;
-    QVariantMap files = seal->value(QStringLiteral("files2")).toMap();
-    if (files.isEmpty())
-        files = seal->value(QStringLiteral("files")).toMap();
+    const bool second = seal->contains(QStringLiteral("files2"));
+    const QVariantMap files =
+        seal->value(second ? QStringLiteral("files2") : QStringLiteral("files")).toMap();
+    const std::optional<QList<Rule>> rules =
+        rulesOf(seal->value(second ? QStringLiteral("rules2") : QStringLiteral("rules")).toMap());
+    if (!rules)
+        return false;
     for (auto it = files.cbegin(); it != files.cend(); ++it)
         if (!entryMatches(contents, it.key(), it.value()))
             return false;
 
     // Nothing added: every file inside Contents is listed, left out by the
-    // rules, the signature itself, the main executable, or inside nested code.
-    const QList<Rule> rules = rulesOf(*seal);
+    // rules, the main executable, or inside listed nested code. Left out at the
+    // top: the signature, the link to its seal that old bundles kept, and the
+    // store's receipt, added after signing.
+    static const QStringList kUnsealed{QStringLiteral("_CodeSignature"),
+                                       QStringLiteral("CodeResources"),
+                                       QStringLiteral("_MASReceipt")};
     const QString executableRelative = executable.mid(contents.size() + 1);
     bool added = false;
-    FileWalker::walk(contents, 0, [&](const EntryInfo &entry) {
+    const auto visit = [&](const EntryInfo &entry) {
         const QString relative = entry.path.mid(contents.size() + 1);
-        if (relative == QLatin1String("_CodeSignature"))
+        if (kUnsealed.contains(relative))
             return FileWalker::Action::SkipDescendants;
         if (entry.isDirectory)
             return files.contains(relative) ? FileWalker::Action::SkipDescendants
                                             : FileWalker::Action::Continue;
-        if (relative == executableRelative || files.contains(relative))
+        if (relative == executableRelative || files.contains(relative) ||
+            !mustBeSealed(*rules, relative))
             return FileWalker::Action::Continue;
-        if (mustBeSealed(rules, relative)) {
-            added = true;
-            return FileWalker::Action::Stop;
-        }
-        return FileWalker::Action::Continue;
-    });
-    return !added;
+        added = true;
+        return FileWalker::Action::Stop;
+    };
+    // A folder that cannot be listed may hold anything, and a walk cut short by
+    // a stopped scan did not look everywhere: neither shows the seal whole.
+    bool unread = false;
+    const bool walked =
+        FileWalker::walk(contents, 0, visit, [&](const QString &, int) { unread = true; });
+    return walked && !added && !unread && !WalkControl::stopRequested();
 }
 
 } // namespace SealedResources

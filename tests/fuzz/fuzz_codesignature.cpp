@@ -86,7 +86,7 @@ int main(int argc, char **argv)
     MachOSigner::Options cms = team;
     cms.cms = true;
     MachOSigner::Options sha1;
-    sha1.sha1 = true;
+    sha1.hashType = 1;
     seeds.push_back(MachOSigner::signedSlice(true, team));
     seeds.push_back(MachOSigner::signedSlice(false, sha1));
     seeds.push_back(MachOSigner::signedSlice(true, cms));

@@ -1,59 +1,56 @@
 #include "CodeSignature.h"
 #include "MachOSigner.h"
-#include "PropertyList.h"
 #include "TestEnvironment.h"
 #include "TreeBuilder.h"
+#include "WalkControl.h"
 
 #include <QFile>
+#include <QtEndian>
 #include <QtTest>
+#include <functional>
 
 namespace {
 
 const QString kFixtures = QStringLiteral(VELMORA_SOURCE_DIR "/tests/protection/fixtures/");
-
-QString write(const QString &path, const QByteArray &bytes)
-{
-    QFile f(path);
-    f.open(QIODevice::WriteOnly);
-    f.write(bytes);
-    return path;
-}
+// NotValid: either of the first two, as a file cut short may still show its headers.
+constexpr int None = 0, Broken = 1, Valid = 2, NotValid = 3;
+// Checked as root, as "nobody" (to whom a closed folder is closed), during a stopped scan.
+constexpr int Root = 0, Nobody = 1, Stopping = 2;
+using Make = std::function<QString(TreeBuilder &)>; // what to check, in a private folder
+using Tamper = std::function<void(TreeBuilder &contents)>;
 
 QByteArray readAll(const QString &path)
 {
     QFile f(path);
-    f.open(QIODevice::ReadOnly);
-    return f.readAll();
+    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
 }
 
-// A copy of `bytes` with one byte changed at `at`.
 QByteArray flipped(QByteArray bytes, qint64 at)
 {
     bytes[at] = char(bytes.at(at) ^ 0x5a);
     return bytes;
 }
 
-void expectValid(const SignatureInformation &info, const QString &identifier,
-                 const std::optional<QString> &team = std::nullopt)
-{
-    QVERIFY(info.wasCreated);
-    QVERIFY(info.isValid);
-    QCOMPARE(info.identifier, std::optional<QString>(identifier));
-    QCOMPARE(info.teamIdentifier, team);
-    QCOMPARE(info.description, QStringLiteral("Firma digital válida"));
-}
+const MachOSigner::Options kViewer = [] {
+    MachOSigner::Options o;
+    o.identifier = "com.example.viewer";
+    o.team = QStringLiteral("TEAM123456");
+    o.links = {{"Resources/Current", "es.lproj/Main.strings"}};
+    return o;
+}();
 
-void expectBroken(const SignatureInformation &info)
+// A signed bundle with a sealed link, then changed inside its Contents folder.
+Make bundle(const Tamper &tamper, bool withFiles = true)
 {
-    QVERIFY(info.wasCreated);
-    QVERIFY(!info.isValid);
-    QCOMPARE(info.description, QStringLiteral("Firma presente; validación incompleta"));
-}
-
-void expectNone(const SignatureInformation &info)
-{
-    QCOMPARE(info, SignatureInformation{});
-    QCOMPARE(info.description, QStringLiteral("Sin firma verificable"));
+    return [=](TreeBuilder &t) {
+        const QMap<QString, QByteArray> files{{"Resources/icon.icns", "icon"},
+                                              {"Resources/es.lproj/Main.strings", "hola"}};
+        MachOSigner::writeBundle(t.path("Viewer.app"), "Viewer",
+                                 withFiles ? files : decltype(files)(), kViewer);
+        TreeBuilder contents(t.path("Viewer.app/Contents"));
+        tamper(contents);
+        return t.path("Viewer.app");
+    };
 }
 
 } // namespace
@@ -63,170 +60,193 @@ class TestCodeSignature : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void signaturesMadeByLlvm();
-    void ourSignaturesEveryShape();
-    void sealedBundles();
-    void hostileFiles();
+    void signatures_data();
+    void signatures();
 };
 
-void TestCodeSignature::signaturesMadeByLlvm()
+void TestCodeSignature::signatures_data()
 {
-    // Signed ad-hoc by Debian's LLVM 15 (make-fixtures.sh): SHA-256, no team.
-    expectValid(CodeSignature::signatureInformation(kFixtures + "llvm-adhoc-arm64"),
-                "llvm-adhoc-arm64");
-    expectValid(CodeSignature::signatureInformation(kFixtures + "llvm-adhoc-x86_64"),
-                "llvm-adhoc-x86_64");
-    // lipo puts x86_64 first: the identity is the first slice's.
-    expectValid(CodeSignature::signatureInformation(kFixtures + "llvm-adhoc-universal"),
-                "llvm-adhoc-x86_64");
-    expectNone(CodeSignature::signatureInformation(kFixtures + "llvm-unsigned-x86_64"));
-
-    // One byte of code changed: still signed, no longer valid, still identified.
-    TestEnvironment env;
-    const QByteArray thin = readAll(kFixtures + "llvm-adhoc-arm64");
-    const SignatureInformation tampered =
-        CodeSignature::signatureInformation(write(env.home() + "/thin", flipped(thin, 0x300)));
-    expectBroken(tampered);
-    QCOMPARE(tampered.identifier, std::optional<QString>(QStringLiteral("llvm-adhoc-arm64")));
-    // In a universal file every slice is checked, the second as well as the first.
-    const QByteArray fat = readAll(kFixtures + "llvm-adhoc-universal");
-    const auto sliceOffset = [&fat](int i) {
-        const auto *u = reinterpret_cast<const unsigned char *>(fat.constData() + 16 + 20 * i);
-        return qint64(u[0]) << 24 | qint64(u[1]) << 16 | qint64(u[2]) << 8 | u[3];
+    QTest::addColumn<Make>("make");
+    QTest::addColumn<int>("verdict");
+    QTest::addColumn<QString>("identifier"); // of a broken signature: empty leaves it unchecked
+    QTest::addColumn<QString>("team");
+    QTest::addColumn<int>("checker");
+    const auto file = [](const char *name, const QByteArray &bytes, int verdict,
+                         const QString &identifier = {}, const QString &team = {}) {
+        QTest::newRow(name) << Make([=](TreeBuilder &t) { return t.file("code", bytes); })
+                            << verdict << identifier << team << Root;
     };
-    for (int i : {0, 1}) {
-        const SignatureInformation info = CodeSignature::signatureInformation(
-            write(env.home() + "/fat", flipped(fat, sliceOffset(i) + 0x300)));
-        expectBroken(info);
-        QCOMPARE(info.identifier, std::optional<QString>(QStringLiteral("llvm-adhoc-x86_64")));
-    }
-}
+    // Signed ad-hoc by Debian's LLVM 15 (make-fixtures.sh): SHA-256, no team.
+    // lipo puts x86_64 first: a universal file's identity is its first slice's.
+    const QByteArray arm = readAll(kFixtures + "llvm-adhoc-arm64");
+    const QByteArray fat = readAll(kFixtures + "llvm-adhoc-universal");
+    const auto slice = [&](int i) { return qFromBigEndian<quint32>(fat.data() + 16 + 20 * i); };
+    file("llvm arm64", arm, Valid, "llvm-adhoc-arm64");
+    file("llvm universal", fat, Valid, "llvm-adhoc-x86_64");
+    file("llvm unsigned", readAll(kFixtures + "llvm-unsigned-x86_64"), None);
+    file("llvm code changed", flipped(arm, 0x300), Broken, "llvm-adhoc-arm64");
+    file("llvm first slice changed", flipped(fat, slice(0) + 768), Broken, "llvm-adhoc-x86_64");
+    file("llvm second slice changed", flipped(fat, slice(1) + 768), Broken, "llvm-adhoc-x86_64");
 
-void TestCodeSignature::ourSignaturesEveryShape()
-{
-    TestEnvironment env;
-    MachOSigner::Options team;
-    team.identifier = "com.example.tool";
+    MachOSigner::Options team, sha1, hashed;
     team.team = QStringLiteral("ABCDE12345");
     team.entitlements = QByteArray("<plist><dict/></plist>");
-    team.embeddedInfo = QByteArray("<plist><dict><key>CFBundleIdentifier</key>"
-                                   "<string>com.example.tool</string></dict></plist>");
+    team.embeddedInfo = QByteArray("<plist><dict><key>K</key><string>V</string></dict></plist>");
     MachOSigner::Options cms = team;
     cms.cms = true;
-    MachOSigner::Options sha1;
-    sha1.sha1 = true;
+    sha1.hashType = 1;
     sha1.identifier = "com.example.old";
-
     const QByteArray thin64 = MachOSigner::signedSlice(true, team);
     const QByteArray thin32 = MachOSigner::signedSlice(false, sha1);
     const QByteArray withCms = MachOSigner::signedSlice(true, cms, 20000);
-    expectValid(CodeSignature::signatureInformation(write(env.home() + "/t64", thin64)),
-                "com.example.tool", QStringLiteral("ABCDE12345"));
-    expectValid(CodeSignature::signatureInformation(write(env.home() + "/t32", thin32)),
-                "com.example.old");
-    expectValid(CodeSignature::signatureInformation(write(env.home() + "/cms", withCms)),
-                "com.example.tool", QStringLiteral("ABCDE12345"));
-    expectValid(CodeSignature::signatureInformation(
-                    write(env.home() + "/fat", MachOSigner::universal({thin32, thin64}))),
-                "com.example.old");
+    file("team", thin64, Valid, "com.example.tool", "ABCDE12345");
+    file("32-bit sha1", thin32, Valid, "com.example.old");
+    file("cms", withCms, Valid, "com.example.tool", "ABCDE12345");
+    file("universal", MachOSigner::universal({thin32, thin64}), Valid, "com.example.old");
+    for (const auto &[name, type, size, verdict] :
+         {std::tuple("sha256 cut to 20 bytes", 3, 0, Valid), std::tuple("sha384", 4, 0, Valid),
+          std::tuple("sha256 hashes cut short", 2, 20, Broken),
+          std::tuple("unknown hash type", 9, 32, Broken)}) {
+        hashed.hashType = type;
+        hashed.hashSize = size;
+        file(name, MachOSigner::signedSlice(true, hashed), verdict,
+             verdict == Valid ? "com.example.tool" : "");
+    }
+    // Each part the signature covers, changed.
+    file("code changed", flipped(thin64, 3000), Broken, "com.example.tool", "ABCDE12345");
+    file("embedded information changed", flipped(thin64, thin64.indexOf("<string>V")), Broken);
+    file("entitlements changed", flipped(thin64, thin64.indexOf("<plist><dict/>") + 2), Broken);
+    file("cms changed", flipped(withCms, withCms.size() - 400), Broken);
+    file("super blob magic", flipped(thin64, thin64.indexOf("\xfa\xde\x0c\xc0") + 1), Broken);
+    file("directory magic", flipped(thin64, thin64.indexOf("\xfa\xde\x0c\x02") + 1), Broken);
+    file("a slice unsigned", MachOSigner::universal({thin64, MachOSigner::unsignedSlice(false)}),
+         Broken);
+    // Hostile files: a clean answer each time.
+    file("text", "#!/bin/sh\n", None);
+    file("a million architectures", QByteArray("\xca\xfe\xba\xbe\x00\x0f\x42\x40", 8), None);
+    QByteArray past = MachOSigner::universal({thin64});
+    past[16] = '\x7f'; // the slice's offset, far beyond the file
+    file("slice past the end", past, None);
+    QByteArray outside = thin64; // the signature's command pointing past the end
+    outside[outside.indexOf(QByteArray("\x1d\x00\x00\x00\x10\x00\x00\x00", 8)) + 11] = '\x70';
+    file("signature past the end", outside, Broken);
+    for (qint64 cut = 0; cut < thin64.size(); cut += 97)
+        file(qPrintable(QStringLiteral("cut at %1").arg(cut)), thin64.left(cut), NotValid);
 
-    // Each part the signature covers, changed: code, the embedded information
-    // list, the entitlements blob, the CMS signature, a blob header.
-    const auto broken = [&](const QByteArray &bytes, const char *name) {
-        expectBroken(CodeSignature::signatureInformation(write(env.home() + "/" + name, bytes)));
+    const auto row = [](const char *name, int verdict, const Tamper &tamper, int checker = Root,
+                        bool withFiles = true) {
+        QTest::newRow(name) << bundle(tamper, withFiles) << verdict
+                            << QStringLiteral("com.example.viewer") << QStringLiteral("TEAM123456")
+                            << checker;
     };
-    broken(flipped(thin64, 3000), "code");
-    broken(flipped(thin32, 3000), "code32");
-    const qint64 info = thin64.indexOf("<string>com.example.tool");
-    broken(flipped(thin64, info + 3), "embedded");
-    const qint64 ents = thin64.indexOf("<plist><dict/>");
-    broken(flipped(thin64, ents + 2), "entitlements");
-    const qint64 cmsAt = withCms.indexOf("\xfa\xde\x0b\x01");
-    broken(flipped(withCms, withCms.size() - 400), "cms");
-    QVERIFY(cmsAt > 0);
-    const qint64 superBlob = thin64.indexOf("\xfa\xde\x0c\xc0");
-    broken(flipped(thin64, superBlob + 1), "magic");
-    const qint64 directory = thin64.indexOf("\xfa\xde\x0c\x02");
-    broken(flipped(thin64, directory + 1), "directory");
-    // A second slice unsigned inside a universal file.
-    broken(MachOSigner::universal({thin64, MachOSigner::unsignedSlice(false)}), "halfsigned");
-    expectNone(CodeSignature::signatureInformation(
-        write(env.home() + "/plain", MachOSigner::unsignedSlice(true))));
+    const auto add = [](const char *name) { return [=](TreeBuilder &t) { t.file(name); }; };
+    const auto remove = [](const char *name) {
+        return [=](TreeBuilder &t) { QFile::remove(t.path(name)); };
+    };
+    const auto change = [](const char *name, qint64 at) {
+        return [=](TreeBuilder &t) { t.file(name, flipped(readAll(t.path(name)), at)); };
+    };
+    const auto link = [](const char *target) {
+        return [=](TreeBuilder &t) {
+            QFile::remove(t.path("Resources/Current"));
+            t.symlink("Resources/Current", target);
+        };
+    };
+    const auto signedAgain = [](bool sealed, bool bound) {
+        return [=](TreeBuilder &t) {
+            MachOSigner::Options o = kViewer;
+            if (sealed)
+                o.codeResources = readAll(t.path("_CodeSignature/CodeResources"));
+            if (bound)
+                o.infoPlist = readAll(t.path("Info.plist"));
+            t.file("MacOS/Viewer", MachOSigner::signedSlice(true, o));
+        };
+    };
+    const auto closed = [](TreeBuilder &t) {
+        QVERIFY(QFile::setPermissions(t.file("Resources/closed/payload"), {}));
+        QVERIFY(QFile::setPermissions(t.path("Resources/closed"), {}));
+    };
+    row("untouched", Valid, [](TreeBuilder &) {});
+    row("signed again whole", Valid, signedAgain(true, true));
+    row(".DS_Store, left out by the rules", Valid, add("Resources/.DS_Store"));
+    row("PkgInfo, left out by the rules", Valid, add("PkgInfo"));
+    row("store receipt, added after signing", Valid, add("_MASReceipt/receipt"));
+    row("code changed", Broken, change("MacOS/Viewer", 3000));
+    row("Info.plist changed", Broken, change("Info.plist", 100));
+    row("Info.plist deleted", Broken, remove("Info.plist"));
+    row("seal changed", Broken, change("_CodeSignature/CodeResources", 100));
+    row("seal deleted", Broken, remove("_CodeSignature/CodeResources"));
+    row("resources not sealed by the code", Broken, signedAgain(false, true));
+    row("Info.plist not bound by the code", Broken, signedAgain(true, false));
+    row("sealed file changed", Broken, change("Resources/icon.icns", 3));
+    row("sealed file removed", Broken, remove("Resources/es.lproj/Main.strings"));
+    row("file added", Broken, add("Resources/extra.dylib"));
+    row("file added beside the code", Broken, add("MacOS/helper"));
+    row("signature folder below the top", Broken, add("Resources/_CodeSignature/x"));
+    row("hidden file added", Broken, add(".hidden"));
+    row("hidden file added in a folder", Broken, add("Resources/.payload"));
+    row("file added in a hidden folder", Broken, add(".cache/payload"));
+    row("name that merely ends in .DS_Store", Broken, add("Resources/x.DS_Store"));
+    row(".DS_Store and a line break", Broken, add("Resources/.DS_Store\n"));
+    row("Info.plist below the top", Broken, add("Resources/Info.plist"));
+    row("link retargeted", Broken, link("icon.icns"));
+    row("link whose target ends with the sealed text", Broken, link("/tmp/es.lproj/Main.strings"));
+    row("link whose target starts with the sealed text", Broken, link("es.lproj/Main.strings~"));
+    row("link removed", Broken, remove("Resources/Current"));
+    row("link replaced by a file", Broken, [](TreeBuilder &t) {
+        QFile::remove(t.path("Resources/Current"));
+        t.file("Resources/Current", "hola");
+    });
+    row("link added", Broken, [](TreeBuilder &t) { t.symlink("Resources/Other", "icon.icns"); });
+    row("file added in a folder that cannot be listed", Broken, closed, Nobody);
+    row("file added, checked as the scan stops", Broken, add("Resources/extra"), Stopping, false);
+    row("code deleted", None, remove("MacOS/Viewer"));
+    // Code that the information list names outside Contents/MacOS is not the bundle's.
+    row("code named outside its folder", None, [](TreeBuilder &t) {
+        t.file("Resources/tool", MachOSigner::signedSlice(true, kViewer));
+        t.plist("Info.plist", {{"CFBundleExecutable", "../Resources/tool"}}, false);
+    });
 }
 
-void TestCodeSignature::sealedBundles()
+void TestCodeSignature::signatures()
 {
+    QFETCH(Make, make);
+    QFETCH(int, verdict);
+    QFETCH(QString, identifier);
+    QFETCH(QString, team);
+    QFETCH(int, checker);
+    if (checker == Nobody && runningAsRoot()) {
+        QString reason, output;
+        const bool passed = rerunUnprivileged(
+            qPrintable(QStringLiteral("signatures:%1").arg(QTest::currentDataTag())), &reason,
+            &output);
+        if (!reason.isEmpty())
+            QSKIP(qPrintable(reason));
+        QVERIFY2(passed, qPrintable(output));
+        return;
+    }
     TestEnvironment env;
     TreeBuilder tree(env.home());
-    MachOSigner::Options o;
-    o.identifier = "com.example.viewer";
-    o.team = QStringLiteral("TEAM123456");
-    const QMap<QString, QByteArray> resources{{"Resources/icon.icns", "icon"},
-                                              {"Resources/es.lproj/Main.strings", "hola"}};
-    const QString app = tree.path("Viewer.app");
-    QVERIFY(MachOSigner::writeBundle(app, "Viewer", resources, o));
-    expectValid(CodeSignature::signatureInformation(app), "com.example.viewer",
-                QStringLiteral("TEAM123456"));
-
-    // Left out by the seal's rules: nothing changes.
-    tree.file("Viewer.app/Contents/Resources/.DS_Store", "x");
-    QVERIFY(CodeSignature::signatureInformation(app).isValid);
-    // A sealed resource changed, one removed, one added, the Info.plist changed.
-    tree.file("Viewer.app/Contents/Resources/icon.icns", "icoN");
-    expectBroken(CodeSignature::signatureInformation(app));
-    tree.file("Viewer.app/Contents/Resources/icon.icns", "icon");
-    QVERIFY(CodeSignature::signatureInformation(app).isValid);
-    QVERIFY(QFile::remove(tree.path("Viewer.app/Contents/Resources/es.lproj/Main.strings")));
-    expectBroken(CodeSignature::signatureInformation(app));
-    tree.file("Viewer.app/Contents/Resources/es.lproj/Main.strings", "hola");
-    tree.file("Viewer.app/Contents/Resources/extra.dylib", "added");
-    expectBroken(CodeSignature::signatureInformation(app));
-    QVERIFY(QFile::remove(tree.path("Viewer.app/Contents/Resources/extra.dylib")));
-    QVERIFY(CodeSignature::signatureInformation(app).isValid);
-    QFile plist(tree.path("Viewer.app/Contents/Info.plist"));
-    QVERIFY(plist.open(QIODevice::Append));
-    plist.write("\n");
-    plist.close();
-    const SignatureInformation info = CodeSignature::signatureInformation(app);
-    expectBroken(info);
-    QCOMPARE(info.teamIdentifier, std::optional<QString>(QStringLiteral("TEAM123456")));
-
-    // Executables that the information list names badly: no code to inspect.
-    for (const QString &bad : {QStringLiteral("../Info.plist"), QStringLiteral(".."),
-                               QStringLiteral("a/b"), QString()}) {
-        const QString other = tree.path("Bad.app");
-        QVERIFY(MachOSigner::writeBundle(other, "Bad", {}, o));
-        QVERIFY(PropertyList::write(other + "/Contents/Info.plist", {{"CFBundleExecutable", bad}},
-                                    false));
-        expectNone(CodeSignature::signatureInformation(other));
-    }
-    expectNone(CodeSignature::signatureInformation(tree.path("Missing.app")));
-}
-
-void TestCodeSignature::hostileFiles()
-{
-    TestEnvironment env;
-    const QByteArray good = MachOSigner::signedSlice(true, MachOSigner::Options{});
-    expectNone(CodeSignature::signatureInformation(write(env.home() + "/text", "#!/bin/sh\n")));
-    expectNone(CodeSignature::signatureInformation(write(env.home() + "/empty", "")));
-    // A universal header that claims a million architectures, or slices past the end.
-    QByteArray absurd("\xca\xfe\xba\xbe\x00\x0f\x42\x40", 8);
-    expectNone(CodeSignature::signatureInformation(write(env.home() + "/absurd", absurd)));
-    QByteArray past = MachOSigner::universal({good});
-    past[8 + 8] = '\x7f'; // slice offset far beyond the file
-    expectNone(CodeSignature::signatureInformation(write(env.home() + "/past", past)));
-    // Truncated at every few hundred bytes: a clean answer each time.
-    for (qint64 cut = 0; cut < good.size(); cut += 97) {
-        const SignatureInformation info =
-            CodeSignature::signatureInformation(write(env.home() + "/cut", good.left(cut)));
-        QVERIFY(!info.isValid);
-    }
-    // The signature's command pointing past the end: present, not valid.
-    QByteArray outside = good;
-    const qint64 command = outside.indexOf(QByteArray("\x1d\x00\x00\x00\x10\x00\x00\x00", 8));
-    QVERIFY(command > 0);
-    outside[command + 11] = '\x70';
-    expectBroken(CodeSignature::signatureInformation(write(env.home() + "/outside", outside)));
+    const QString path = make(tree);
+    const WalkControl::Handle stopped = WalkControl::make();
+    stopped->stop = checker == Stopping;
+    const WalkControl::Scope scope(stopped);
+    const SignatureInformation info = CodeSignature::signatureInformation(path);
+    if (checker == Nobody) // the closed folder goes with the rest
+        QFile::setPermissions(path + "/Contents/Resources/closed",
+                              QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
+    const char *description[] = {"Sin firma verificable", "Firma presente; validación incompleta",
+                                 "Firma digital válida"};
+    QCOMPARE(info.isValid, verdict == Valid);
+    if (verdict == NotValid)
+        return;
+    QCOMPARE(info.wasCreated, verdict != None);
+    QCOMPARE(info.description, QString::fromUtf8(description[verdict]));
+    const bool named = verdict != None && !identifier.isEmpty();
+    if (verdict == Broken && !named)
+        return;
+    QCOMPARE(info.identifier, named ? std::optional(identifier) : std::nullopt);
+    QCOMPARE(info.teamIdentifier, named && !team.isEmpty() ? std::optional(team) : std::nullopt);
 }
 
 QTEST_GUILESS_MAIN(TestCodeSignature)

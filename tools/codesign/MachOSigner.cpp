@@ -11,6 +11,7 @@
 #include <openssl/pem.h>
 #include <openssl/rsa.h>
 #include <openssl/x509.h>
+#include <unistd.h>
 
 namespace MachOSigner {
 
@@ -42,6 +43,22 @@ QByteArray hashOf(const QByteArray &data, bool sha1)
 {
     return QCryptographicHash::hash(data,
                                     sha1 ? QCryptographicHash::Sha1 : QCryptographicHash::Sha256);
+}
+
+int sizeOf(const Options &o)
+{
+    if (o.hashSize > 0)
+        return o.hashSize;
+    return o.hashType == 1 || o.hashType == 3 ? 20 : o.hashType == 4 ? 48 : 32;
+}
+
+// A hash of the CodeDirectory's kind, cut to its size.
+QByteArray hashOf(const QByteArray &data, const Options &o)
+{
+    const auto algorithm = o.hashType == 1   ? QCryptographicHash::Sha1
+                           : o.hashType == 4 ? QCryptographicHash::Sha384
+                                             : QCryptographicHash::Sha256;
+    return QCryptographicHash::hash(data, algorithm).left(sizeOf(o));
 }
 
 QByteArray blob(quint32 magic, const QByteArray &payload)
@@ -86,21 +103,21 @@ QByteArray cmsSignature(const QByteArray &data)
 // The signature of `code` (every byte before the signature).
 QByteArray signature(const QByteArray &code, const Options &o)
 {
-    const int hashSize = o.sha1 ? 20 : 32;
+    const int hashSize = sizeOf(o);
     const QByteArray requirements = blob(0xfade0c01, be32(0)); // an empty requirement set
     const QByteArray entitlements =
         o.entitlements ? blob(0xfade7171, *o.entitlements) : QByteArray();
     QList<QByteArray> special(7); // slots 1..7, empty when absent
     if (o.infoPlist)
-        special[0] = hashOf(*o.infoPlist, o.sha1);
+        special[0] = hashOf(*o.infoPlist, o);
     else if (o.embeddedInfo)
-        special[0] = hashOf(*o.embeddedInfo, o.sha1);
+        special[0] = hashOf(*o.embeddedInfo, o);
     if (o.requirements)
-        special[1] = hashOf(requirements, o.sha1);
+        special[1] = hashOf(requirements, o);
     if (o.codeResources)
-        special[2] = hashOf(*o.codeResources, o.sha1);
+        special[2] = hashOf(*o.codeResources, o);
     if (o.entitlements)
-        special[4] = hashOf(entitlements, o.sha1);
+        special[4] = hashOf(entitlements, o);
     int specialSlots = 0;
     for (int k = 0; k < special.size(); ++k)
         if (!special[k].isEmpty())
@@ -125,7 +142,7 @@ QByteArray signature(const QByteArray &code, const Options &o)
     put32be(cd, 28, quint32(pages));
     put32be(cd, 32, quint32(code.size()));
     cd[36] = char(hashSize);
-    cd[37] = char(o.sha1 ? 1 : 2);
+    cd[37] = char(o.hashType);
     cd[39] = char(12);
     put32be(cd, 48, quint32(teamOffset));
     cd.replace(identOffset, ident.size(), ident);
@@ -135,7 +152,7 @@ QByteArray signature(const QByteArray &code, const Options &o)
         if (!special[k].isEmpty())
             cd.replace(hashOffset - (k + 1) * hashSize, hashSize, special[k]);
     for (int i = 0; i < pages; ++i)
-        cd.replace(hashOffset + i * hashSize, hashSize, hashOf(code.mid(i * 4096, 4096), o.sha1));
+        cd.replace(hashOffset + i * hashSize, hashSize, hashOf(code.mid(i * 4096, 4096), o));
 
     QList<std::pair<quint32, QByteArray>> blobs{{0, cd}};
     if (o.requirements)
@@ -264,6 +281,14 @@ bool writeBundle(const QString &bundle, const QString &executable,
             return false;
         files.insert(it.key(), QVariantMap{{QStringLiteral("hash"), hashOf(it.value(), true)},
                                            {QStringLiteral("hash2"), hashOf(it.value(), false)}});
+    }
+    for (auto it = options.links.cbegin(); it != options.links.cend(); ++it) {
+        const QString path = contents + QLatin1Char('/') + it.key();
+        QDir().mkpath(QFileInfo(path).path());
+        if (::symlink(QFile::encodeName(it.value()).constData(),
+                      QFile::encodeName(path).constData()) != 0)
+            return false;
+        files.insert(it.key(), QVariantMap{{QStringLiteral("symlink"), it.value()}});
     }
     const QVariantMap rules{
         {QStringLiteral("^.*"), true},

@@ -16,13 +16,17 @@ struct Options
 {
     QString identifier = QStringLiteral("com.example.tool");
     std::optional<QString> team;
-    bool sha1 = false; // SHA-1 CodeDirectory instead of SHA-256
-    bool cms = false;  // a CMS signature over the CodeDirectory
+    // The CodeDirectory's hash: 1 SHA-1, 2 SHA-256, 3 SHA-256 cut to 20 bytes,
+    // 4 SHA-384; any other number is written as given over SHA-256 hashes.
+    int hashType = 2;
+    int hashSize = 0; // 0: the type's own size; less cuts every hash short
+    bool cms = false; // a CMS signature over the CodeDirectory
     bool requirements = true;
     std::optional<QByteArray> entitlements;
     std::optional<QByteArray> infoPlist;     // sealed in slot 1 (bundles pass theirs)
     std::optional<QByteArray> codeResources; // sealed in slot 3
     std::optional<QByteArray> embeddedInfo;  // a __TEXT,__info_plist section
+    QMap<QString, QString> links;            // bundles: sealed links inside Contents, to their text
 };
 
 // One signed slice: a little code, then the signature.
@@ -33,8 +37,9 @@ QByteArray unsignedSlice(bool is64, int codeBytes = 9000);
 QByteArray universal(const QList<QByteArray> &slices);
 
 // A signed bundle at `bundle` (X.app): Contents/Info.plist naming `executable`,
-// the resources given (relative to Contents), _CodeSignature/CodeResources
-// sealing them, and the signed executable in Contents/MacOS.
+// the resources given (relative to Contents) and the options' links,
+// _CodeSignature/CodeResources sealing them, and the signed executable in
+// Contents/MacOS.
 bool writeBundle(const QString &bundle, const QString &executable,
                  const QMap<QString, QByteArray> &resources, Options options);
 
