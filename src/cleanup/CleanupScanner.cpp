@@ -81,6 +81,10 @@ void CleanupScanner::setItems(const QList<CleanupItem> &items)
     m_items.setItems(items);
     updateRecommendation();
     Q_EMIT itemsChanged();
+    // A removal shortened the list: the smart selection starts again on what
+    // is left. The list a scan empties or fills is selected from when it ends.
+    if (!isScanning())
+        selectAutomatically();
 }
 
 void CleanupScanner::scan()
@@ -119,8 +123,11 @@ void CleanupScanner::scan()
                     ? QStringLiteral("No se encontraron cachés visibles.")
                     : QStringLiteral("Se encontraron %1 elementos de caché.").arg(found.size()));
             setScanning(false);
-            if (errorMessage().isEmpty())
+            if (errorMessage().isEmpty()) {
+                // Whoever hears of the finished scan finds the selection made.
+                selectAutomatically();
                 countCompletedScan();
+            }
         },
         [this](const QString &error) {
             failScan(error, QStringLiteral("No fue posible analizar las cachés."));
@@ -365,6 +372,30 @@ void CleanupScanner::updateRecommendation()
 void CleanupScanner::selectRecommended(const QString &mode)
 {
     selectRecommended(modeFor(mode));
+}
+
+void CleanupScanner::setAutomation(CleanupAutomationSettings *settings)
+{
+    if (settings == m_automation)
+        return;
+    if (m_automation)
+        disconnect(m_automation, nullptr, this, nullptr);
+    m_automation = settings;
+    if (settings) {
+        setRecommendationMode(settings->modeTitle());
+        connect(settings, &CleanupAutomationSettings::modeChanged, this, [this] {
+            setRecommendationMode(m_automation->modeTitle());
+            if (itemCount() > 0)
+                selectAutomatically();
+        });
+    }
+    Q_EMIT automationChanged();
+}
+
+void CleanupScanner::selectAutomatically()
+{
+    if (m_automation && m_automation->autoSelectAfterScan())
+        selectRecommended(m_automation->mode());
 }
 
 void CleanupScanner::setRunningApplicationsSource(RunningApplicationsSource source)

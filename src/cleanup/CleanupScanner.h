@@ -1,5 +1,6 @@
 #pragma once
 
+#include "CleanupAutomationSettings.h"
 #include "CleanupItem.h"
 #include "ResolvedRoot.h"
 #include "ResultList.h"
@@ -9,6 +10,7 @@
 #include "Trash.h"
 
 #include <QDateTime>
+#include <QPointer>
 #include <QSet>
 #include <QVariantMap>
 #include <QtQml/qqmlregistration.h>
@@ -38,6 +40,13 @@ class CleanupScanner : public ScannerBase
     // The safe caches the smart selection leaves out because their application
     // is open: item ID -> the application's name, for the rows' badges.
     Q_PROPERTY(QVariantMap inUseApplications READ inUseApplications NOTIFY recommendationChanged)
+    // The smart selection's mode and switch as the screen shows them. Given
+    // them, the scanner recommends in their mode and, while the switch is on,
+    // selects what it recommends by itself: when a scan ends, when a removal
+    // changed the list and when the mode changes. Without them it selects only
+    // when asked.
+    Q_PROPERTY(CleanupAutomationSettings *automation READ automation WRITE setAutomation NOTIFY
+                   automationChanged)
 
 public:
     using RunningApplicationsSource = std::function<QList<RunningApplication>()>;
@@ -74,6 +83,8 @@ public:
     bool isProbablyInUse(const CleanupItem &item) const;
     // For the screen: modes by their raw value.
     Q_INVOKABLE void selectRecommended(const QString &mode);
+    CleanupAutomationSettings *automation() const { return m_automation; }
+    void setAutomation(CleanupAutomationSettings *settings);
 
     // Tests choose what runs and what time it is.
     void setRunningApplicationsSource(RunningApplicationsSource source);
@@ -90,12 +101,14 @@ Q_SIGNALS:
     void itemsChanged();
     void cachesURLChanged();
     void recommendationChanged();
+    void automationChanged();
 
 private:
     void reportRemoval(const Trash::BatchOutcome &outcome);
     void configureAutomaticCachesPath();
     void setItems(const QList<CleanupItem> &items);
     void updateRecommendation();
+    void selectAutomatically();
     QList<CleanupItem> recommendedItems(SmartCleanupMode mode,
                                         const QList<RunningApplication> &running) const;
     SmartCleanupMode modeFor(const QString &title) const;
@@ -105,6 +118,7 @@ private:
     QStringList m_recommendedIDs;
     qint64 m_recommendedSize = 0;
     QVariantMap m_inUseApplications;
+    QPointer<CleanupAutomationSettings> m_automation; // the screen's
     QString m_cachesURL;
     ResolvedRoot m_root; // where the last scan started, for its removals
     QString m_accessRootURL;

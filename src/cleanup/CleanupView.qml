@@ -23,30 +23,13 @@ ResultScreen {
                           + ". Cierra las aplicaciones relacionadas antes de continuar."
     confirmation.confirmText: "Mover cachés a la Papelera"
     confirmation.onConfirmed: view.scanner.moveSelectedToTrash()
-    onScanCompleted: view.selectAutomatically()
 
-    // The smart selection follows the switch after a scan, after the list
-    // changed (a removal) and after the mode changed.
-    function selectAutomatically() {
-        if (settings.autoSelectAfterScan)
-            view.scanner.selectRecommended(settings.mode);
-    }
-
-    CleanupAutomationSettings {
-        id: settings
-        onModeChanged: if (view.scanner.itemCount > 0) view.selectAutomatically()
-    }
+    // The mode and switch the scanner's smart selection follows.
+    CleanupAutomationSettings { id: settings }
     Binding {
         target: view.scanner
-        property: "recommendationMode"
-        value: settings.mode
-    }
-    Connections {
-        target: view.scanner
-        function onItemsChanged() {
-            if (!view.scanner.isScanning)
-                view.selectAutomatically();
-        }
+        property: "automation"
+        value: settings
     }
 
     RowLayout {

@@ -7,7 +7,7 @@ import Velmora.Core
 // The frame every module screen shares: its background, the screen's own
 // regions from top to bottom, the selection bar, the confirmation before the
 // removal and the alert for the scanner's errors. A finished scan is told to
-// the opener after the screen's automatic selection.
+// the opener; the scanner has made its selection by then.
 Item {
     id: screen
 
@@ -36,17 +36,13 @@ Item {
     property string alertMessage: screenScanner.errorMessage
     signal alertDismissed
 
-    // The automatic selection after a scan, when the module has one.
-    signal scanCompleted
     signal analysisCompleted
 
     Connections {
         target: screen.screenScanner
         function onCompletedScanCountChanged() {
-            if (screen.screenScanner.completedScanCount < 1)
-                return;
-            screen.scanCompleted();
-            screen.analysisCompleted();
+            if (screen.screenScanner.completedScanCount > 0)
+                screen.analysisCompleted();
         }
     }
 

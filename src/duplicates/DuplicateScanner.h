@@ -47,7 +47,7 @@ public:
     bool isKeeper(const DuplicateFileItem &item) const;
     // The file kept in the item's group; nothing when it is in none.
     std::optional<DuplicateFileItem> keeperOf(const DuplicateFileItem &item) const;
-    // What the screen selects after every scan: each copy but the keeper.
+    // Each copy but the keeper: what every scan ends with, and "Seleccionar copias".
     Q_INVOKABLE void selectRecommendedCopies();
     Q_INVOKABLE void moveSelectedToTrash();
     // For the section headers.

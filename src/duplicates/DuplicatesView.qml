@@ -24,7 +24,6 @@ ResultScreen {
     confirmation.message: view.scanner.selectedCount + " archivo(s), "
                           + Formatters.formatBytes(view.scanner.selectedSize)
     confirmation.onConfirmed: view.scanner.moveSelectedToTrash()
-    onScanCompleted: view.scanner.selectRecommendedCopies()
 
     ScreenHeader {
         Layout.fillWidth: true

@@ -12,7 +12,6 @@ Card {
 
     required property ProtectionScanner scanner
     required property ProtectionQuarantineManager manager
-    signal selectRecommended
     signal rescan
 
     implicitHeight: 68 + (skippedList.visible ? skippedList.height + 12 : 0)
@@ -74,7 +73,7 @@ Card {
             visible: !card.scanner.isScanning
             kind: "borderless"
             text: "Seleccionar recomendados"
-            onClicked: card.selectRecommended()
+            onClicked: card.scanner.selectRecommendedFindings()
         }
         VelmoraButton {
             objectName: "rescanButton"

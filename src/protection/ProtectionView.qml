@@ -21,7 +21,7 @@ ResultScreen {
     readonly property ProtectionTrustStore trustStore: trust
     readonly property ProtectionQuarantineManager quarantine: manager
     readonly property ProtectionFindingFilter filteredFindings: filtered
-    readonly property var filterTitles: ["Todos", "Peligrosos", "Sospechosos", "Revisar", "Seguros"]
+    readonly property list<string> filterTitles: ["Todos", "Peligrosos", "Sospechosos", "Revisar", "Seguros"]
     property alias showingQuarantine: quarantineSheet.visible
 
     spacing: 14
@@ -44,7 +44,6 @@ ResultScreen {
     alertMessage: view.scanner.errorMessage !== "" ? view.scanner.errorMessage
                                                    : manager.errorMessage
     onAlertDismissed: manager.clearError()
-    onScanCompleted: view.scanner.selectRecommendedFindings()
 
     ProtectionTrustStore { id: trust }
     ProtectionQuarantineManager { id: manager }
@@ -133,7 +132,6 @@ ResultScreen {
         Layout.fillWidth: true
         scanner: view.scanner
         manager: manager
-        onSelectRecommended: view.scanner.selectRecommendedFindings()
         onRescan: {
             view.scanner.clearSelection();
             view.scanner.runFullScan();

@@ -1,3 +1,4 @@
+#include "CleanupAutomationSettings.h"
 #include "CleanupScanner.h"
 #include "ProbeDriver.h"
 
@@ -19,7 +20,9 @@ QJsonObject toJson(const CleanupItem &item)
 }
 
 // cleanup [--mode Conservador|Equilibrado|Agresivo] [--select-recommended]
-//         [--select-all-safe] [--trash-selected]
+//         [--select-all-safe] [--trash-selected]: the scanner has the screen's
+// smart selection settings as stored, so it selects as the screen does after
+// the scan and after the removal; the options choose again in between.
 class CleanupDriver : public ProbeDriver
 {
 public:
@@ -57,7 +60,9 @@ public:
             }
         }
         // The scanner starts its analysis by itself, as in the app.
+        m_automation = std::make_unique<CleanupAutomationSettings>();
         m_scanner = std::make_unique<CleanupScanner>();
+        m_scanner->setAutomation(m_automation.get());
         waitForScan(m_scanner.get(), 0);
         if (recommended)
             m_scanner->selectRecommended(mode);
@@ -76,6 +81,7 @@ public:
     }
 
 private:
+    std::unique_ptr<CleanupAutomationSettings> m_automation; // outlives the scanner
     std::unique_ptr<CleanupScanner> m_scanner;
 };
 

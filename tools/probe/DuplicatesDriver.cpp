@@ -5,7 +5,7 @@
 namespace {
 
 // duplicates FOLDER --min-mb N [--trash-selected]; the selection is the
-// recommended copies, as the screen makes it after every scan.
+// recommended copies, which every scan ends with.
 class DuplicatesDriver : public ProbeDriver
 {
 public:
@@ -25,8 +25,6 @@ public:
         m_scanner = std::make_unique<DuplicateScanner>();
         m_scanner->scan(parsed->folder, parsed->minimumMB);
         waitForScan(m_scanner.get(), 0);
-        if (m_scanner->completedScanCount() > 0)
-            m_scanner->selectRecommendedCopies();
         if (parsed->flags.contains(QLatin1String("--trash-selected"))) {
             runBeforeRemove();
             m_scanner->moveSelectedToTrash();

@@ -25,8 +25,8 @@ void waitForQuarantine(const ProtectionQuarantineManager &manager)
 }
 
 // protection [--custom FOLDER] [--trust ID]… [--quarantine-selected]: the
-// selection is the one the screen makes after a scan, with the trust list as
-// stored; trusting comes first, then the selection is made again, then moved.
+// selection is the one every scan ends with, by the trust list as stored;
+// trusting comes after it, then the selection is made again, then moved.
 class ProtectionDriver : public ProbeDriver
 {
 public:
@@ -66,7 +66,6 @@ public:
         else
             m_scanner->scanCustom(custom);
         waitForScan(m_scanner.get(), before);
-        m_scanner->selectRecommendedFindings();
         for (const QString &id : trust)
             if (!m_scanner->trustStore()->isTrusted(id))
                 m_scanner->toggleTrust(id);
