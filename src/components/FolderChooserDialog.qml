@@ -1,3 +1,4 @@
+pragma ComponentBehavior: Bound
 import QtQuick
 import QtQuick.Controls.Basic
 import QtQuick.Templates as T
@@ -146,6 +147,7 @@ Popup {
                 Keys.onEnterPressed: chooser.accept()
                 ScrollBar.vertical: VelmoraScrollBar { objectName: "scrollBar" }
                 delegate: Rectangle {
+                    id: folderEntry
                     required property int index
                     required property string fileName
                     required property string filePath
@@ -162,7 +164,7 @@ Popup {
                         Symbol { name: "folder.fill"; size: 16; color: VelmoraTheme.cyan }
                         Text {
                             Layout.fillWidth: true
-                            text: fileName
+                            text: folderEntry.fileName
                             textFormat: Text.PlainText
                             color: "white"
                             font.pixelSize: 12
@@ -171,10 +173,10 @@ Popup {
                     }
                     TapHandler {
                         onTapped: {
-                            list.currentIndex = index;
-                            chooser.highlighted = filePath;
+                            list.currentIndex = folderEntry.index;
+                            chooser.highlighted = folderEntry.filePath;
                         }
-                        onDoubleTapped: chooser.openFolder(filePath)
+                        onDoubleTapped: chooser.openFolder(folderEntry.filePath)
                     }
                 }
             }

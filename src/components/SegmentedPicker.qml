@@ -1,3 +1,4 @@
+pragma ComponentBehavior: Bound
 import QtQuick
 import QtQuick.Layouts
 import Velmora
@@ -6,7 +7,7 @@ import Velmora
 Rectangle {
     id: picker
 
-    property var options: []
+    property list<string> options
     property string current
     signal picked(string option)
 

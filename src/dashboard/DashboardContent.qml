@@ -1,3 +1,4 @@
+pragma ComponentBehavior: Bound
 import QtQuick
 import QtQuick.Controls.Basic
 import QtQuick.Layouts
@@ -105,7 +106,7 @@ Flickable {
                     objectName: "card_" + modelData
                     Layout.fillWidth: true
                     Layout.minimumWidth: 10
-                Layout.preferredWidth: 1
+                    Layout.preferredWidth: 1
                     module: modelData
                     onAction: content.openModule(modelData)
                 }
@@ -191,17 +192,18 @@ Flickable {
                         { symbol: "lock.shield.fill", title: "Privacidad", subtitle: "y seguridad", accent: VelmoraTheme.success }
                     ]
                     delegate: RowLayout {
+                        id: benefit
                         required property var modelData
                         required property int index
                         Layout.fillWidth: true
                         spacing: 0
-                        BenefitDivider { visible: index > 0 }
+                        BenefitDivider { visible: benefit.index > 0 }
                         Item { Layout.fillWidth: true }
                         BenefitItem {
-                            symbol: modelData.symbol
-                            title: modelData.title
-                            subtitle: modelData.subtitle
-                            accent: modelData.accent
+                            symbol: benefit.modelData.symbol
+                            title: benefit.modelData.title
+                            subtitle: benefit.modelData.subtitle
+                            accent: benefit.modelData.accent
                         }
                         Item { Layout.fillWidth: true }
                     }

@@ -13,7 +13,7 @@ Card {
 
     required property ProtectionScanner scanner
     required property ProtectionFindingFilter findings
-    required property var filterTitles
+    required property list<string> filterTitles
     property int filter: 0
     signal filterPicked(int index)
     readonly property bool hasFindings: scanner.findingCount > 0

@@ -1,181 +1,125 @@
+pragma ComponentBehavior: Bound
 import QtQuick
 import QtQuick.Layouts
 import Velmora
 import Velmora.Core
 
-// One application: checkbox, icon, name, version and identifier (or path), total
-// size with the number of related files, reveal. The related files unfold below
-// the row, so the user can see every one that will go with the application, what
+// One application: its icon, name, version and identifier (or path), total
+// size with the number of related files. The related files unfold below the
+// row, so the user can see every one that will go with the application, what
 // matched it, and those that stay because they may be another's.
-Item {
+ResultRowFrame {
     id: row
 
     required property string itemId
-    required property string url
     required property string name
     required property string version
     required property string detail
     required property string totalSizeText
-    required property var relatedFiles
     // Each related entry: url, matchedBy ("identifier" or "name"), kept, keptBecause.
     required property var relatedDetails
     required property int relatedCount
     required property url iconUrl
     required property string installedFolder
-    required property bool selected
     property bool expanded: false
-    signal toggled
     signal expandToggled
 
     readonly property string home: AppPaths.homeFolder
 
     // Paths in the home are shown from "~", as the user knows them.
-    function shortPath(path) {
+    function shortPath(path: string): string {
         return path.startsWith(home + "/") ? "~" + path.substring(home.length) : path;
     }
 
-    implicitHeight: 64 + (expanded && relatedCount > 0 ? relatedColumn.implicitHeight + 10 : 0)
+    implicitHeight: lineHeight + (expanded && relatedCount > 0 ? relatedColumn.implicitHeight + 10 : 0)
+    lineHeight: 64
+    highlight: Qt.rgba(255 / 255, 159 / 255, 10 / 255, 0.10)
+    title: row.name
+    titleLine.objectName: "nameLine"
+    titleLine.font.pixelSize: 14
+    titleLine.font.weight: Font.DemiBold
+    titleLine.elide: Text.ElideRight
+    titleSpacing: 8
+    subtitle: "Versión " + row.version
+    subtitleLine.objectName: "versionLine"
+    subtitleLine.font.pixelSize: 12
+    subtitleLine.elide: Text.ElideRight
+    badgeVisible: row.installedFolder !== ""
 
-    Rectangle {
-        anchors.fill: parent
-        anchors.rightMargin: 8
-        radius: 10
-        color: row.selected ? Qt.rgba(255 / 255, 159 / 255, 10 / 255, 0.10)
-                            : hover.hovered ? Qt.rgba(1, 1, 1, 0.035) : "transparent"
+    icon: Item {
+        Layout.preferredWidth: 44
+        Layout.preferredHeight: 44
+        Image {
+            objectName: "applicationIcon"
+            anchors.fill: parent
+            source: row.iconUrl
+            sourceSize: Qt.size(88, 88)
+            fillMode: Image.PreserveAspectFit
+            asynchronous: true
+            smooth: true
+            mipmap: true
+            visible: status === Image.Ready
+        }
     }
-    HoverHandler { id: hover }
-
-    RowLayout {
-        id: mainLine
-        anchors.left: parent.left
-        anchors.right: parent.right
-        anchors.top: parent.top
-        height: 64
-        anchors.leftMargin: 8
-        anchors.rightMargin: 16
-        spacing: 12
-
-        VelmoraCheckBox {
-            objectName: "rowCheckBox"
-            checked: row.selected
-            onToggled: row.toggled()
+    // Installed twice: each row says which copy it is.
+    badge: Badge {
+        objectName: "installedFolderBadge"
+        text: "En " + row.installedFolder
+        tint: VelmoraTheme.cyan
+    }
+    lines: Text {
+        objectName: "detailLine"
+        Layout.fillWidth: true
+        text: row.detail
+        color: VelmoraTheme.mutedText
+        font.pixelSize: 11
+        elide: Text.ElideMiddle
+        maximumLineCount: 1
+        textFormat: Text.PlainText
+    }
+    afterSize: ColumnLayout {
+        spacing: 2
+        Text {
+            objectName: "sizeLine"
+            Layout.alignment: Qt.AlignRight
+            text: row.totalSizeText
+            color: "white"
+            font.pixelSize: 14
+            font.weight: Font.DemiBold
         }
+        // The count doubles as the way to see the files it counts.
         Item {
-            Layout.preferredWidth: 44
-            Layout.preferredHeight: 44
-            Image {
-                objectName: "applicationIcon"
-                anchors.fill: parent
-                source: row.iconUrl
-                sourceSize: Qt.size(88, 88)
-                fillMode: Image.PreserveAspectFit
-                asynchronous: true
-                smooth: true
-                mipmap: true
-                visible: status === Image.Ready
-            }
-        }
-        ColumnLayout {
-            Layout.fillWidth: true
-            spacing: 1
-            RowLayout {
-                Layout.fillWidth: true
-                spacing: 8
+            Layout.alignment: Qt.AlignRight
+            implicitWidth: relatedLine.implicitWidth + (row.relatedCount > 0 ? chevron.width + 4 : 0)
+            implicitHeight: relatedLine.implicitHeight
+            Row {
+                anchors.right: parent.right
+                spacing: 4
                 Text {
-                    objectName: "nameLine"
-                    Layout.fillWidth: row.installedFolder === ""
-                    text: row.name
-                    color: "white"
-                    font.pixelSize: 14
-                    font.weight: Font.DemiBold
-                    elide: Text.ElideRight
-                    textFormat: Text.PlainText
+                    id: relatedLine
+                    objectName: "relatedLine"
+                    text: row.relatedCount + " archivo(s) relacionados"
+                    color: row.relatedCount > 0 ? VelmoraTheme.cyan : VelmoraTheme.secondaryText
+                    font.pixelSize: 11
                 }
-                // Installed twice: each row says which copy it is.
-                Badge {
-                    objectName: "installedFolderBadge"
-                    visible: row.installedFolder !== ""
-                    text: "En " + row.installedFolder
-                    tint: VelmoraTheme.cyan
-                }
-                Item {
-                    visible: row.installedFolder !== ""
-                    Layout.fillWidth: true
+                Symbol {
+                    id: chevron
+                    visible: row.relatedCount > 0
+                    name: "chevron.right"
+                    size: 14
+                    color: VelmoraTheme.cyan
+                    rotation: row.expanded ? 90 : 0
                 }
             }
-            Text {
-                objectName: "versionLine"
-                Layout.fillWidth: true
-                text: "Versión " + row.version
-                color: VelmoraTheme.secondaryText
-                font.pixelSize: 12
-                elide: Text.ElideRight
-                textFormat: Text.PlainText
+            TapHandler {
+                objectName: "relatedToggle"
+                enabled: row.relatedCount > 0
+                onTapped: row.expandToggled()
             }
-            Text {
-                objectName: "detailLine"
-                Layout.fillWidth: true
-                text: row.detail
-                color: VelmoraTheme.mutedText
-                font.pixelSize: 11
-                elide: Text.ElideMiddle
-                maximumLineCount: 1
-                textFormat: Text.PlainText
+            HoverHandler {
+                enabled: row.relatedCount > 0
+                cursorShape: Qt.PointingHandCursor
             }
-        }
-        ColumnLayout {
-            spacing: 2
-            Text {
-                objectName: "sizeLine"
-                Layout.alignment: Qt.AlignRight
-                text: row.totalSizeText
-                color: "white"
-                font.pixelSize: 14
-                font.weight: Font.DemiBold
-            }
-            // The count doubles as the way to see the files it counts.
-            Item {
-                Layout.alignment: Qt.AlignRight
-                implicitWidth: relatedLine.implicitWidth + (row.relatedCount > 0 ? chevron.width + 4 : 0)
-                implicitHeight: relatedLine.implicitHeight
-                Row {
-                    anchors.right: parent.right
-                    spacing: 4
-                    Text {
-                        id: relatedLine
-                        objectName: "relatedLine"
-                        text: row.relatedCount + " archivo(s) relacionados"
-                        color: row.relatedCount > 0 ? VelmoraTheme.cyan : VelmoraTheme.secondaryText
-                        font.pixelSize: 11
-                    }
-                    Symbol {
-                        id: chevron
-                        visible: row.relatedCount > 0
-                        name: "chevron.right"
-                        size: 14
-                        color: VelmoraTheme.cyan
-                        rotation: row.expanded ? 90 : 0
-                    }
-                }
-                TapHandler {
-                    objectName: "relatedToggle"
-                    enabled: row.relatedCount > 0
-                    onTapped: row.expandToggled()
-                }
-                HoverHandler {
-                    enabled: row.relatedCount > 0
-                    cursorShape: Qt.PointingHandCursor
-                }
-            }
-        }
-        VelmoraButton {
-            objectName: "revealButton"
-            kind: "borderless"
-            small: true
-            symbol: "magnifyingglass"
-            accent: VelmoraTheme.secondaryText
-            help: "Mostrar en Finder"
-            onClicked: FileViewer.reveal(row.url)
         }
     }
 
@@ -183,7 +127,8 @@ Item {
         id: relatedColumn
         objectName: "relatedFiles"
         visible: row.expanded && row.relatedCount > 0
-        anchors.top: mainLine.bottom
+        anchors.top: parent.top
+        anchors.topMargin: row.lineHeight
         anchors.left: parent.left
         anchors.right: parent.right
         anchors.leftMargin: 8 + 18 + 12 + 44 + 12
@@ -195,7 +140,7 @@ Item {
                 id: section
                 required property bool modelData
                 readonly property bool keptSection: modelData
-                readonly property var entries: row.relatedDetails.filter(d => d.kept === keptSection)
+                readonly property var entries: row.relatedDetails.filter(d => d.kept === section.keptSection)
                 visible: entries.length > 0
                 width: relatedColumn.width
                 spacing: 3

@@ -18,7 +18,6 @@ class TestFixtures : public FolderChooser
 {
     Q_OBJECT
     Q_PROPERTY(QString home READ home CONSTANT)
-    Q_PROPERTY(int chooserRequests MEMBER m_requests NOTIFY chooserRequestsChanged)
     Q_PROPERTY(QString lastTitle MEMBER m_lastTitle NOTIFY chooserRequestsChanged)
     // The folder the chooser answers with; empty cancels.
     Q_PROPERTY(QString chooserAnswer MEMBER m_answer)
@@ -98,7 +97,6 @@ public:
 
     void choose(const FolderRequest &request, QObject *context, Answer onChosen) override
     {
-        ++m_requests;
         m_lastTitle = request.title;
         Q_EMIT chooserRequestsChanged();
         FolderChooser::choose(request, context, std::move(onChosen));
@@ -113,7 +111,6 @@ Q_SIGNALS:
 
 private:
     TestEnvironment *m_env;
-    int m_requests = 0;
     QString m_lastTitle;
     QString m_answer;
 };

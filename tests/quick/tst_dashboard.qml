@@ -1,35 +1,16 @@
 import QtQuick
 import QtTest
 import Velmora
-import VelmoraTest
 
 Item {
-    id: host
     width: 1120
     height: 730
 
-    Component {
-        id: contentComponent
-        ContentView { anchors.fill: parent }
-    }
-
-    TestCase {
+    ScreenTestCase {
         name: "Dashboard"
-        when: windowShown
+        screen: Component { ContentView { anchors.fill: parent } }
 
-        property var view: null
-
-        function init() {
-            view = createTemporaryObject(contentComponent, host);
-            verify(view !== null);
-            waitForRendering(view);
-        }
-
-        function find(name) {
-            const item = findChild(view, name);
-            verify(item !== null, "no item named " + name);
-            return item;
-        }
+        function init() { open(); }
 
         function test_startsOnTheDashboard() {
             compare(view.selectedModule, "");
@@ -71,30 +52,6 @@ Item {
         function test_unknownModuleIsIgnored() {
             view.openModule("LargeFiles");
             compare(view.selectedModule, "");
-        }
-
-        function test_completionTextStaysAfterGoingBack() {
-            mouseClick(find("card_largeFiles"));
-            tryVerify(() => findChild(view, "moduleScreen") !== null
-                      && findChild(view, "moduleScreen").item !== null);
-            // A real scan in the opened screen reaches the banner.
-            const scanner = findChild(view, "moduleScreen").item.scanner;
-            scanner.scan(Fixtures.folder("DashboardScan"), 100);
-            tryVerify(() => scanner.completedScanCount === 1, 10000);
-            mouseClick(find("backButton"));
-            compare(find("activityBanner").text, "Archivos grandes terminado.");
-            view.analysisCompleted("protection");
-            compare(find("activityBanner").text, "Protección terminada.");
-        }
-
-        function test_uninstallerReportsTheScanItStartsItself() {
-            mouseClick(find("sidebar_uninstaller"));
-            tryVerify(() => findChild(view, "moduleScreen") !== null
-                      && findChild(view, "moduleScreen").item !== null);
-            const scanner = findChild(view, "moduleScreen").item.scanner;
-            tryVerify(() => scanner.completedScanCount === 1, 10000);
-            mouseClick(find("backButton"));
-            compare(find("activityBanner").text, "Desinstalación profunda terminada.");
         }
 
         function test_diskFigures() {

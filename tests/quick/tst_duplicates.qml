@@ -5,56 +5,31 @@ import Velmora.Core
 import VelmoraTest
 
 Item {
-    id: host
     width: 1120
     height: 730
 
-    Component {
-        id: screenComponent
-        DuplicatesView { anchors.fill: parent; scanner: DuplicateScanner {} }
-    }
-
-    TestCase {
+    ScreenTestCase {
         name: "DuplicatesView"
-        when: windowShown
+        screen: Component { DuplicatesView { anchors.fill: parent; scanner: DuplicateScanner {} } }
 
-        property var view: null
-        property var scanner: null
-        property int reports: 0
-
-        function init() {
-            reports = 0;
-            view = createTemporaryObject(screenComponent, host);
-            view.analysisCompleted.connect(() => reports++);
-            scanner = view.scanner;
-            waitForRendering(view);
-        }
-        function find(name) {
-            const item = findChild(view, name);
-            verify(item !== null, "no item named " + name);
-            return item;
-        }
-        function value(card) { return findChild(find(card), "summaryValue").text; }
+        function init() { open(); }
 
         function test_firstDisplay() {
-            compare(value("cardGroups"), "0");
-            compare(value("cardSelected"), "0 KB");
-            compare(find("minimumLabel").text, "10 MB");
+            expectScreen({
+                cards: { cardGroups: "0", cardSelected: "0 KB" },
+                texts: { minimumLabel: "10 MB", emptyTitle: "Aún no hay duplicados",
+                         cancelSelectionButton: "Quitar selección" },
+                hidden: ["selectCopiesButton"],
+                disabled: ["cancelSelectionButton", "selectionActionButton"]
+            });
             verify(find("emptyState").visible);
-            compare(findChild(find("emptyState"), "emptyTitle").text, "Aún no hay duplicados");
-            compare(find("cancelSelectionButton").text, "Quitar selección");
-            compare(find("cancelSelectionButton").enabled, false);
-            compare(find("selectionActionButton").enabled, false);
-            compare(find("selectCopiesButton").visible, false);
-            compare(find("minimumSlider").from, 1);
-            compare(find("minimumSlider").to, 1000);
+            compare([find("minimumSlider").from, find("minimumSlider").to], [1, 1000]);
         }
 
         function test_scanSelectsCopiesAndKeeperIsLocked() {
             const folder = Fixtures.folder("Dups");
-            Fixtures.pattern("Dups/a/clip.mov", 11, 77);
-            Fixtures.pattern("Dups/b/clip.mov", 11, 77);
-            Fixtures.pattern("Dups/c/clip.mov", 11, 77);
+            for (const copy of ["a", "b", "c"])
+                Fixtures.pattern("Dups/" + copy + "/clip.mov", 11, 77);
             view.minimumSizeMB = 3; // scans with 10
             compare(find("minimumLabel").text, "3 MB");
             scanner.scan(folder, view.minimumMB);
@@ -72,33 +47,25 @@ Item {
             const list = find("groupList");
             tryVerify(() => list.itemAtIndex(0) !== null);
             // Each group opens with its header.
-            const header = findChild(list, "sectionCount");
-            verify(header !== null);
-            compare(header.text, "3 archivos idénticos");
+            compare(findChild(list, "sectionCount").text, "3 archivos idénticos");
             compare(findChild(list, "sectionRecoverable").text,
                     Formatters.formatBytes(scanner.recoverableSize) + " recuperables");
-            let keeperRow = null;
-            for (let i = 0; i < 3; ++i)
-                if (list.itemAtIndex(i).isKeeper)
-                    keeperRow = list.itemAtIndex(i);
-            verify(keeperRow !== null);
-            compare(findChild(keeperRow, "keeperBadge").visible, true);
-            compare(findChild(keeperRow, "rowCheckBox").enabledBox, false);
-            mouseClick(findChild(keeperRow, "rowCheckBox"));
+            const rows = [0, 1, 2].map(i => list.itemAtIndex(i));
+            const keeperRow = rows.find(row => row.isKeeper);
+            compare(rows.filter(row => findChild(row, "keeperBadge").visible), [keeperRow]);
+            compare(findChild(keeperRow, "rowCheckBox").enabled, false);
+            clickIn(keeperRow, "rowCheckBox");
             compare(scanner.selectedCount, 2);
 
-            mouseClick(find("cancelSelectionButton"));
+            click("cancelSelectionButton");
             compare(scanner.selectedCount, 0);
-            mouseClick(find("selectCopiesButton"));
+            click("selectCopiesButton");
             compare(scanner.selectedCount, 2);
 
-            mouseClick(find("selectionActionButton"));
-            const confirm = find("trashConfirmation");
-            tryVerify(() => confirm.opened);
+            const confirm = askToRemove();
             compare(confirm.title, "¿Mover los duplicados seleccionados a la Papelera?");
             compare(confirm.message, "2 archivo(s), " + Formatters.formatBytes(scanner.selectedSize));
-            mouseClick(findChild(confirm.contentItem, "dialogConfirmButton"));
-            tryVerify(() => !scanner.isMovingToTrash, 10000);
+            answer(confirm);
             compare(find("statusLine").text, "2 duplicado(s) enviados a la Papelera.");
             compare(scanner.groupCount, 0);
             verify(find("emptyState").visible);

@@ -5,70 +5,32 @@ import Velmora.Core
 import VelmoraTest
 
 Item {
-    id: host
     width: 1120
     height: 730
 
-    Component {
-        id: screenComponent
-        LargeFilesView { anchors.fill: parent; scanner: StorageScanner {} }
-    }
-
-    TestCase {
+    ScreenTestCase {
         name: "LargeFilesView"
-        when: windowShown
-
-        property var view: null
-        property var scanner: null
-        property int reports: 0
+        screen: Component { LargeFilesView { anchors.fill: parent; scanner: StorageScanner {} } }
 
         function init() {
-            reports = 0;
             Fixtures.chooserAnswer = "";
-            view = createTemporaryObject(screenComponent, host);
-            verify(view !== null);
-            view.analysisCompleted.connect(() => reports++);
-            scanner = view.scanner;
-            verify(scanner !== null, "the screen makes its own scanner");
-            waitForRendering(view);
-        }
-
-        function find(name) {
-            const item = findChild(view, name);
-            verify(item !== null, "no item named " + name);
-            return item;
-        }
-        function value(card) { return findChild(find(card), "summaryValue").text; }
-
-        function scanFolder(folder) {
-            const before = scanner.completedScanCount;
-            scanner.scan(folder, view.minimumMB);
-            tryVerify(() => !scanner.isScanning && scanner.completedScanCount > before, 10000);
-            waitForRendering(view);
+            open();
         }
 
         function test_firstDisplay() {
-            compare(value("cardFound"), "0");
-            compare(value("cardDetected"), "0 KB");
-            compare(value("cardSelected"), "0 KB");
-            compare(value("cardFolder"), "Sin seleccionar");
-            compare(find("statusLine").text, "Selecciona una carpeta para comenzar.");
+            expectScreen({
+                cards: { cardFound: "0", cardDetected: "0 KB", cardSelected: "0 KB", cardFolder: "Sin seleccionar" },
+                texts: { statusLine: "Selecciona una carpeta para comenzar.", emptyTitle: "Aún no hay resultados",
+                         minimumLabel: "500 MB", headerButton: "Seleccionar carpeta" },
+                hidden: ["rescanButton", "selectAllButton", "clearSelectionButton"],
+                disabled: ["cancelSelectionButton", "selectionActionButton"]
+            });
             verify(find("emptyState").visible);
-            compare(findChild(find("emptyState"), "emptyTitle").text, "Aún no hay resultados");
-            compare(find("rescanButton").visible, false);
-            compare(find("selectAllButton").visible, false);
-            compare(find("clearSelectionButton").visible, false);
-            compare(find("cancelSelectionButton").enabled, false);
-            compare(find("selectionActionButton").enabled, false);
-            compare(find("minimumLabel").text, "500 MB");
-            compare(find("headerButton").text, "Seleccionar carpeta");
         }
 
         function test_sliderLimitsAndSteps() {
             const slider = find("minimumSlider");
-            compare(slider.from, 100);
-            compare(slider.to, 5000);
-            compare(slider.stepSize, 100);
+            compare([slider.from, slider.to, slider.stepSize], [100, 5000, 100]);
             slider.forceActiveFocus();
             slider.value = 100;
             view.minimumSizeMB = slider.value;
@@ -81,7 +43,7 @@ Item {
         }
 
         function test_cancelledChooserChangesNothing() {
-            mouseClick(find("headerButton"));
+            click("headerButton");
             compare(Fixtures.lastTitle, "Selecciona una carpeta");
             compare(scanner.selectedFolder, "");
             compare(find("statusLine").text, "Selecciona una carpeta para comenzar.");
@@ -95,7 +57,7 @@ Item {
             Fixtures.allocate("LargeScan/small.txt", 1);
             view.minimumSizeMB = 100;
             Fixtures.chooserAnswer = folder;
-            mouseClick(find("headerButton"));
+            click("headerButton");
             tryVerify(() => scanner.completedScanCount === 1, 10000);
             waitForRendering(view);
             compare(reports, 1);
@@ -103,33 +65,33 @@ Item {
             compare(value("cardFolder"), "LargeScan");
             compare(find("statusLine").text, "Se encontraron 2 archivos grandes.");
             verify(find("rescanButton").visible);
-            verify(find("fileList").visible);
             compare(find("emptyState").visible, false);
+            compare(scanner.selectedCount, 0, "nothing is chosen for the user");
 
             const list = find("fileList");
+            verify(list.visible);
             tryVerify(() => list.itemAtIndex(0) !== null);
             const first = list.itemAtIndex(0);
             compare(first.name, "video.mov");
-            mouseClick(findChild(first, "rowCheckBox"));
+            clickIn(first, "rowCheckBox");
             compare(scanner.selectedCount, 1);
             compare(findChild(first, "rowCheckBox").checked, true);
-            compare(findChild(find("selectionBar"), "selectionHeadline").text, "1 archivo(s) seleccionados");
+            compare(find("selectionHeadline").text, "1 archivo(s) seleccionados");
             verify(find("selectionActionButton").enabled);
 
-            mouseClick(find("selectAllButton"));
+            click("selectAllButton");
             compare(scanner.selectedCount, 2);
-            mouseClick(find("clearSelectionButton"));
+            click("clearSelectionButton");
             compare(scanner.selectedCount, 0);
             compare(find("selectionActionButton").enabled, false);
 
-            mouseClick(find("rescanButton"));
+            click("rescanButton");
             tryVerify(() => scanner.completedScanCount === 2, 10000);
             compare(reports, 2);
         }
 
         function test_scanningDisablesTheHeader() {
-            const folder = Fixtures.folder("Busy");
-            scanner.scan(folder, 100);
+            scanner.scan(Fixtures.folder("Busy"), 100);
             compare(find("headerButton").text, "Analizando…");
             compare(find("headerButton").enabled, false);
             verify(find("progressIndicator").visible);
@@ -143,38 +105,23 @@ Item {
             const folder = Fixtures.folder("Trash");
             const keep = Fixtures.allocate("Trash/keep.bin", 130);
             const gone = Fixtures.allocate("Trash/gone.bin", 110);
-            view.minimumSizeMB = 100;
-            scanFolder(folder);
+            scanner.scan(folder, 100);
+            tryVerify(() => scanner.completedScanCount === 1, 10000);
             scanner.selectAll();
             Fixtures.remove(gone); // it cannot be moved any more
 
-            mouseClick(find("selectionActionButton"));
-            const confirm = find("trashConfirmation");
-            tryVerify(() => confirm.opened);
+            const confirm = askToRemove();
             compare(confirm.title, "¿Mover los archivos seleccionados a la Papelera?");
             compare(confirm.message, "2 archivo(s), " + Formatters.formatBytes(scanner.selectedSize)
                     + ". Podrás recuperarlos desde la Papelera.");
-            // Cancelling changes nothing.
-            mouseClick(findChild(confirm.contentItem, "dialogCancelButton"));
-            tryVerify(() => !confirm.opened);
+            answer(confirm, "dialogCancelButton"); // changes nothing
             compare(scanner.fileCount, 2);
 
-            mouseClick(find("selectionActionButton"));
-            tryVerify(() => confirm.opened);
-            mouseClick(findChild(confirm.contentItem, "dialogConfirmButton"));
-            tryVerify(() => !scanner.isMovingToTrash, 10000);
-            compare(scanner.errorMessage, "No fue posible mover: gone.bin. Cambiaron desde el análisis y no se tocaron: gone.bin.");
+            answer(askToRemove());
             compare(Fixtures.exists(keep), false);
             compare(scanner.fileCount, 1);
             compare(scanner.selectedCount, 1, "the failed file stays selected");
-
-            const alert = find("errorAlert");
-            tryVerify(() => alert.opened);
-            compare(alert.title, "Velmora");
-            compare(alert.message, scanner.errorMessage);
-            mouseClick(findChild(alert.contentItem, "alertOkButton"));
-            tryVerify(() => !alert.opened);
-            compare(scanner.errorMessage, "", "closing the alert clears the message");
+            dismissAlert("No fue posible mover: gone.bin. Cambiaron desde el análisis y no se tocaron: gone.bin.");
         }
     }
 }

@@ -5,48 +5,14 @@ import Velmora.Core
 import VelmoraTest
 
 Item {
-    id: host
     width: 1120
     height: 730
 
-    Component {
-        id: screenComponent
-        UninstallerView { anchors.fill: parent; scanner: UninstallerScanner {} }
-    }
-
-    TestCase {
+    ScreenTestCase {
         name: "UninstallerView"
-        when: windowShown
+        screen: Component { UninstallerView { anchors.fill: parent; scanner: UninstallerScanner {} } }
+        listName: "applicationList"
 
-        property var view: null
-        property var scanner: null
-        property int reports: 0
-
-        function open() {
-            reports = 0;
-            view = createTemporaryObject(screenComponent, host);
-            verify(view !== null);
-            view.analysisCompleted.connect(() => reports++);
-            scanner = view.scanner;
-            tryVerify(() => scanner.completedScanCount >= 1, 10000);
-            waitForRendering(view);
-        }
-        function find(name) {
-            const item = findChild(view, name);
-            verify(item !== null, "no item named " + name);
-            return item;
-        }
-        function value(card) { return findChild(find(card), "summaryValue").text; }
-        function rowNamed(name) {
-            const list = find("applicationList");
-            for (let i = 0; i < list.count; ++i) {
-                list.positionViewAtIndex(i, ListView.Contain);
-                const row = list.itemAtIndex(i);
-                if (row && row.name === name)
-                    return row;
-            }
-            return null;
-        }
         function type(text) {
             const field = find("searchField");
             field.forceActiveFocus();
@@ -63,7 +29,7 @@ Item {
         function test_leftOutUnfolds() {
             const logs = Fixtures.home + "/Library/Logs";
             verify(Fixtures.link(logs, logs));
-            open();
+            open(1);
             const line = find("skippedDisclosure");
             compare(find("scanDetail").text, "1 elemento(s) no se pudieron leer y no se incluyen.");
             compare(line.Accessible.role, Accessible.Button);
@@ -81,21 +47,20 @@ Item {
         }
 
         function test_emptyInventory() {
-            open();
+            open(1);
             compare(reports, 1);
-            compare(value("cardApplications"), "0");
-            compare(value("cardState"), "Listo");
-            compare(find("statusLine").text, "No se encontraron aplicaciones.");
             verify(find("emptyState").visible);
-            compare(findChild(find("emptyState"), "emptyTitle").text, "No hay aplicaciones");
-            compare(findChild(find("emptyState"), "emptyMessage").text, "No se encontraron resultados.");
-            compare(find("selectionActionButton").enabled, false);
-            compare(find("cancelSelectionButton").enabled, false);
+            expectScreen({
+                cards: { cardApplications: "0", cardState: "Listo" },
+                texts: { statusLine: "No se encontraron aplicaciones.", emptyTitle: "No hay aplicaciones",
+                         emptyMessage: "No se encontraron resultados." },
+                disabled: ["selectionActionButton", "cancelSelectionButton"]
+            });
             compare(find("searchField").placeholderText, "Buscar aplicación…");
 
             // A rescan empties the list and says so while it runs.
             Fixtures.application("root", "Later", "com.example.later", 1);
-            mouseClick(find("headerButton"));
+            click("headerButton");
             compare(scanner.isScanning, true);
             compare(find("headerButton").text, "Analizando…");
             compare(find("headerButton").enabled, false);
@@ -113,7 +78,7 @@ Item {
             Fixtures.application("home", "Nameless", "", 1);
             Fixtures.allocate("Library/Preferences/com.example.folio.plist", 0.01);
             Fixtures.folder("Library/Application Support/FolioReader");
-            open();
+            open(1);
             // Nothing is chosen for the user.
             compare(value("cardSelected"), "0");
             compare(find("selectionActionButton").enabled, false);
@@ -129,24 +94,13 @@ Item {
             compare(findChild(rowNamed("Nameless"), "relatedLine").text, "0 archivo(s) relacionados");
 
             // The count unfolds the very files that would go with the application.
-            const related = findChild(row, "relatedFiles");
-            compare(related.visible, false);
-            mouseClick(findChild(row, "relatedLine"));
+            compare(findChild(row, "relatedFiles").visible, false);
+            clickIn(row, "relatedLine");
             const unfolded = rowNamed("Folio Reader");
             tryVerify(() => findChild(unfolded, "relatedFiles").visible);
-            const lines = [];
-            const collect = item => {
-                for (let i = 0; i < item.children.length; ++i) {
-                    const child = item.children[i];
-                    if (child.objectName === "relatedPath" && child.visible)
-                        lines.push(child.text);
-                    collect(child);
-                }
-            };
-            collect(findChild(unfolded, "relatedFiles"));
-            compare(lines.length, 2, lines.join("|"));
-            verify(lines.indexOf("~/Library/Preferences/com.example.folio.plist") >= 0, lines.join("|"));
-            verify(lines.indexOf("~/Library/Application Support/FolioReader") >= 0, lines.join("|"));
+            const lines = shownIn(findChild(unfolded, "relatedFiles"), "relatedPath").map(line => line.text);
+            compare(lines.sort(), ["~/Library/Application Support/FolioReader",
+                                   "~/Library/Preferences/com.example.folio.plist"]);
             verify(Fixtures.exists(folio));
         }
 
@@ -154,24 +108,23 @@ Item {
             Fixtures.application("root", "Alpha", "com.example.alpha", 2);
             Fixtures.application("root", "Beta Tool", "org.betatools.beta", 1);
             Fixtures.allocate("Library/Caches/org.betatools.beta/cache.db", 1);
-            open();
+            open(1);
             compare(value("cardApplications"), "2");
             const list = find("applicationList");
 
-            mouseClick(findChild(rowNamed("Alpha"), "rowCheckBox"));
-            mouseClick(findChild(rowNamed("Beta Tool"), "rowCheckBox"));
+            clickIn(rowNamed("Alpha"), "rowCheckBox");
+            clickIn(rowNamed("Beta Tool"), "rowCheckBox");
             compare(value("cardSelected"), "2");
             compare(value("cardSelectedSize"), Formatters.formatBytes(scanner.selectedSize));
             verify(scanner.selectedSize >= 4 * 1024 * 1024);
-            mouseClick(find("cancelSelectionButton"));
-            compare(value("cardSelected"), "0");
-            compare(find("selectionActionButton").enabled, false);
-            compare(find("cancelSelectionButton").enabled, false);
+            click("cancelSelectionButton");
+            expectScreen({ cards: { cardSelected: "0" },
+                           disabled: ["selectionActionButton", "cancelSelectionButton"] });
 
             type("betatools"); // only in the identifier
             compare(list.count, 1);
             verify(rowNamed("Beta Tool") !== null);
-            mouseClick(findChild(rowNamed("Beta Tool"), "rowCheckBox"));
+            clickIn(rowNamed("Beta Tool"), "rowCheckBox");
             compare(value("cardSelected"), "1");
 
             type(" "); // as typed: only names with a space
@@ -179,28 +132,22 @@ Item {
             type("zzz");
             compare(list.count, 0);
             verify(find("emptyState").visible);
-            compare(findChild(find("emptyState"), "emptyMessage").text, "No se encontraron resultados.");
             // Hidden by the search, still selected and still counted.
-            compare(find("selectionHeadline").text, "1 aplicación(es) seleccionadas");
+            expectScreen({ texts: { emptyMessage: "No se encontraron resultados.",
+                                    selectionHeadline: "1 aplicación(es) seleccionadas" } });
             compare(find("selectionActionButton").enabled, true);
 
-            mouseClick(find("selectionActionButton"));
-            const confirm = find("uninstallConfirmation");
-            tryVerify(() => confirm.opened);
+            const confirm = askToRemove("uninstallConfirmation");
             compare(confirm.title, "¿Desinstalar las aplicaciones seleccionadas?");
             compare(confirm.message, "1 aplicación(es), " + Formatters.formatBytes(scanner.selectedSize)
                     + ". Podrás recuperarlas desde la Papelera.");
-            // Cancelling changes nothing.
-            mouseClick(findChild(confirm.contentItem, "dialogCancelButton"));
-            tryVerify(() => !confirm.visible);
+            answer(confirm, "dialogCancelButton"); // changes nothing
             compare(value("cardApplications"), "2");
 
-            mouseClick(find("selectionActionButton"));
-            tryVerify(() => confirm.opened);
+            askToRemove("uninstallConfirmation");
             compare(findChild(confirm.contentItem, "dialogConfirmButton").text,
                     "Mover aplicaciones y archivos relacionados a la Papelera");
-            mouseClick(findChild(confirm.contentItem, "dialogConfirmButton"));
-            tryVerify(() => !scanner.isUninstalling, 10000);
+            answer(confirm);
             compare(find("statusLine").text, "1 aplicación(es) movidas a la Papelera.");
             compare(value("cardApplications"), "1");
             compare(value("cardSelected"), "0");
@@ -217,26 +164,15 @@ Item {
             const gone = Fixtures.application("root", "Vanishing", "com.example.vanishing", 1);
             Fixtures.application("root", "Solid", "com.example.solid", 1);
             Fixtures.folder("Library/Caches/com.example.vanishing");
-            open();
-            mouseClick(findChild(rowNamed("Vanishing"), "rowCheckBox"));
-            mouseClick(findChild(rowNamed("Solid"), "rowCheckBox"));
+            open(1);
+            clickIn(rowNamed("Vanishing"), "rowCheckBox");
+            clickIn(rowNamed("Solid"), "rowCheckBox");
             verify(Fixtures.removeTree(gone));
-            mouseClick(find("selectionActionButton"));
-            const confirm = find("uninstallConfirmation");
-            tryVerify(() => confirm.opened);
-            mouseClick(findChild(confirm.contentItem, "dialogConfirmButton"));
-            tryVerify(() => !scanner.isUninstalling, 10000);
-
-            const alert = find("errorAlert");
-            tryVerify(() => alert.opened);
-            compare(alert.title, "Velmora");
-            compare(alert.message, "No fue posible desinstalar: Vanishing. Cambiaron desde el análisis y no se tocaron: Vanishing.");
+            answer(askToRemove("uninstallConfirmation"));
             verify(Fixtures.exists(Fixtures.home + "/Library/Caches/com.example.vanishing"));
             compare(value("cardApplications"), "1");
             compare(value("cardSelected"), "1");
-            mouseClick(findChild(alert.contentItem, "alertOkButton"));
-            tryVerify(() => !alert.visible);
-            compare(scanner.errorMessage, "");
+            dismissAlert("No fue posible desinstalar: Vanishing. Cambiaron desde el análisis y no se tocaron: Vanishing.");
         }
     }
 }

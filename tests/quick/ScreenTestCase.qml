@@ -1,0 +1,93 @@
+import QtQuick
+import QtTest
+
+// What every screen test does: open the screen in the host (its parent), count
+// the finished scans it reports, find its items by name, read its summary cards
+// and rows, and go through its confirmation.
+TestCase {
+    id: test
+    when: windowShown
+
+    required property Component screen
+    // The list whose rows rowNamed() looks through.
+    property string listName
+    property var view: null
+    property var scanner: null
+    property int reports: 0
+
+    // Opens the screen; with `scans`, waits until that many have finished.
+    function open(scans) {
+        reports = 0;
+        view = createTemporaryObject(screen, parent);
+        verify(view !== null);
+        scanner = view.scanner ?? null;
+        if (scanner)
+            view.analysisCompleted.connect(() => reports++);
+        if (scans)
+            tryVerify(() => scanner.completedScanCount >= scans, 20000);
+        waitForRendering(view);
+    }
+    function find(name) {
+        const item = findChild(view, name);
+        verify(item !== null, "no item named " + name);
+        return item;
+    }
+    function value(card) { return findChild(find(card), "summaryValue").text; }
+    // Every shown item of that name below `item`, in order.
+    function shownIn(item, name) {
+        let found = [];
+        for (let i = 0; i < item.children.length; ++i) {
+            const child = item.children[i];
+            if (child.objectName === name && child.visible)
+                found.push(child);
+            found = found.concat(shownIn(child, name));
+        }
+        return found;
+    }
+    // The summary cards' values, texts, and the items hidden or disabled, by name.
+    function expectScreen(expected) {
+        for (const card in expected.cards ?? {})
+            compare(value(card), expected.cards[card], card);
+        for (const name in expected.texts ?? {})
+            compare(find(name).text, expected.texts[name], name);
+        for (const name of expected.hidden ?? [])
+            compare(find(name).visible, false, name);
+        for (const name of expected.disabled ?? [])
+            compare(find(name).enabled, false, name);
+    }
+    function rowNamed(name) {
+        const list = find(listName);
+        for (let i = 0; i < list.count; ++i) {
+            list.positionViewAtIndex(i, ListView.Contain);
+            const row = list.itemAtIndex(i);
+            if (row && row.name === name)
+                return row;
+        }
+        return null;
+    }
+    function click(name) { mouseClick(find(name)); }
+    function clickIn(item, name) { mouseClick(findChild(item, name)); }
+    // Opens the confirmation of the selection bar's action and returns it.
+    function askToRemove(dialog) {
+        click("selectionActionButton");
+        const confirm = find(dialog || "trashConfirmation");
+        tryVerify(() => confirm.opened);
+        return confirm;
+    }
+    // The alert says `message`; closing it clears the scanner's error.
+    function dismissAlert(message) {
+        const alert = find("errorAlert");
+        tryVerify(() => alert.opened);
+        compare(alert.title, "Velmora");
+        compare(alert.message, message);
+        clickIn(alert.contentItem, "alertOkButton");
+        tryVerify(() => !alert.opened);
+        compare(scanner.errorMessage, "", "closing the alert clears the message");
+    }
+    // Answers the confirmation and waits until the removal has ended.
+    function answer(confirm, button) {
+        clickIn(confirm.contentItem, button || "dialogConfirmButton");
+        tryVerify(() => !confirm.opened);
+        tryVerify(() => !scanner.isRemoving, 10000);
+    }
+}
