@@ -33,17 +33,6 @@ TestCase {
         return item;
     }
     function value(card) { return findChild(find(card), "summaryValue").text; }
-    // Every shown item of that name below `item`, in order.
-    function shownIn(item, name) {
-        let found = [];
-        for (let i = 0; i < item.children.length; ++i) {
-            const child = item.children[i];
-            if (child.objectName === name && child.visible)
-                found.push(child);
-            found = found.concat(shownIn(child, name));
-        }
-        return found;
-    }
     // The summary cards' values, texts, and the items hidden or disabled, by name.
     function expectScreen(expected) {
         for (const card in expected.cards ?? {})

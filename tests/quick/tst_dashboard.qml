@@ -23,32 +23,6 @@ Item {
             verify(find("recommendationsButton").enabled);
         }
 
-        function test_cardsAndSidebarOpenTheirModule_data() {
-            return [
-                { tag: "card largeFiles", item: "card_largeFiles", module: "largeFiles", title: "Archivos grandes" },
-                { tag: "card duplicates", item: "card_duplicates", module: "duplicates", title: "Duplicados" },
-                { tag: "card safeCleanup", item: "card_safeCleanup", module: "safeCleanup", title: "Limpieza segura" },
-                { tag: "card uninstaller", item: "card_uninstaller", module: "uninstaller", title: "Desinstalación profunda" },
-                { tag: "card protection", item: "card_protection", module: "protection", title: "Protección" },
-                { tag: "sidebar duplicates", item: "sidebar_duplicates", module: "duplicates", title: "Duplicados" },
-                { tag: "sidebar protection", item: "sidebar_protection", module: "protection", title: "Protección" }
-            ];
-        }
-
-        function test_cardsAndSidebarOpenTheirModule(data) {
-            mouseClick(find(data.item));
-            compare(view.selectedModule, data.module);
-            tryVerify(() => findChild(view, "workspace") !== null);
-            compare(find("dashboard").visible, false);
-            compare(find("workspaceTitle").text, data.title);
-            const back = find("backButton");
-            compare(back.text, "Panel principal");
-            mouseClick(back);
-            compare(view.selectedModule, "");
-            verify(find("dashboard").visible);
-            tryVerify(() => findChild(view, "workspace") === null);
-        }
-
         function test_unknownModuleIsIgnored() {
             view.openModule("LargeFiles");
             compare(view.selectedModule, "");
