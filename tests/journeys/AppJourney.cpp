@@ -109,10 +109,15 @@ QQuickItem *AppJourney::delegateAt(QQuickItem *view, int index) const
 {
     // Only rows in view exist (and are reused): scroll to it, read it at once.
     QMetaObject::invokeMethod(view, "positionViewAtIndex", Q_ARG(int, index), Q_ARG(int, 0));
-    settle(30);
+    settle(30); // lets the view lay its rows out where it scrolled
     QQuickItem *delegate = nullptr;
-    QMetaObject::invokeMethod(view, "itemAtIndex", Q_RETURN_ARG(QQuickItem *, delegate),
-                              Q_ARG(int, index));
+    waitFor(
+        [&] {
+            QMetaObject::invokeMethod(view, "itemAtIndex", Q_RETURN_ARG(QQuickItem *, delegate),
+                                      Q_ARG(int, index));
+            return delegate != nullptr;
+        },
+        2000);
     return delegate;
 }
 

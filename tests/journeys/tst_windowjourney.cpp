@@ -131,20 +131,27 @@ void TestWindowJourney::smallestWindowShowsEveryControl()
         QVERIFY(app.click(card));
         QVERIFY(app.waitForScans(0));
     }
-    app.settle(200);
-    const QRectF window(0, 0, app.window()->width(), app.window()->height());
-    QList<QRectF> seen;
-    for (const QString &name : controls) {
-        QQuickItem *item = app.item(name);
-        QVERIFY2(item, qPrintable(name + QStringLiteral(" is shown")));
-        const QRectF area = item->mapRectToScene(item->boundingRect());
-        QVERIFY2(area.width() > 0 && area.height() > 0 && window.contains(area),
-                 qPrintable(name + QStringLiteral(" lies inside the window")));
-        for (int i = 0; i < seen.size(); ++i)
-            QVERIFY2(!seen.at(i).intersects(area),
-                     qPrintable(name + QStringLiteral(" overlaps ") + controls.at(i)));
-        seen << area;
-    }
+    // Each control shown whole inside the window and apart from the others,
+    // once the layouts have settled; else the first one that is not.
+    const auto misplaced = [&]() -> QString {
+        const QRectF window(0, 0, app.window()->width(), app.window()->height());
+        QList<QRectF> seen;
+        for (const QString &name : controls) {
+            QQuickItem *item = app.item(name);
+            if (!item)
+                return name + " is not shown";
+            const QRectF area = item->mapRectToScene(item->boundingRect());
+            if (area.isEmpty() || !window.contains(area))
+                return name + " does not lie inside the window";
+            for (int i = 0; i < seen.size(); ++i)
+                if (seen.at(i).intersects(area))
+                    return name + " overlaps " + controls.at(i);
+            seen << area;
+        }
+        return {};
+    };
+    app.waitFor([&] { return misplaced().isEmpty(); }, 5000);
+    QVERIFY2(misplaced().isEmpty(), qPrintable(misplaced()));
 }
 
 QTEST_MAIN(TestWindowJourney)

@@ -83,7 +83,6 @@ private slots:
     void decisions();
     void shortMatchesApplesAndVelmorasStay();
     void theStayingApplicationKeepsItsDataAndRowsAreWorkedOutAgain();
-    void sharedVendorPrefixGoesToTheLongerIdentifier();
     void twoInstallationsShareTheirData();
 };
 
@@ -239,24 +238,6 @@ void TestLeftoverOwnership::theStayingApplicationKeepsItsDataAndRowsAreWorkedOut
     QVERIFY(tree.uninstall({"Tool"}));
     QVERIFY(!exists(toolApp) && !exists(support));
     QVERIFY(exists(vendorShared)); // not related to Tool at all
-}
-
-void TestLeftoverOwnership::sharedVendorPrefixGoesToTheLongerIdentifier()
-{
-    Tree tree;
-    const QString tool = tree.bundle("Tool", "com.vendor.tool");
-    tree.bundle("Toolbox", "com.vendor.toolbox");
-    tree.bundle("Tool Helper", "com.vendor.tool.helper");
-    const QString toolbox = tree.entry("Caches/com.vendor.toolbox/db");
-    const QString helper = tree.entry("Preferences/com.vendor.tool.helper.plist/x");
-    const QString own = tree.entry("Preferences/com.vendor.tool.plist/x");
-    tree.scan();
-    QCOMPARE(tree.named("Tool")->relatedFiles.size(), 3);
-    // Toolbox goes first, Tool staying: the longer identifier takes it.
-    QVERIFY(tree.uninstall({"Toolbox"}));
-    QVERIFY(!exists(toolbox) && exists(own));
-    QVERIFY(tree.uninstall({"Tool"}));
-    QVERIFY(!exists(tool) && !exists(own) && exists(helper));
 }
 
 void TestLeftoverOwnership::twoInstallationsShareTheirData()
