@@ -7,7 +7,6 @@
 #include "WorkQueue.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cstring>
 #include <deque>
 #include <fcntl.h>
@@ -24,7 +23,6 @@ namespace ContentComparison {
 namespace {
 
 constexpr qint64 kPage = ChunkBuffers::kPage;
-std::atomic<ReadHook> g_readHook{nullptr};
 // Large enough that a read costs little per byte, small enough that a chunk is
 // still in the processor's cache when it is compared and hashed right after.
 constexpr qint64 kMaxChunk = 256 * 1024;
@@ -198,8 +196,7 @@ qint64 Comparison::read(const Member &member, char *buffer, qint64 length, qint6
         ::close(fd);
     if (got > 0)
         WalkControl::countBytes(got);
-    if (const ReadHook hook = g_readHook.load(std::memory_order_relaxed))
-        hook(member.path, offset);
+    chunkRead(member.path, offset);
     return got;
 }
 
@@ -409,11 +406,6 @@ std::vector<IdenticalFiles> Comparison::run()
 std::vector<IdenticalFiles> identicalContent(const QList<QString> &paths)
 {
     return Comparison(paths).run();
-}
-
-void setReadHook(ReadHook hook)
-{
-    g_readHook.store(hook);
 }
 
 } // namespace ContentComparison

@@ -27,10 +27,10 @@ inline constexpr int kMaxOpenFiles = 1024;
 // order of their first member. Files that cannot be opened or read are left out.
 std::vector<IdenticalFiles> identicalContent(const QList<QString> &paths);
 
-// Tests stop or hold a comparison at an exact read: the hook runs after each
-// chunk is read and counted, on the thread that read it, with the file and the
-// chunk's offset. None by default.
-using ReadHook = void (*)(const QString &path, qint64 offset);
-void setReadHook(ReadHook hook);
+// Passed after each chunk is read and counted, on the thread that read it, with
+// the file and the chunk's offset. The program links an empty definition
+// (ChunkReadNone.cpp); tests that stop or hold a comparison at an exact read
+// link one of their own in its place (tests/support/ReadHook.cpp).
+void chunkRead(const QString &path, qint64 offset);
 
 } // namespace ContentComparison

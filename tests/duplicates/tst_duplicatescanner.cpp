@@ -1,6 +1,7 @@
 #include "ContentComparison.h"
 #include "ContentDigest.h"
 #include "DuplicateScanner.h"
+#include "ReadHook.h"
 #include "TestEnvironment.h"
 #include "TreeBuilder.h"
 #include "WalkControl.h"
@@ -81,9 +82,9 @@ struct StopAt
         nth = atRead;
         state = std::move(of);
         reads = 0;
-        ContentComparison::setReadHook(&hook);
+        ContentComparisonTesting::setReadHook(&hook);
         return qScopeGuard([] {
-            ContentComparison::setReadHook(nullptr);
+            ContentComparisonTesting::setReadHook(nullptr);
             state.reset();
         });
     }

@@ -2,6 +2,7 @@
 #include "AppSetup.h"
 #include "ContentComparison.h"
 #include "ImportQmlPlugins.h"
+#include "ReadHook.h"
 #include "TreeBuilder.h"
 
 #include <QFile>
@@ -101,9 +102,9 @@ void TestDuplicatesJourney::stopShowsProgressAndKeepsOnlyProvenGroups()
     TreeBuilder tree(app.home());
     for (const char *name : {"Discos/uno.img", "Discos/dos.img"})
         tree.allocatedFile(QString::fromLatin1(name), qint64(12) << 20);
-    ContentComparison::setReadHook(&Gate::hold);
+    ContentComparisonTesting::setReadHook(&Gate::hold);
     const auto release = qScopeGuard([] {
-        ContentComparison::setReadHook(nullptr);
+        ContentComparisonTesting::setReadHook(nullptr);
         Gate::open.release(16);
     });
     QVERIFY(app.start());
