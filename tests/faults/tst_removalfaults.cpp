@@ -6,6 +6,7 @@
 #include "TreeBuilder.h"
 #include "UninstallerScanner.h"
 
+#include <QAbstractItemModelTester>
 #include <QDir>
 #include <QProcess>
 #include <QtTest>
@@ -65,6 +66,7 @@ void TestRemovalFaults::largeFileBehindASwappedFolderStays()
     tree.allocatedFile(QStringLiteral("Scan/Videos/film.mov"), 2 * MiB);
     const QString precious = tree.allocatedFile(QStringLiteral("Precious/film.mov"), 2 * MiB);
     StorageScanner scanner;
+    QAbstractItemModelTester tester(scanner.filesModel());
     QVERIFY(scanned(scanner, tree.path(QStringLiteral("Scan")), 1));
     QCOMPARE(scanner.files().size(), 1);
     scanner.selectAll();
@@ -99,6 +101,7 @@ void TestRemovalFaults::duplicatesAreCheckedAgainBeforeRemoval()
         tree.setModificationTime(keepers.last(), QDateTime::currentDateTimeUtc().addDays(-30));
     }
     DuplicateScanner scanner;
+    QAbstractItemModelTester tester(scanner.filesModel());
     QVERIFY(scanned(scanner, tree.path(QStringLiteral("Set")), 10));
     QCOMPARE(scanner.groups().size(), 4);
     scanner.selectRecommendedCopies();
@@ -144,6 +147,7 @@ void TestRemovalFaults::oneFileIsNeverItsOwnDuplicate()
     QVERIFY(::link(QFile::encodeName(file).constData(),
                    QFile::encodeName(tree.path("Set/Other/film-link.mov")).constData()) == 0);
     DuplicateScanner scanner;
+    QAbstractItemModelTester tester(scanner.filesModel());
     QVERIFY(scanned(scanner, tree.path(QStringLiteral("Set")), 10));
     QVERIFY2(scanner.groups().isEmpty(), "two names of one file are not duplicates");
     // A pipe where a file was listed never holds the reader.
@@ -174,6 +178,7 @@ void TestRemovalFaults::applicationsReachedTwiceAreOneApplication()
     // The home's Applications is a link to the system's.
     QVERIFY(QFile::link(env.root() + "/Applications", env.home() + "/Applications"));
     UninstallerScanner scanner;
+    QAbstractItemModelTester tester(scanner.applicationsModel());
     QTRY_VERIFY_WITH_TIMEOUT(scanner.completedScanCount() == 1 && !scanner.isScanning(), 30000);
     QCOMPARE(scanner.applications().size(), 1);
     scanner.toggleSelection(scanner.applications().first());
@@ -208,6 +213,7 @@ void TestRemovalFaults::cacheFolderLeadingToTheHomeIsNotAnalysed()
                scanner.errorMessage().contains(QStringLiteral("carpeta de inicio"));
     };
     CleanupScanner scanner;
+    QAbstractItemModelTester tester(scanner.itemsModel());
     QVERIFY2(refused(scanner), qPrintable(scanner.errorMessage()));
     // The link put in place after a good scan counts at the next scan.
     QFile::remove(caches);

@@ -195,21 +195,27 @@ void TestTrashFaults::swappedFoldersAreNeverFollowed()
     // The same name on another inode is not the file the scan saw.
     QFile::remove(tree.path(QStringLiteral("Scan/Sub")));
     const QString fresh = tree.file(QStringLiteral("Scan/Sub/report.pdf"), "new");
+    QVERIFY(!PinnedItem::pin(root, fresh, seen, PinnedItem::Check::SameFile));
     QVERIFY(refused(fresh, seen));
     QVERIFY(QFile::exists(fresh));
 
-    // Replaced after it was reached again, right before the move.
-    const FileIdentity freshSeen = identityOf(fresh);
-    std::optional<PinnedItem> pinned =
-        PinnedItem::pin(root, fresh, freshSeen, PinnedItem::Check::SameFile);
-    QVERIFY(pinned);
-    // Renamed over it while both exist, so surely another inode.
-    const QString newer = tree.file(QStringLiteral("Scan/Sub/newer"), "newer");
-    QVERIFY(std::rename(QFile::encodeName(newer).constData(),
-                        QFile::encodeName(fresh).constData()) == 0);
-    QVERIFY(!Trash::moveToTrash(*pinned));
-    QCOMPARE(fileContents(fresh), QByteArray("newer"));
-    QVERIFY(isEmptyFolder(env.trashFiles()));
+    // Changed after it was reached again, right before the move: replaced (renamed
+    // over while both exist, so surely another inode), or rewritten in place where
+    // its length and time count too.
+    for (const auto check : {PinnedItem::Check::SameFile, PinnedItem::Check::Unchanged}) {
+        std::optional<PinnedItem> pinned = PinnedItem::pin(root, fresh, identityOf(fresh), check);
+        QVERIFY(pinned);
+        const QByteArray now = check == PinnedItem::Check::SameFile ? "newer" : "newer, longer";
+        const QString newer = tree.file(QStringLiteral("Scan/Sub/newer"), now);
+        QVERIFY(check == PinnedItem::Check::SameFile
+                    ? std::rename(QFile::encodeName(newer).constData(),
+                                  QFile::encodeName(fresh).constData()) == 0
+                    : QFile::remove(newer) &&
+                          tree.file(QStringLiteral("Scan/Sub/report.pdf"), now) == fresh);
+        QVERIFY(!Trash::moveToTrash(*pinned));
+        QCOMPARE(fileContents(fresh), now);
+        QVERIFY(isEmptyFolder(env.trashFiles()));
+    }
 
     // The root itself swapped for a link: nothing below it is reached.
     QVERIFY(swapFor(QStringLiteral("Scan"), tree.path(QStringLiteral("Scan.old"))));

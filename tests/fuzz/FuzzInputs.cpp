@@ -193,19 +193,18 @@ std::vector<QByteArray> hostileInputs(Random &random)
 
 std::vector<QByteArray> seeds()
 {
+    // Every kind of value, escapes included.
     const QVariantMap info{
-        {QStringLiteral("CFBundleIdentifier"), QStringLiteral("com.example.viewer")},
-        {QStringLiteral("CFBundleName"), QStringLiteral("Viewer & <Co>")},
-        {QStringLiteral("CFBundleVersion"), qint64(42)},
-        {QStringLiteral("LSMinimumSystemVersion"), 10.15},
-        {QStringLiteral("NSHighResolutionCapable"), true},
-        {QStringLiteral("Built"), QDateTime::fromSecsSinceEpoch(1700000000, Qt::UTC)},
-        {QStringLiteral("Icon"), QByteArray("\x00\x01\x02\xff", 4)},
-        {QStringLiteral("CFBundleDocumentTypes"),
-         QVariantList{QVariantMap{{QStringLiteral("CFBundleTypeExtensions"),
-                                   QVariantList{QStringLiteral("png"), QStringLiteral("jpg")}},
-                                  {QStringLiteral("CFBundleTypeRole"), QStringLiteral("Viewer")}}}},
-        {QStringLiteral("Empty"), QVariantList{}},
+        {"CFBundleIdentifier", "com.example.viewer"},
+        {"CFBundleName", "Viewer & <Co>"},
+        {"CFBundleVersion", qint64(42)},
+        {"LSMinimumSystemVersion", 10.15},
+        {"NSHighResolutionCapable", true},
+        {"Built", QDateTime::fromSecsSinceEpoch(1700000000, Qt::UTC)},
+        {"Icon", QByteArray("\x00\x01\x02\xff", 4)},
+        {"CFBundleDocumentTypes",
+         QVariantList{QVariantMap{{"Extensions", QVariantList{"png"}}, {"Role", "Viewer"}}}},
+        {"Empty", QVariantList{}},
     };
     std::vector<QByteArray> out{
         written(info, false), written(info, true),
