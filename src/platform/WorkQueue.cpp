@@ -6,9 +6,17 @@
 
 namespace WorkPool {
 
+// A pool of our own rather than Qt's global one: Qt draws some shapes and loads
+// some images on the global pool, and a long walk must never keep the window
+// from drawing.
 QThreadPool *pool()
 {
-    return QThreadPool::globalInstance();
+    static QThreadPool *pool = [] {
+        auto *p = new QThreadPool(QCoreApplication::instance());
+        p->setMaxThreadCount(std::max(1, QThread::idealThreadCount()));
+        return p;
+    }();
+    return pool;
 }
 
 int threadCount()

@@ -12,7 +12,7 @@
 #include <optional>
 
 // The one thread budget of the program: every walk and every hash runs on the
-// global thread pool, sized to the cores, however many scanners run at once.
+// program's own thread pool, sized to the cores, however many scanners run at once.
 namespace WorkPool {
 
 QThreadPool *pool();

@@ -5,6 +5,7 @@
 #include "StorageScanner.h"
 #include "TestEnvironment.h"
 #include "TreeBuilder.h"
+#include "WorkQueue.h"
 
 #include <QAbstractItemModelTester>
 #include <QFile>
@@ -234,11 +235,10 @@ void TestStorageScanner::parallelWalkMatchesTheSequentialOrder()
         return FileWalker::Action::Continue;
     });
     QCOMPARE(sequential.size(), 1700);
-    const int poolSize = QThreadPool::globalInstance()->maxThreadCount();
-    const auto restore =
-        qScopeGuard([poolSize] { QThreadPool::globalInstance()->setMaxThreadCount(poolSize); });
+    const int poolSize = WorkPool::pool()->maxThreadCount();
+    const auto restore = qScopeGuard([poolSize] { WorkPool::pool()->setMaxThreadCount(poolSize); });
     for (int threads : {1, 2, 4}) {
-        QThreadPool::globalInstance()->setMaxThreadCount(threads);
+        WorkPool::pool()->setMaxThreadCount(threads);
         const auto parallel = RegularFileWalk::collect<QString>(
             env.home(), SkipPackageContents | SkipHiddenFiles,
             [](const FileEntry &e) { return std::optional<QString>(e.path()); });
