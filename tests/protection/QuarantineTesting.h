@@ -3,16 +3,19 @@
 #include "FileLocation.h"
 #include "ProtectionQuarantineManager.h"
 
+#include <QAbstractItemModelTester>
 #include <QDir>
 #include <QFile>
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
 #include <QtTest>
 #include <sys/stat.h>
 
-// What the quarantine's tests share: findings made from files on disk, the
-// quarantine folder's listing, and the probe run as a child process.
+// What the quarantine's tests share: findings made from files on disk, a
+// manager driven one action at a time, the folder's listing, and the probe run
+// as a child process.
 namespace QuarantineTesting {
 
 inline QString quarantineFolder()
@@ -41,10 +44,38 @@ inline void waitIdle(const ProtectionQuarantineManager &manager)
     QTRY_VERIFY_WITH_TIMEOUT(!manager.isWorking(), 30000);
 }
 
-// A manager once it has opened its folder and read its records.
+// A manager once it has opened its folder and read its records, its list
+// checked against the item-model rules all along; each action waits for its end.
 struct LoadedQuarantine : ProtectionQuarantineManager
 {
+    QAbstractItemModelTester tester{recordsModel(),
+                                    QAbstractItemModelTester::FailureReportingMode::QtTest};
     LoadedQuarantine() { waitIdle(*this); }
+    void take(const QStringList &paths)
+    {
+        QList<SecurityFinding> findings;
+        for (const QString &path : paths)
+            findings << findingFor(path);
+        quarantine(findings);
+        waitIdle(*this);
+    }
+    void restoreNow(const QString &id)
+    {
+        restore(id);
+        waitIdle(*this);
+    }
+    void trashNow(const QString &id)
+    {
+        moveToTrash(id);
+        waitIdle(*this);
+    }
+    ProtectionQuarantineRecord recordOf(const QString &originalPath) const
+    {
+        for (const ProtectionQuarantineRecord &r : records())
+            if (r.originalPath == originalPath)
+                return r;
+        return {};
+    }
 };
 
 inline QByteArray contents(const QString &path)
@@ -67,16 +98,26 @@ inline QStringList quarantineEntries(const QString &folder)
                                   QDir::NoDotAndDotDot);
 }
 
+inline QString indexPath()
+{
+    return quarantineFolder() + "/records.json";
+}
+
+inline void writeIndex(const QByteArray &bytes)
+{
+    QFile index(indexPath());
+    QVERIFY(index.open(QIODevice::WriteOnly | QIODevice::Truncate));
+    index.write(bytes);
+}
+
 inline QJsonObject runProbe(const QStringList &args, const QProcessEnvironment &env = {},
-                            int *exitCode = nullptr, QProcess::ExitStatus *status = nullptr)
+                            QProcess::ExitStatus *status = nullptr)
 {
     QProcess probe;
     if (!env.isEmpty())
         probe.setProcessEnvironment(env);
     probe.start(QStringLiteral(VELMORA_PROBE), args);
     probe.waitForFinished(60000);
-    if (exitCode)
-        *exitCode = probe.exitCode();
     if (status)
         *status = probe.exitStatus();
     return QJsonDocument::fromJson(probe.readAllStandardOutput()).object();
