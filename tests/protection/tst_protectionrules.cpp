@@ -1,3 +1,4 @@
+#include "FileLocation.h"
 #include "FileSystem.h"
 #include "PropertyList.h"
 #include "ProtectionRules.h"
@@ -10,15 +11,15 @@
 // written relative to the system root, where the home folder lies as on a Mac.
 namespace {
 
+// "none", "invalid", "valid", each with "+team" for a team identifier.
 SignatureInformation signature(const QString &state)
 {
     SignatureInformation s;
     if (state == "none")
         return s;
     s.wasCreated = true;
-    s.isValid = state == "valid";
     s.identifier = QStringLiteral("sig.identifier");
-    if (state == "invalid+team" || state == "valid+team")
+    if (state.endsWith("+team"))
         s.teamIdentifier = QStringLiteral("TEAM123456");
     s.isValid = state.startsWith("valid");
     s.description = s.isValid ? QStringLiteral("Firma digital válida")
@@ -34,14 +35,23 @@ struct Tree
     ~Tree() { qputenv("HOME", QFile::encodeName(env.home())); }
     EntryInfo entry(const QString &relative) const
     {
-        const auto values = FileSystem::resourceValues(root.path(relative));
-        return values.value_or(EntryInfo{});
+        return FileSystem::resourceValues(root.path(relative)).value_or(EntryInfo{});
     }
 };
 
 QString level(ThreatLevel l)
 {
     return Threat::caseName(l);
+}
+
+// Rows of texts: the first names the row, the others fill its columns.
+template <size_t R, size_t N> void addRows(const char *const (&rows)[R][N])
+{
+    for (const auto &texts : rows) {
+        QTestData &row = QTest::newRow(texts[0]);
+        for (size_t c = 1; c < N; ++c)
+            row << QString::fromUtf8(texts[c]);
+    }
 }
 
 } // namespace
@@ -53,84 +63,39 @@ class TestProtectionRules : public QObject
 private Q_SLOTS:
     void application_data();
     void application();
-    void downloadedItem_data();
-    void downloadedItem();
     void launchItem_data();
     void launchItem();
-    void privilegedHelper_data();
-    void privilegedHelper();
-    void executable_data();
-    void executable();
-    void orderAndFilters();
+    void fileItem_data();
+    void fileItem();
+    void orderCountsAndFilters();
 };
 
 void TestProtectionRules::application_data()
 {
-    QTest::addColumn<QString>("place");
-    QTest::addColumn<QString>("bundleIdentifier"); // empty: none of its own
-    QTest::addColumn<QString>("signature");
-    QTest::addColumn<QString>("level");
-    QTest::addColumn<int>("reasons");
-    QTest::newRow("1 Apple, valid") << "Applications/Safari.app"
-                                    << "com.apple.Safari"
-                                    << "valid"
-                                    << "protected" << 1;
-    QTest::newRow("1 system folder, valid") << "System/Applications/Notes.app"
-                                            << "com.vendor.x"
-                                            << "valid"
-                                            << "protected" << 1;
-    QTest::newRow("1 near: com.applex") << "Applications/X.app"
-                                        << "com.applex.tool"
-                                        << "valid"
-                                        << "safe" << 1;
-    QTest::newRow("1 near: Apple, not valid") << "Applications/Mail.app"
-                                              << "com.apple.mail"
-                                              << "invalid"
-                                              << "review" << 2;
-    QTest::newRow("1 signature's identifier") << "Applications/NoId.app"
-                                              << ""
-                                              << "valid"
-                                              << "safe" << 1;
-    QTest::newRow("2 valid anywhere") << "Users/ana/Downloads/Tool.app"
-                                      << "com.vendor.tool"
-                                      << "valid"
-                                      << "safe" << 1;
-    QTest::newRow("3 team in Applications") << "Applications/Tool.app"
-                                            << "com.vendor.tool"
-                                            << "invalid+team"
-                                            << "review" << 2;
-    QTest::newRow("3 near: team in Downloads") << "Users/ana/Downloads/Tool.app"
-                                               << "com.vendor.tool"
-                                               << "invalid+team"
-                                               << "dangerous" << 1;
-    QTest::newRow("3 near: hidden name") << "Applications/.Tool.app"
-                                         << "com.vendor.tool"
-                                         << "invalid+team"
-                                         << "dangerous" << 1;
-    QTest::newRow("4 tmp") << "tmp/Tool.app"
-                           << "com.vendor.tool"
-                           << "invalid"
-                           << "dangerous" << 1;
-    QTest::newRow("4 private var") << "private/var/folders/x/Tool.app"
-                                   << "com.vendor.tool"
-                                   << "invalid"
-                                   << "dangerous" << 1;
-    QTest::newRow("4 near: Applications") << "Applications/Tool.app"
-                                          << "com.vendor.tool"
-                                          << "invalid"
-                                          << "review" << 2;
-    QTest::newRow("5 shared, unsigned") << "Users/Shared/Tool.app"
-                                        << "com.vendor.tool"
-                                        << "none"
-                                        << "suspicious" << 1;
-    QTest::newRow("5 hidden, unsigned") << "Users/ana/Apps/.Tool.app"
-                                        << "com.vendor.tool"
-                                        << "none"
-                                        << "suspicious" << 1;
-    QTest::newRow("5 near: Users/ana/Apps") << "Users/ana/Apps/Tool.app"
-                                            << "com.vendor.tool"
-                                            << "none"
-                                            << "review" << 2;
+    for (const char *column : {"place", "bundleIdentifier", "signature", "level"})
+        QTest::addColumn<QString>(column); // bundleIdentifier empty: none of its own
+    static const char *const rows[][5] = {
+        {"1 Apple, valid", "Applications/Safari.app", "com.apple.Safari", "valid", "protected"},
+        {"1 system folder, valid", "System/Applications/Notes.app", "com.v.x", "valid",
+         "protected"},
+        {"1 near: com.applex", "Applications/X.app", "com.applex.tool", "valid", "safe"},
+        {"1 near: Apple, not valid", "Applications/Mail.app", "com.apple.mail", "invalid",
+         "review"},
+        {"1 signature's identifier", "Applications/NoId.app", "", "valid", "safe"},
+        {"2 valid anywhere", "Users/ana/Downloads/Tool.app", "com.v.tool", "valid", "safe"},
+        {"3 team in Applications", "Applications/Tool.app", "com.v.tool", "invalid+team", "review"},
+        {"3 near: team in Downloads", "Users/ana/Downloads/Tool.app", "com.v.tool", "invalid+team",
+         "dangerous"},
+        {"3 near: hidden name", "Applications/.Tool.app", "com.v.tool", "invalid+team",
+         "dangerous"},
+        {"4 tmp", "tmp/Tool.app", "com.v.tool", "invalid", "dangerous"},
+        {"4 private var", "private/var/folders/x/Tool.app", "com.v.tool", "invalid", "dangerous"},
+        {"4 near: Applications", "Applications/Tool.app", "com.v.tool", "invalid", "review"},
+        {"5 shared, unsigned", "Users/Shared/Tool.app", "com.v.tool", "none", "suspicious"},
+        {"5 hidden, unsigned", "Users/ana/Apps/.Tool.app", "com.v.tool", "none", "suspicious"},
+        {"5 near: Users/ana/Apps", "Users/ana/Apps/Tool.app", "com.v.tool", "none", "review"},
+    };
+    addRows(rows);
 }
 
 void TestProtectionRules::application()
@@ -139,7 +104,6 @@ void TestProtectionRules::application()
     QFETCH(QString, bundleIdentifier);
     QFETCH(QString, signature);
     QFETCH(QString, level);
-    QFETCH(int, reasons);
     Tree tree;
     QVariantMap info{{"CFBundleExecutable", "Tool"}};
     if (!bundleIdentifier.isEmpty())
@@ -149,25 +113,22 @@ void TestProtectionRules::application()
     const SecurityFinding f = ProtectionRules::analyzeApplication(
         tree.entry(place), [&](const QString &) { return ::signature(signature); });
     QCOMPARE(::level(f.level), level);
-    QCOMPARE(f.reasons.size(), reasons);
     static const QHash<QString, QStringList> kReasons{
         {"protected", {"Aplicación válida integrada o firmada por Apple."}},
         {"safe", {"La firma digital es válida."}},
         {"dangerous",
          {"La firma digital no es válida y la aplicación está en una ubicación inusual u oculta."}},
         {"suspicious", {"Aplicación sin firma verificable en una ubicación inusual u oculta."}},
+        {"review+team",
+         {"La aplicación tiene firma, pero la validación completa no terminó correctamente.",
+          "Puede ocurrir después de una actualización o por componentes auxiliares antiguos."}},
+        {"review",
+         {"No fue posible validar completamente la firma.",
+          "Esto no significa automáticamente que sea malware."}},
     };
-    if (kReasons.contains(level))
-        QCOMPARE(f.reasons, kReasons.value(level));
-    else if (signature == "invalid+team")
-        QCOMPARE(f.reasons,
-                 QStringList({"La aplicación tiene firma, pero la validación completa no terminó "
-                              "correctamente.",
-                              "Puede ocurrir después de una actualización o por componentes "
-                              "auxiliares antiguos."}));
-    else
-        QCOMPARE(f.reasons, QStringList({"No fue posible validar completamente la firma.",
-                                         "Esto no significa automáticamente que sea malware."}));
+    QCOMPARE(
+        f.reasons,
+        kReasons.value(level == "review" && signature.endsWith("+team") ? "review+team" : level));
     QCOMPARE(f.type, SecurityFindingType::application);
     QCOMPARE(f.name, QFileInfo(place).completeBaseName());
     QCOMPARE(f.path, QFileInfo(tree.root.path(place)).path());
@@ -178,98 +139,66 @@ void TestProtectionRules::application()
                          tree.entry(place + "/Contents/Info.plist").allocatedSize);
 }
 
-void TestProtectionRules::downloadedItem_data()
-{
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<QString>("type");
-    QTest::addColumn<QString>("level");
-    QTest::addColumn<QString>("second");
-    const QString scripts = "Los scripts descargados pueden ejecutar instrucciones al abrirse.";
-    const QString review = "Revisa su procedencia antes de instalarlo.";
-    for (const char *ext : {"command", "sh", "bash", "zsh"})
-        QTest::newRow(ext) << QStringLiteral("run.%1").arg(ext) << "script"
-                           << "suspicious" << scripts;
-    QTest::newRow("upper case SH") << "RUN.SH"
-                                   << "script"
-                                   << "suspicious" << scripts;
-    QTest::newRow("mobileconfig") << "profile.mobileconfig"
-                                  << "configuration"
-                                  << "review" << review;
-    QTest::newRow("dmg") << "setup.dmg"
-                         << "installer"
-                         << "review" << review;
-    QTest::newRow("pkg") << "Installer.pkg"
-                         << "installer"
-                         << "review" << review;
-    QTest::newRow("app file") << "Fake.app"
-                              << "installer"
-                              << "review" << review;
-}
-
-void TestProtectionRules::downloadedItem()
-{
-    QFETCH(QString, name);
-    QFETCH(QString, type);
-    QFETCH(QString, level);
-    QFETCH(QString, second);
-    Tree tree;
-    tree.root.file("Users/ana/Downloads/" + name, "data");
-    const SecurityFinding f =
-        ProtectionRules::analyzeDownloadedItem(tree.entry("Users/ana/Downloads/" + name));
-    QCOMPARE(Threat::caseName(f.type), type);
-    QCOMPARE(::level(f.level), level);
-    QCOMPARE(f.reasons,
-             QStringList({"Archivo ejecutable o instalador localizado en Descargas.", second}));
-    QCOMPARE(f.name, name);
-    QCOMPARE(f.signatureDescription, QStringLiteral("Pendiente de revisión manual"));
-    QVERIFY(!f.bundleIdentifier && !f.teamIdentifier);
-}
-
 void TestProtectionRules::launchItem_data()
 {
     QTest::addColumn<QVariantMap>("plist"); // empty: not a property list at all
     QTest::addColumn<QString>("level");
     QTest::addColumn<QStringList>("reasons");
+    const QHash<QString, QString> first{
+        {"protected", "Elemento de inicio perteneciente a macOS."},
+        {"dangerous", "Ejecuta automáticamente un archivo desde una ubicación inusual."},
+        {"suspicious", "Apunta a una ruta o script poco habitual."},
+        {"review", "Puede iniciarse automáticamente con tu sesión o con macOS."}};
     const QString boot = "Está configurado para arrancar automáticamente.";
     const QString alive = "Está configurado para mantenerse activo.";
-    const QString macos = "Elemento de inicio perteneciente a macOS.";
-    const QString unusualAuto = "Ejecuta automáticamente un archivo desde una ubicación inusual.";
-    const QString unusual = "Apunta a una ruta o script poco habitual.";
-    const QString review = "Puede iniciarse automáticamente con tu sesión o con macOS.";
-    QTest::newRow("1 Apple label wins over /tmp")
-        << QVariantMap{{"Label", "com.apple.tool"}, {"Program", "/tmp/x"}, {"RunAtLoad", true}}
-        << "protected" << QStringList{macos, boot, "Ejecutable: /tmp/x"};
-    QTest::newRow("1 /System program")
-        << QVariantMap{{"Label", "x"}, {"Program", "/System/Library/x"}} << "protected"
-        << QStringList{macos, "Ejecutable: /System/Library/x"};
+    // A program, an optional label and "Key=value" (true, false, {} or text).
+    static const char *const rows[][5] = {
+        {"1 Apple label wins over /tmp", "/tmp/x", "com.apple.tool", "RunAtLoad=true", "protected"},
+        {"1 /System program", "/System/Library/x", "x", "", "protected"},
+        {"1 near: /usr/lib", "/usr/lib/x", "", "", "review"},
+        {"2 shared, run at load", "/Users/Shared/Run.app/run", "com.v.a", "RunAtLoad=true",
+         "dangerous"},
+        {"2 Downloads, keep alive as dictionary", "/Users/ana/Downloads/x", "", "KeepAlive={}",
+         "dangerous"},
+        {"2 /private/tmp, run at load", "/private/tmp/x", "", "RunAtLoad=true", "dangerous"},
+        {"2 /tmp, keep alive", "/tmp/agent", "com.v.b", "KeepAlive=true", "dangerous"},
+        {"2 hidden folder, run at load", "/Users/ana/.local/agent", "", "RunAtLoad=true",
+         "dangerous"},
+        {"3 /tmp", "/tmp/x", "", "", "suspicious"},
+        {"3 Downloads", "/Users/ana/Downloads/setup", "", "", "suspicious"},
+        {"3 near: keep alive false", "/private/var/tmp/x", "", "KeepAlive=false", "suspicious"},
+        {"3 .sh program", "/opt/tool/Start.SH", "", "", "suspicious"},
+        {"3 .command program", "/opt/tool/go.command", "", "", "suspicious"},
+        {"3 hidden folder", "/Users/ana/.cache/run", "", "", "suspicious"},
+        {"4 near: RunAtLoad a string", "/opt/tool/run", "", "RunAtLoad=YES", "review"},
+        {"4 near: usual place, run at load", "/opt/tool/run", "", "RunAtLoad=true", "review"},
+    };
+    for (const auto &row : rows) {
+        QVariantMap plist{{"Program", row[1]}};
+        if (*row[2])
+            plist.insert("Label", row[2]);
+        const QStringList flag = QString(row[3]).split('=');
+        if (flag.size() == 2)
+            plist.insert(flag[0], flag[1] == "true"    ? QVariant(true)
+                                  : flag[1] == "false" ? QVariant(false)
+                                  : flag[1] == "{}"    ? QVariant(QVariantMap())
+                                                       : QVariant(flag[1]));
+        QStringList reasons{first.value(row[4])};
+        if (flag[0] == "RunAtLoad" && flag.value(1) == "true")
+            reasons << boot;
+        if (flag[0] == "KeepAlive" && flag.value(1) != "false")
+            reasons << alive;
+        QTest::newRow(row[0]) << plist << QString(row[4])
+                              << reasons + QStringList{QStringLiteral("Ejecutable: ") + row[1]};
+    }
     QTest::newRow("1 /usr/libexec arguments")
         << QVariantMap{{"ProgramArguments", QVariantList{"/usr/libexec/x", "-v"}}} << "protected"
-        << QStringList{macos, "Ejecutable: /usr/libexec/x"};
-    QTest::newRow("1 near: /usr/lib") << QVariantMap{{"Program", "/usr/lib/x"}} << "review"
-                                      << QStringList{review, "Ejecutable: /usr/lib/x"};
-    QTest::newRow("2 shared, run at load")
-        << QVariantMap{{"Label", "com.vendor.a"},
-                       {"ProgramArguments", QVariantList{"/Users/Shared/Run.app/run"}},
-                       {"RunAtLoad", true}}
-        << "dangerous" << QStringList{unusualAuto, boot, "Ejecutable: /Users/Shared/Run.app/run"};
-    QTest::newRow("2 keep alive as dictionary")
-        << QVariantMap{{"Program", "/Users/ana/Downloads/x"}, {"KeepAlive", QVariantMap{}}}
-        << "dangerous" << QStringList{unusualAuto, alive, "Ejecutable: /Users/ana/Downloads/x"};
-    QTest::newRow("3 near: keep alive false")
-        << QVariantMap{{"Program", "/private/var/tmp/x"}, {"KeepAlive", false}} << "suspicious"
-        << QStringList{unusual, "Ejecutable: /private/var/tmp/x"};
-    QTest::newRow("3 .sh program") << QVariantMap{{"Program", "/opt/tool/Start.SH"}} << "suspicious"
-                                   << QStringList{unusual, "Ejecutable: /opt/tool/Start.SH"};
-    QTest::newRow("3 hidden folder")
-        << QVariantMap{{"Program", "/Users/ana/.cache/run"}} << "suspicious"
-        << QStringList{unusual, "Ejecutable: /Users/ana/.cache/run"};
-    QTest::newRow("4 near: RunAtLoad a string")
-        << QVariantMap{{"Program", "/opt/tool/run"}, {"RunAtLoad", "YES"}} << "review"
-        << QStringList{review, "Ejecutable: /opt/tool/run"};
+        << QStringList{first["protected"], "Ejecutable: /usr/libexec/x"};
     QTest::newRow("4 arguments not all strings")
         << QVariantMap{{"ProgramArguments", QVariantList{"/tmp/x", 3}}} << "review"
-        << QStringList{review};
-    QTest::newRow("4 not a property list") << QVariantMap{} << "review" << QStringList{review};
+        << QStringList{first["review"]};
+    QTest::newRow("4 not a property list")
+        << QVariantMap{} << "review" << QStringList{first["review"]};
 }
 
 void TestProtectionRules::launchItem()
@@ -294,136 +223,138 @@ void TestProtectionRules::launchItem()
     QCOMPARE(f.signatureDescription, QStringLiteral("Configuración de inicio automático"));
 }
 
-void TestProtectionRules::privilegedHelper_data()
+void TestProtectionRules::fileItem_data()
 {
-    QTest::addColumn<QString>("name");
-    QTest::addColumn<QString>("signature");
-    QTest::addColumn<QString>("level");
-    QTest::addColumn<QString>("second");
-    QTest::newRow("valid")
-        << "com.vendor.helper"
-        << "valid+team"
-        << "review"
-        << "La firma digital es válida, pero conviene identificar qué aplicación la instaló.";
-    QTest::newRow("valid hidden")
-        << ".helper"
-        << "valid"
-        << "review"
-        << "La firma digital es válida, pero conviene identificar qué aplicación la instaló.";
-    QTest::newRow("not valid") << "com.vendor.helper"
-                               << "none"
-                               << "review"
-                               << "La firma no pudo validarse completamente.";
-    QTest::newRow("not valid, hidden")
-        << ".helper"
-        << "invalid"
-        << "suspicious"
-        << "La herramienta está oculta y su firma no pudo validarse.";
+    // Downloads and helpers name the file only. Reasons: D in Downloads, then
+    // s script or r installer; P elevated helper, then v valid, n not valid or
+    // o hidden and not valid; H hidden, U unusual place, I signature not
+    // valid. Level empty: no finding.
+    for (const char *column : {"rule", "place", "signature", "type", "level", "reasons"})
+        QTest::addColumn<QString>(column);
+    static const char *const rows[][7] = {
+        {"download command", "download", "run.command", "none", "script", "suspicious", "Ds"},
+        {"download sh", "download", "run.sh", "none", "script", "suspicious", "Ds"},
+        {"download bash", "download", "run.bash", "none", "script", "suspicious", "Ds"},
+        {"download zsh", "download", "run.zsh", "none", "script", "suspicious", "Ds"},
+        {"download upper case SH", "download", "RUN.SH", "none", "script", "suspicious", "Ds"},
+        {"download mobileconfig", "download", "p.mobileconfig", "none", "configuration", "review",
+         "Dr"},
+        {"download dmg", "download", "setup.dmg", "none", "installer", "review", "Dr"},
+        {"download pkg", "download", "Installer.pkg", "none", "installer", "review", "Dr"},
+        {"download app file", "download", "Fake.app", "none", "installer", "review", "Dr"},
+        {"helper valid", "helper", "com.v.helper", "valid+team", "executable", "review", "Pv"},
+        {"helper valid hidden", "helper", ".helper", "valid", "executable", "review", "Pv"},
+        {"helper not valid", "helper", "com.v.helper", "none", "executable", "review", "Pn"},
+        {"helper not valid, hidden", "helper", ".helper", "invalid", "executable", "suspicious",
+         "Po"},
+        {"plain: none", "", "Users/ana/Library/Application Support/V/run", "none", "executable", "",
+         ""},
+        {"near: private/var/folders", "", "private/var/folders/x/run", "invalid", "executable", "",
+         ""},
+        {"hidden", "", "Users/ana/Library/Application Support/V/.run", "none", "executable",
+         "review", "H"},
+        {"unusual, unsigned", "", "Users/Shared/run", "none", "executable", "review", "U"},
+        {"hidden and unusual", "", "tmp/.run", "none", "executable", "suspicious", "HU"},
+        {"unusual, broken signature", "", "private/var/tmp/run", "invalid", "executable",
+         "dangerous", "UI"},
+        {"near: valid signature", "", "private/var/tmp/run", "valid", "executable", "review", "U"},
+        {"near: a script is not checked", "", "Users/ana/Downloads/run.sh", "invalid", "script",
+         "review", "U"},
+    };
+    addRows(rows);
 }
 
-void TestProtectionRules::privilegedHelper()
+// Downloaded items, privileged helpers, and executables found elsewhere.
+void TestProtectionRules::fileItem()
 {
-    QFETCH(QString, name);
-    QFETCH(QString, signature);
-    QFETCH(QString, level);
-    QFETCH(QString, second);
-    Tree tree;
-    tree.root.file("Library/PrivilegedHelperTools/" + name, "x");
-    const SecurityFinding f = ProtectionRules::analyzePrivilegedHelper(
-        tree.entry("Library/PrivilegedHelperTools/" + name),
-        [&](const QString &) { return ::signature(signature); });
-    QCOMPARE(::level(f.level), level);
-    QCOMPARE(
-        f.reasons,
-        QStringList({"Herramienta con permisos elevados instalada por una aplicación.", second}));
-    QCOMPARE(f.teamIdentifier.has_value(), signature.endsWith("+team"));
-    QCOMPARE(f.signatureDescription, ::signature(signature).description);
-}
-
-void TestProtectionRules::executable_data()
-{
-    QTest::addColumn<QString>("place");
-    QTest::addColumn<bool>("isScript");
-    QTest::addColumn<QString>("signature");
-    QTest::addColumn<QString>("level"); // empty: no finding
-    QTest::addColumn<QStringList>("reasons");
-    const QString hidden = "El archivo ejecutable está oculto.";
-    const QString unusual = "Está ubicado en una carpeta temporal, compartida o de descargas.";
-    const QString invalid = "La firma digital no es válida.";
-    QTest::newRow("plain: none") << "Users/ana/Library/Application Support/V/run" << false << "none"
-                                 << "" << QStringList{};
-    QTest::newRow("near: private/var/folders") << "private/var/folders/x/run" << false << "invalid"
-                                               << "" << QStringList{};
-    QTest::newRow("hidden") << "Users/ana/Library/Application Support/V/.run" << false << "none"
-                            << "review" << QStringList{hidden};
-    QTest::newRow("unusual, unsigned") << "Users/Shared/run" << false << "none"
-                                       << "review" << QStringList{unusual};
-    QTest::newRow("hidden and unusual") << "tmp/.run" << false << "none"
-                                        << "suspicious" << QStringList{hidden, unusual};
-    QTest::newRow("unusual, broken signature") << "private/var/tmp/run" << false << "invalid"
-                                               << "dangerous" << QStringList{unusual, invalid};
-    QTest::newRow("near: valid signature") << "private/var/tmp/run" << false << "valid"
-                                           << "review" << QStringList{unusual};
-    QTest::newRow("near: a script is not checked")
-        << "Users/ana/Downloads/run.sh" << true << "invalid"
-        << "review" << QStringList{unusual};
-}
-
-void TestProtectionRules::executable()
-{
+    QFETCH(QString, rule);
     QFETCH(QString, place);
-    QFETCH(bool, isScript);
     QFETCH(QString, signature);
+    QFETCH(QString, type);
     QFETCH(QString, level);
-    QFETCH(QStringList, reasons);
+    QFETCH(QString, reasons);
+    static const QHash<QString, QString> folders{{"download", "Users/ana/Downloads/"},
+                                                 {"helper", "Library/PrivilegedHelperTools/"}};
+    static const QHash<QChar, QString> texts{
+        {'D', "Archivo ejecutable o instalador localizado en Descargas."},
+        {'s', "Los scripts descargados pueden ejecutar instrucciones al abrirse."},
+        {'r', "Revisa su procedencia antes de instalarlo."},
+        {'P', "Herramienta con permisos elevados instalada por una aplicación."},
+        {'v', "La firma digital es válida, pero conviene identificar qué aplicación la instaló."},
+        {'n', "La firma no pudo validarse completamente."},
+        {'o', "La herramienta está oculta y su firma no pudo validarse."},
+        {'H', "El archivo ejecutable está oculto."},
+        {'U', "Está ubicado en una carpeta temporal, compartida o de descargas."},
+        {'I', "La firma digital no es válida."}};
     Tree tree;
-    tree.root.file(place, "#!/bin/sh\n");
+    const QString relative = folders.value(rule) + place;
+    tree.root.file(relative, "#!/bin/sh\n");
+    const bool script = type == "script";
     bool asked = false;
-    const auto f =
-        ProtectionRules::analyzeExecutable(tree.entry(place), isScript, [&](const QString &) {
-            asked = true;
-            return ::signature(signature);
-        });
+    const ProtectionRules::SignatureOf signatureOf = [&](const QString &) {
+        asked = true;
+        return ::signature(signature);
+    };
+    std::optional<SecurityFinding> f;
+    if (rule == "download")
+        f = ProtectionRules::analyzeDownloadedItem(tree.entry(relative));
+    else if (rule == "helper")
+        f = ProtectionRules::analyzePrivilegedHelper(tree.entry(relative), signatureOf);
+    else
+        f = ProtectionRules::analyzeExecutable(tree.entry(relative), script, signatureOf);
     QCOMPARE(f.has_value(), !level.isEmpty());
     if (!f)
         return;
+    QStringList expected;
+    for (const QChar c : reasons)
+        expected << texts.value(c);
     QCOMPARE(::level(f->level), level);
-    QCOMPARE(f->reasons, reasons);
-    QCOMPARE(asked, !isScript);
-    QCOMPARE(f->type, isScript ? SecurityFindingType::script : SecurityFindingType::executable);
-    if (isScript)
-        QCOMPARE(f->signatureDescription, QStringLiteral("No aplica"));
+    QCOMPARE(f->reasons, expected);
+    QCOMPARE(Threat::caseName(f->type), type);
+    QCOMPARE(f->name, FileLocation::lastPathComponent(relative));
+    // Only signed code is checked, and only its signature names it.
+    const bool code = rule != "download" && !script;
+    QCOMPARE(asked, code);
+    QCOMPARE(f->bundleIdentifier.has_value(), code && signature != "none");
+    QCOMPARE(f->teamIdentifier.has_value(), code && signature.endsWith("+team"));
+    QCOMPARE(f->signatureDescription, rule == "download"
+                                          ? QStringLiteral("Pendiente de revisión manual")
+                                      : script ? QStringLiteral("No aplica")
+                                               : ::signature(signature).description);
 }
 
-void TestProtectionRules::orderAndFilters()
+void TestProtectionRules::orderCountsAndFilters()
 {
-    const auto finding = [](const QString &url, const QString &name, ThreatLevel level) {
+    const auto finding = [](const QString &url, ThreatLevel level) {
         SecurityFinding f;
         f.url = url;
-        f.name = name;
+        f.name = FileLocation::lastPathComponent(url);
         f.level = level;
         return f;
     };
+    using L = ThreatLevel;
     const QList<SecurityFinding> raw{
-        finding("/a/Gamma", "Gamma", ThreatLevel::review),
-        finding("/a/zeta", "zeta", ThreatLevel::dangerous),
-        finding("/a/alfa", "alfa", ThreatLevel::suspicious),
-        finding("/a/b/../Gamma", "Gamma again", ThreatLevel::dangerous), // same item: dropped
-        finding("/a/Beta", "Beta", ThreatLevel::review),
-        finding("/a/./álamo", "álamo", ThreatLevel::review),
-        finding("/a/lock", "Lock", ThreatLevel::protected_),
-        finding("/a/ok", "Ok", ThreatLevel::safe),
+        finding("/a/Gamma", L::review),     finding("/a/zeta", L::dangerous),
+        finding("/a/alfa", L::suspicious),  finding("/a/b/../Gamma", L::dangerous), // dropped
+        finding("/a/Beta", L::review),      finding("/a/./álamo", L::review),
+        finding("/a/Lock", L::protected_),  finding("/a/Ok", L::safe),
+        finding("/a/Delta", L::suspicious), finding("/a/Vault", L::protected_),
+        finding("/a/Sure", L::safe),
     };
+    const QList<SecurityFinding> unique = Findings::sortedUnique(raw);
     QStringList names;
-    for (const SecurityFinding &f : Findings::sortedUnique(raw))
+    for (const SecurityFinding &f : unique)
         names << f.name;
-    QCOMPARE(names, QStringList({"zeta", "alfa", "álamo", "Beta", "Gamma", "Ok", "Lock"}));
-    const FindingCounts counts = Findings::counts(Findings::sortedUnique(raw));
-    QCOMPARE(counts.dangerous, 1);
-    QCOMPARE(counts.suspicious, 1);
-    QCOMPARE(counts.review, 3);
-    QCOMPARE(counts.safe, 2);
-    QCOMPARE(Findings::filtered(raw, ProtectionResultFilter::safe).size(), 2);
+    QCOMPARE(names, QStringList({"zeta", "alfa", "Delta", "álamo", "Beta", "Gamma", "Ok", "Sure",
+                                 "Lock", "Vault"}));
+    // Each count and each filter apart from the others.
+    const FindingCounts counts = Findings::counts(unique);
+    QCOMPARE(QList<int>({counts.dangerous, counts.suspicious, counts.review, counts.safe}),
+             QList<int>({1, 2, 3, 4}));
+    QList<qsizetype> passing;
+    for (int filter = 0; filter <= int(ProtectionResultFilter::safe); ++filter)
+        passing << Findings::filtered(unique, ProtectionResultFilter(filter)).size();
+    QCOMPARE(passing, QList<qsizetype>({10, 1, 2, 3, 4}));
     QCOMPARE(Threat::title(ProtectionResultFilter::safe), QStringLiteral("Seguros"));
     QCOMPARE(Threat::badge(ThreatLevel::protected_), QStringLiteral("PROTEGIDO"));
     QCOMPARE(Threat::title(SecurityFindingType::launchItem), QStringLiteral("Inicio automático"));

@@ -3,13 +3,14 @@
 #include "MachOSigner.h"
 #include "Preferences.h"
 #include "PropertyList.h"
+#include "ProtectionFindingFilter.h"
 #include "ProtectionQuarantineManager.h"
 #include "ProtectionScanner.h"
 #include "QuarantineTesting.h"
 #include "TestEnvironment.h"
 #include "TreeBuilder.h"
 
-#include <QProcess>
+#include <QAbstractItemModelTester>
 #include <QtTest>
 #include <fcntl.h>
 #include <sys/resource.h>
@@ -21,6 +22,8 @@
 // The seven automatic places, their walks and handlers, on a Mac tree whose home
 // lies inside the system root.
 namespace {
+
+constexpr auto kReportToQtTest = QAbstractItemModelTester::FailureReportingMode::QtTest;
 
 void scanAndWait(ProtectionScanner &scanner, const QString &custom = QString())
 {
@@ -59,43 +62,49 @@ class TestProtectionScanner : public QObject
 
 private Q_SLOTS:
     void walksHandlersAndLimits();
-    void signedBundlesRateBySignature();
+    void signedBundlesAndHostileTrees();
     void failuresAndCustomScans();
-    void probePrintsFindingsCountsAndSelection();
-    void hostileTreesNeverHangOrCrash();
     void hostileFilesWhereAFileIsRead_data();
     void hostileFilesWhereAFileIsRead();
     void unreadableWalkedRootFailsTheAnalysis();
-    void chooserStartsACustomScanOnlyOnOk();
 };
 
 void TestProtectionScanner::walksHandlersAndLimits()
 {
     MacTree tree;
-    tree.root.file("Users/ana/Downloads/setup.dmg", "x");
-    tree.root.file("Users/ana/Downloads/run.sh", "x");
-    tree.root.file("Users/ana/Downloads/notes.txt", "x");
-    tree.root.file("Users/ana/Downloads/a/b/c/deep.pkg", "x");     // depth 4: walked
-    tree.root.file("Users/ana/Downloads/a/b/c/d/deeper.pkg", "x"); // depth 5: not
-    tree.root.folder("Users/ana/Downloads/Loose.app/Contents");
-    tree.root.file("Users/ana/Library/LaunchAgents/.hidden.plist", "x");
-    QVERIFY(PropertyList::write(tree.root.path("Users/ana/Library/LaunchAgents/com.v.agent.plist"),
-                                {{"Label", "com.v.agent"}, {"Program", "/tmp/x"}}, false));
+    tree.files({"Users/ana/Downloads/setup.dmg", "Users/ana/Downloads/run.sh",
+                "Users/ana/Downloads/notes.txt",
+                "Users/ana/Downloads/a/b/c/deep.pkg",     // depth 4: walked
+                "Users/ana/Downloads/a/b/c/d/deeper.pkg", // depth 5: not
+                "Users/ana/Library/LaunchAgents/.hidden.plist", "Applications/readme.txt",
+                "Library/PrivilegedHelperTools/com.v.helper",
+                "Library/PrivilegedHelperTools/.hidden-helper"}); // flat listings skip it
+    for (const char *bundle : {"Users/ana/Downloads/Loose.app", "Applications/Tool.app",
+                               "Applications/Folder/Inner.app"})
+        tree.root.folder(bundle + QStringLiteral("/Contents"));
+    tree.root.plist("Users/ana/Library/LaunchAgents/com.v.agent.plist",
+                    {{"Label", "com.v.agent"}, {"Program", "/tmp/x"}, {"RunAtLoad", true}}, false);
+    tree.root.plist("Library/LaunchAgents/com.apple.x.plist", {{"Label", "com.apple.x"}}, false);
     tree.executable("Users/ana/Library/Application Support/V/.hidden-tool");
     tree.executable("Users/ana/Library/Application Support/V/visible-tool"); // not hidden: none
     tree.executable("Users/ana/Library/Application Support/1/2/3/4/.at-five");
     tree.executable("Users/ana/Library/Application Support/1/2/3/4/5/.at-six");
-    tree.root.file("Library/PrivilegedHelperTools/com.v.helper", "x");
-    tree.root.file("Library/PrivilegedHelperTools/.hidden-helper", "x"); // flat listings skip it
-    tree.root.folder("Applications/Tool.app/Contents");
-    tree.root.folder("Applications/Folder/Inner.app/Contents");
-    tree.root.file("Applications/readme.txt", "x");
 
     ProtectionScanner scanner;
     QCOMPARE(
         scanner.statusText(),
         QStringLiteral("Rutas automáticas listas: /Applications, carpeta personal y /Library."));
-    scanner.setSignatureSource([](const QString &) { return SignatureInformation{}; });
+    // Applications are signed; nothing else is.
+    scanner.setSignatureSource([](const QString &path) {
+        SignatureInformation s;
+        s.wasCreated = s.isValid = path.endsWith(".app") && path.contains("/Applications/");
+        return s;
+    });
+    // The findings as the screen shows them: all, or one level at a time.
+    QAbstractItemModelTester findingsTester(scanner.findingsModel(), kReportToQtTest);
+    ProtectionFindingFilter filter;
+    filter.setSourceModel(scanner.findingsModel());
+    QAbstractItemModelTester filterTester(&filter, kReportToQtTest);
     QStringList statuses;
     connect(&scanner, &ScannerBase::statusTextChanged, this,
             [&] { statuses << scanner.statusText(); });
@@ -108,18 +117,32 @@ void TestProtectionScanner::walksHandlersAndLimits()
     QStringList found = names(scanner.findings());
     found.sort();
     QCOMPARE(found,
-             QStringList({".at-five", ".hidden-tool", "Inner", "Loose", "Tool", "com.v.agent",
-                          "com.v.helper", "deep.pkg", "run.sh", "setup.dmg"}));
+             QStringList({".at-five", ".hidden-tool", "Inner", "Loose", "Tool", "com.apple.x",
+                          "com.v.agent", "com.v.helper", "deep.pkg", "run.sh", "setup.dmg"}));
     for (const SecurityFinding &f : scanner.findings())
         if (f.name == "Loose") // a bundle in Downloads goes to the application rule
             QCOMPARE(f.type, SecurityFindingType::application);
-    QCOMPARE(scanner.dangerousCount() + scanner.suspiciousCount() + scanner.reviewCount() +
-                 scanner.safeCount(),
-             scanner.findingCount());
+    // Each count on its own, protected among the safe.
+    QCOMPARE(QList<int>({scanner.dangerousCount(), scanner.suspiciousCount(), scanner.reviewCount(),
+                         scanner.safeCount()}),
+             QList<int>({1, 2, 5, 3}));
+    const QList<int> passing{scanner.findingCount(), 1, 2, 5, 3};
+    for (int level = 0; level < passing.size(); ++level) {
+        filter.setFilter(ProtectionResultFilter(level));
+        QCOMPARE(filter.count(), passing[level]);
+    }
     QCOMPARE(scanner.completedScanCount(), 1);
+    // A new scan under a filter: the filter follows the new findings.
+    filter.setFilter(ProtectionResultFilter::dangerous);
+    scanAndWait(scanner);
+    QCOMPARE(filter.count(), 1);
+    QCOMPARE(filter.data(filter.index(0, 0), scanner.findingsModel()->role("name")).toString(),
+             QStringLiteral("com.v.agent"));
 }
 
-void TestProtectionScanner::signedBundlesRateBySignature()
+// The real signature check, on signed bundles and on trees that try to hang or
+// crash a scan.
+void TestProtectionScanner::signedBundlesAndHostileTrees()
 {
     MacTree tree;
     MachOSigner::Options o;
@@ -138,22 +161,50 @@ void TestProtectionScanner::signedBundlesRateBySignature()
     QVERIFY(MachOSigner::writeBundle(tree.root.path("Users/ana/Downloads/Dropper.app"), "Dropper",
                                      {}, o));
     tree.root.file("Users/ana/Downloads/Dropper.app/Contents/added", "x");
+    // Loops of links, a link to the root, a bundle with no executable, launch
+    // lists of the wrong shape, a universal header that lies about its size.
+    tree.root.symlink("Users/ana/Library/Application Support/loop/a", "b");
+    tree.root.symlink("Users/ana/Library/Application Support/loop/b", "a");
+    tree.root.symlink("Users/ana/Downloads/everything.app", "/");
+    tree.root.folder("Applications/Empty.app/Contents");
+    tree.root.plist("Library/LaunchAgents/typed.plist",
+                    {{"Label", 42}, {"Program", QVariantList{}}, {"KeepAlive", "yes"}}, false);
+    tree.root.file("Library/LaunchAgents/array.plist",
+                   "<?xml version=\"1.0\"?><plist><array><string>x</string></array></plist>");
+    tree.root.file("Library/PrivilegedHelperTools/liar",
+                   QByteArray("\xca\xfe\xba\xbe\x00\x00\x00\x02", 8) + QByteArray(64, '\xff'));
 
     ProtectionScanner scanner;
     scanAndWait(scanner);
+    QVERIFY(scanner.errorMessage().isEmpty());
     QHash<QString, QString> levels;
-    for (const SecurityFinding &f : scanner.findings())
+    QHash<QString, SecurityFinding> byName;
+    for (const SecurityFinding &f : scanner.findings()) {
         levels.insert(f.name, Threat::caseName(f.level));
+        byName.insert(f.name, f);
+    }
+    // No link was followed or rated.
+    QCOMPARE(QSet<QString>(levels.keyBegin(), levels.keyEnd()),
+             QSet<QString>(
+                 {"Viewer", "Notes", "Tampered", "Dropper", "Empty", "typed", "array", "liar"}));
+    QCOMPARE(byName["Empty"].signatureDescription, QStringLiteral("Sin firma verificable"));
+    QCOMPARE(levels["Empty"], QStringLiteral("review"));
+    // Wrong types count as absent: named by the file, no program, no flags.
+    QCOMPARE(byName["typed"].reasons,
+             QStringList({"Puede iniciarse automáticamente con tu sesión o con macOS."}));
+    QCOMPARE(levels["array"], QStringLiteral("review"));
+    QCOMPARE(byName["liar"].signatureDescription, QStringLiteral("Sin firma verificable"));
     QCOMPARE(levels.value("Viewer"), QStringLiteral("safe"));
     QCOMPARE(levels.value("Notes"), QStringLiteral("protected"));
     QCOMPARE(levels.value("Tampered"),
              QStringLiteral("review")); // signed with a team, in /Applications
     QCOMPARE(levels.value("Dropper"), QStringLiteral("dangerous"));
     QCOMPARE(scanner.findings().first().name, QStringLiteral("Dropper"));
-    QCOMPARE(ProtectionSelection::recommended(scanner.findings(), {}),
-             QStringList({tree.root.path("Users/ana/Downloads/Dropper.app")}));
-    QCOMPARE(ProtectionSelection::recommended(scanner.findings(),
-                                              {tree.root.path("Users/ana/Downloads/Dropper.app")}),
+    const QString dropper = tree.root.path("Users/ana/Downloads/Dropper.app");
+    scanner.selectRecommendedFindings();
+    QCOMPARE(scanner.selectedFindings().size(), 1);
+    QCOMPARE(scanner.selectedFindings().first().id(), dropper);
+    QCOMPARE(ProtectionSelection::recommended(scanner.findings(), {dropper}, {dropper}),
              QStringList());
 }
 
@@ -169,84 +220,33 @@ void TestProtectionScanner::failuresAndCustomScans()
     QCOMPARE(scanner.completedScanCount(), 0);
     QCOMPARE(scanner.findingCount(), 0);
 
-    // A custom folder: bundles, launch items inside LaunchAgents, hidden tools,
-    // down to depth 6.
+    // A custom folder, from the chooser once it says OK: bundles, launch items
+    // inside LaunchAgents, hidden tools, down to depth 6.
     tree.root.folder("Elsewhere/Kit.app/Contents");
-    QVERIFY(PropertyList::write(tree.root.path("Elsewhere/x/LaunchAgents/com.k.plist"),
-                                {{"Label", "com.k"}}, false) ||
-            (tree.root.folder("Elsewhere/x/LaunchAgents"),
-             PropertyList::write(tree.root.path("Elsewhere/x/LaunchAgents/com.k.plist"),
-                                 {{"Label", "com.k"}}, false)));
+    tree.root.plist("Elsewhere/x/LaunchAgents/com.k.plist", {{"Label", "com.k"}}, false);
     tree.root.file("Elsewhere/plain.plist", "x");
     tree.executable("Elsewhere/1/2/3/4/5/.six");
     tree.executable("Elsewhere/1/2/3/4/5/6/.seven");
-    scanAndWait(scanner, tree.root.path("Elsewhere"));
+    ScriptedChooser chooser;
+    FolderChooser::setCurrent(&chooser);
+    const auto restoreChooser = qScopeGuard([] { FolderChooser::setCurrent(nullptr); });
+    const QString before = scanner.statusText();
+    scanner.chooseLocationAndScan(); // cancelled: nothing changes
+    QCOMPARE(chooser.request.title, QStringLiteral("Selecciona una ubicación para analizar"));
+    QCOMPARE(chooser.request.message,
+             QStringLiteral("Velmora analizará esta ubicación sin eliminar archivos."));
+    QCOMPARE(chooser.request.prompt, QStringLiteral("Analizar"));
+    QCOMPARE(scanner.statusText(), before);
+    QVERIFY(!scanner.isScanning());
+    chooser.answer = tree.root.path("Elsewhere");
+    scanner.chooseLocationAndScan();
+    QTRY_COMPARE(scanner.completedScanCount(), 1);
     QVERIFY(scanner.errorMessage().isEmpty());
     QCOMPARE(scanner.scannedURL(), tree.root.path("Elsewhere"));
     QStringList found = names(scanner.findings());
     found.sort();
     QCOMPARE(found, QStringList({".six", "Kit", "com.k"}));
     QCOMPARE(scanner.statusText(), QStringLiteral("Se analizaron 3 elementos."));
-    QCOMPARE(scanner.completedScanCount(), 1);
-}
-
-void TestProtectionScanner::probePrintsFindingsCountsAndSelection()
-{
-    MacTree tree;
-    tree.root.file("Users/ana/Downloads/run.sh", "x");
-    tree.root.file("Library/LaunchDaemons/com.apple.x.plist", "x");
-    QProcess probe;
-    probe.start(QStringLiteral(VELMORA_PROBE), {QStringLiteral("protection")});
-    QVERIFY(probe.waitForFinished(60000));
-    const QJsonObject out = QJsonDocument::fromJson(probe.readAllStandardOutput()).object();
-    QCOMPARE(out.value("module").toString(), QStringLiteral("protection"));
-    QCOMPARE(out.value("counts").toObject(),
-             QJsonObject({{"dangerous", 0}, {"suspicious", 1}, {"review", 1}, {"safe", 0}}));
-    const QJsonArray items = out.value("items").toArray();
-    QCOMPARE(items.size(), 2);
-    const QJsonObject script = items.at(0).toObject();
-    QCOMPARE(script.value("type").toString(), QStringLiteral("script"));
-    QCOMPARE(script.value("level").toString(), QStringLiteral("suspicious"));
-    QCOMPARE(script.value("teamIdentifier"), QJsonValue(QJsonValue::Null));
-    QCOMPARE(script.value("signatureDescription").toString(),
-             QStringLiteral("Pendiente de revisión manual"));
-    QCOMPARE(out.value("selected").toArray(),
-             QJsonArray({tree.root.path("Users/ana/Downloads/run.sh")}));
-    // A daemon of the system is never offered: it is outside the home folder.
-    QCOMPARE(items.at(1).toObject().value("level").toString(), QStringLiteral("review"));
-}
-
-void TestProtectionScanner::hostileTreesNeverHangOrCrash()
-{
-    MacTree tree;
-    // Loops of links, a link to the root, a bundle with no executable, launch
-    // lists of the wrong shape, a universal header that lies about its size.
-    tree.root.symlink("Users/ana/Library/Application Support/loop/a", "b");
-    tree.root.symlink("Users/ana/Library/Application Support/loop/b", "a");
-    tree.root.symlink("Users/ana/Downloads/everything.app", "/");
-    tree.root.folder("Applications/Empty.app/Contents");
-    tree.root.folder("Library/LaunchAgents");
-    QVERIFY(PropertyList::write(tree.root.path("Library/LaunchAgents/typed.plist"),
-                                {{"Label", 42}, {"Program", QVariantList{}}, {"KeepAlive", "yes"}},
-                                false));
-    tree.root.file("Library/LaunchAgents/array.plist",
-                   "<?xml version=\"1.0\"?><plist><array><string>x</string></array></plist>");
-    tree.root.file("Library/PrivilegedHelperTools/liar",
-                   QByteArray("\xca\xfe\xba\xbe\x00\x00\x00\x02", 8) + QByteArray(64, '\xff'));
-    ProtectionScanner scanner;
-    scanAndWait(scanner);
-    QVERIFY(scanner.errorMessage().isEmpty());
-    QHash<QString, SecurityFinding> byName;
-    for (const SecurityFinding &f : scanner.findings())
-        byName.insert(f.name, f);
-    QCOMPARE(byName.size(), 4); // no link was followed or rated
-    QCOMPARE(byName.value("Empty").signatureDescription, QStringLiteral("Sin firma verificable"));
-    QCOMPARE(byName.value("Empty").level, ThreatLevel::review);
-    // Wrong types count as absent: named by the file, no program, no flags.
-    QCOMPARE(byName.value("typed").reasons,
-             QStringList({"Puede iniciarse automáticamente con tu sesión o con macOS."}));
-    QCOMPARE(byName.value("array").level, ThreatLevel::review);
-    QCOMPARE(byName.value("liar").signatureDescription, QStringLiteral("Sin firma verificable"));
 }
 
 // Puts at `path` something that is no small regular file.
@@ -380,29 +380,6 @@ void TestProtectionScanner::unreadableWalkedRootFailsTheAnalysis()
     QCOMPARE(scanner.errorMessage(),
              QStringLiteral("No se pudo abrir una de las ubicaciones autorizadas."));
     QCOMPARE(scanner.completedScanCount(), 1);
-}
-
-void TestProtectionScanner::chooserStartsACustomScanOnlyOnOk()
-{
-    MacTree tree;
-    tree.root.folder("Elsewhere/Kit.app/Contents");
-    ScriptedChooser chooser;
-    FolderChooser::setCurrent(&chooser);
-    ProtectionScanner scanner;
-    const QString before = scanner.statusText();
-    scanner.chooseLocationAndScan(); // cancelled: nothing changes
-    QCOMPARE(chooser.request.title, QStringLiteral("Selecciona una ubicación para analizar"));
-    QCOMPARE(chooser.request.message,
-             QStringLiteral("Velmora analizará esta ubicación sin eliminar archivos."));
-    QCOMPARE(chooser.request.prompt, QStringLiteral("Analizar"));
-    QCOMPARE(scanner.statusText(), before);
-    QVERIFY(!scanner.isScanning());
-    chooser.answer = tree.root.path("Elsewhere");
-    scanner.chooseLocationAndScan();
-    QTRY_COMPARE(scanner.completedScanCount(), 1);
-    QCOMPARE(scanner.scannedURL(), tree.root.path("Elsewhere"));
-    QCOMPARE(names(scanner.findings()), QStringList({"Kit"}));
-    FolderChooser::setCurrent(nullptr);
 }
 
 QTEST_GUILESS_MAIN(TestProtectionScanner)
