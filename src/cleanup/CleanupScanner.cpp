@@ -43,25 +43,20 @@ CleanupScanner::CleanupScanner(QObject *parent)
       m_runningApplications(&RunningApplications::list), m_clock(&QDateTime::currentDateTimeUtc)
 {
     setResults(&m_items);
-    configureAutomaticCachesPath();
+    // The folder itself is resolved with each scan, off the main thread.
+    setStatusText(QStringLiteral("Ruta automática lista: ~/Library/Caches"));
     // The first analysis starts on the next turn of the event loop, and not at
     // all if the scanner is gone by then.
     QTimer::singleShot(0, this, [this] { scan(); });
 }
 
-void CleanupScanner::configureAutomaticCachesPath()
+void CleanupScanner::setCachesPlace(const QString &caches, const QString &home)
 {
-    const QString home = FileLocation::resolvingSymlinksInPath(SystemLayout::homeFolder());
-    if (home.isEmpty())
-        return;
     m_accessRootURL = home;
-    const QString caches = FileLocation::resolvingSymlinksInPath(
-        FileLocation::appendingPathComponent(home, QStringLiteral("Library/Caches")));
     if (caches != m_cachesURL) {
         m_cachesURL = caches;
         Q_EMIT cachesURLChanged();
     }
-    setStatusText(QStringLiteral("Ruta automática lista: ~/Library/Caches"));
 }
 
 QList<CleanupItem> CleanupScanner::safeItems() const
@@ -91,12 +86,6 @@ void CleanupScanner::scan()
 {
     if (deferWhileRemoving([this] { scan(); }))
         return;
-    // Resolved anew for every scan: a link put in place since the last one counts.
-    configureAutomaticCachesPath();
-    if (m_cachesURL.isEmpty() || m_accessRootURL.isEmpty()) {
-        setErrorMessage(QStringLiteral("No fue posible localizar ~/Library/Caches."));
-        return;
-    }
     // Scanning first: a screen that re-selects when the list changes while idle
     // must not react to the list being emptied here.
     setErrorMessage(QString());
@@ -105,11 +94,41 @@ void CleanupScanner::scan()
     m_items.clearSelection();
     setStatusText(QStringLiteral("Calculando el espacio ocupado por las cachés…"));
 
-    const QString home = m_accessRootURL;
-    m_root = ResolvedRoot::resolve(m_cachesURL);
-    runWalk<QList<CleanupItem>>(
-        [root = m_root, home] { return scanTopLevelCaches(root, home); },
-        [this](QList<CleanupItem> found) {
+    struct Scan
+    {
+        QList<CleanupItem> found;
+        QList<RunningApplication> running;
+        QString home;
+        ResolvedRoot root;
+    };
+    runWalk<Scan>(
+        [homeFolder = SystemLayout::homeFolder(),
+         running = m_runningApplications]() -> WalkOutcome<Scan> {
+            // Resolved anew for every scan, off the main thread: a link put in
+            // place since the last one counts.
+            const QString home = FileLocation::resolvingSymlinksInPath(homeFolder);
+            const QString caches =
+                home.isEmpty()
+                    ? QString()
+                    : FileLocation::resolvingSymlinksInPath(FileLocation::appendingPathComponent(
+                          home, QStringLiteral("Library/Caches")));
+            if (caches.isEmpty())
+                return WalkOutcome<Scan>::failure(
+                    QStringLiteral("No fue posible localizar ~/Library/Caches."));
+            ResolvedRoot root = ResolvedRoot::resolve(caches);
+            WalkOutcome<QList<CleanupItem>> found = scanTopLevelCaches(root, home);
+            if (!found.value)
+                return WalkOutcome<Scan>::failure(found.error);
+            // Read with the caches: what runs now is what the list's
+            // recommendations and "in use" marks are about.
+            return WalkOutcome<Scan>::success(
+                {std::move(*found.value), running(), home, std::move(root)});
+        },
+        [this](Scan scan) {
+            setCachesPlace(scan.root.path, scan.home);
+            m_root = std::move(scan.root);
+            m_running = std::move(scan.running);
+            QList<CleanupItem> &found = scan.found;
             // Unprotected first, then larger first; ties keep the listing order.
             std::stable_sort(found.begin(), found.end(),
                              [](const CleanupItem &a, const CleanupItem &b) {
@@ -277,12 +296,12 @@ void CleanupScanner::reportRemoval(const Trash::BatchOutcome &outcome)
 
 bool CleanupScanner::isProbablyInUse(const CleanupItem &item) const
 {
-    return CleanupRules::isProbablyInUse(item, m_runningApplications());
+    return CleanupRules::isProbablyInUse(item, m_running);
 }
 
 QList<CleanupItem> CleanupScanner::recommendedItems(SmartCleanupMode mode) const
 {
-    return recommendedItems(mode, m_runningApplications());
+    return recommendedItems(mode, m_running);
 }
 
 QList<CleanupItem> CleanupScanner::recommendedItems(SmartCleanupMode mode,
@@ -310,17 +329,14 @@ void CleanupScanner::selectRecommended(SmartCleanupMode mode)
     for (const CleanupItem &item : recommendedItems(mode))
         ids.insert(item.id());
     setSelectedItemIDs(ids);
-    if (mode == m_mode)
-        updateRecommendation(); // running applications may have changed since the list came
 
     if (!ids.isEmpty()) {
         setStatusText(QStringLiteral("%1 caché(s) seleccionadas automáticamente.").arg(ids.size()));
         return;
     }
-    const QList<RunningApplication> running = m_runningApplications();
     int inUse = 0;
     for (const CleanupItem &item : safeItems())
-        if (CleanupRules::isProbablyInUse(item, running))
+        if (CleanupRules::isProbablyInUse(item, m_running))
             ++inUse;
     if (inUse > 0)
         setStatusText(
@@ -348,7 +364,7 @@ void CleanupScanner::setRecommendationMode(const QString &mode)
 
 void CleanupScanner::updateRecommendation()
 {
-    const QList<RunningApplication> running = m_runningApplications();
+    const QList<RunningApplication> &running = m_running;
     QStringList ids;
     qint64 size = 0;
     for (const CleanupItem &item : recommendedItems(m_mode, running)) {

@@ -105,7 +105,7 @@ Q_SIGNALS:
 
 private:
     void reportRemoval(const Trash::BatchOutcome &outcome);
-    void configureAutomaticCachesPath();
+    void setCachesPlace(const QString &caches, const QString &home);
     void setItems(const QList<CleanupItem> &items);
     void updateRecommendation();
     void selectAutomatically();
@@ -122,6 +122,7 @@ private:
     QString m_cachesURL;
     ResolvedRoot m_root; // where the last scan started, for its removals
     QString m_accessRootURL;
-    RunningApplicationsSource m_runningApplications;
+    RunningApplicationsSource m_runningApplications; // called on the pool, with each scan
+    QList<RunningApplication> m_running;             // as the last scan found them
     Clock m_clock;
 };
