@@ -50,7 +50,8 @@ void TestUninstallerJourney::fromCardUninstallWithLeftovers()
     const QString notas = application(app.root(), "Notas Rapidas", "com.example.notasrapidas");
     const QString other = application(app.root(), "Calculadora Pro", "org.calc.pro");
     TreeBuilder home(app.home());
-    const QString support = home.file("Library/Application Support/com.example.notasrapidas/db", "x");
+    const QString support =
+        home.file("Library/Application Support/com.example.notasrapidas/db", "x");
     const QString prefs = home.file("Library/Preferences/com.example.notasrapidas.plist", "x");
     const QString otherPrefs = home.file("Library/Preferences/org.calc.pro.plist", "x");
     QVERIFY(app.start());
@@ -58,9 +59,9 @@ void TestUninstallerJourney::fromCardUninstallWithLeftovers()
     QVERIFY(app.waitForScans(1));
     QCOMPARE(app.cardValue("cardApplications"), "2");
     QCOMPARE(textOfRow(app, "name", "Notas Rapidas", "relatedLine"), "2 archivo(s) relacionados");
-    QVERIFY2(!app.itemIn(app.row("applicationList", "name", "Notas Rapidas"),
-                         "installedFolderBadge"),
-             "one installation needs no folder badge");
+    QVERIFY2(
+        !app.itemIn(app.row("applicationList", "name", "Notas Rapidas"), "installedFolderBadge"),
+        "one installation needs no folder badge");
     QVERIFY(app.tickRow("applicationList", "name", "Notas Rapidas"));
     QCOMPARE(app.cardValue("cardSelected"), "1");
 
@@ -104,8 +105,9 @@ void TestUninstallerJourney::fromSidebarTellsTwoInstallationsApart()
     // preferences both use.
     QVERIFY(app.tickRow("applicationList", "url", mine));
     QVERIFY(app.click("selectionActionButton"));
-    QVERIFY(app.text("dialogMessage").endsWith(" Se conservarán 1 archivo(s) relacionados que "
-                                               "pueden ser de otras aplicaciones o del sistema."));
+    QVERIFY(app.text("dialogMessage")
+                .endsWith(" Se conservarán 1 archivo(s) relacionados que "
+                          "pueden ser de otras aplicaciones o del sistema."));
     QVERIFY(app.click("dialogConfirmButton"));
     VERIFY_TEXT(app, "statusLine", kMoved + kKept.arg(1));
     QCOMPARE(app.trashNames(), QStringList({"Quill.app"}));
@@ -143,11 +145,12 @@ void TestUninstallerJourney::keptEntriesSayWhyAndStayInPlace()
             line << reason->property("text").toString();
         shown.insert(app.itemIn(entry, "relatedPath")->property("text").toString(), line);
     }
-    QCOMPARE(shown, (QMap<QString, QStringList>{
-                        {"~/Library/Application Support/Tool", {"por nombre"}},
-                        {"~/Library/Caches/org.thirdparty.atool",
-                         {"por nombre", "También puede ser de a."}},
-                        {"~/Library/Containers/com.apple.toolkit", {"por nombre", "Es de Apple."}}}));
+    QCOMPARE(
+        shown,
+        (QMap<QString, QStringList>{
+            {"~/Library/Application Support/Tool", {"por nombre"}},
+            {"~/Library/Caches/org.thirdparty.atool", {"por nombre", "También puede ser de a."}},
+            {"~/Library/Containers/com.apple.toolkit", {"por nombre", "Es de Apple."}}}));
 
     QVERIFY(app.clickItem(app.itemIn(row, "rowCheckBox")));
     QVERIFY(app.click("selectionActionButton"));
