@@ -59,4 +59,12 @@ MUTANTS = [
     # Trust.
     dict(name="trust: untrusting keeps the trust", file="src/protection/ProtectionTrustStore.cpp",
          old="    ids.remove(id);", new="    ids.insert(id);", tests="tst_quarantinesafety"),
+    dict(name="counts: the summary's dangerous count read from the suspicious one",
+         file='src/protection/ProtectionScanner.h',
+         old='    int dangerousCount() const { return Findings::counts(findings()).dangerous; }',
+         new='    int dangerousCount() const { return Findings::counts(findings()).suspicious; }', tests='tst_protectionscanner'),
+    dict(name="counts: the summary's review and safe counts swapped",
+         file='src/protection/ProtectionScanner.h',
+         old='    int reviewCount() const { return Findings::counts(findings()).review; }\n    int safeCount() const { return Findings::counts(findings()).safe; }',
+         new='    int reviewCount() const { return Findings::counts(findings()).safe; }\n    int safeCount() const { return Findings::counts(findings()).review; }', tests='tst_protectionscanner'),
 ]
