@@ -1,4 +1,5 @@
 #include "FileLocation.h"
+#include "ResolvedRoot.h"
 #include "TestEnvironment.h"
 #include "Trash.h"
 #include "TreeBuilder.h"
@@ -14,8 +15,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-// The home Trash: what goes in, what its information files say, and every
-// Trash folder that cannot be used leaving the item where it was.
+// The Trash: what goes in and what its information files say, every Trash
+// folder that cannot be used, other volumes and their shared Trash folders, a
+// full volume, and folders or items swapped between a scan and its removal.
+// Every case checks the disk afterwards.
 class TestTrash : public QObject
 {
     Q_OBJECT
@@ -28,7 +31,11 @@ private Q_SLOTS:
     void dataHomeIsNeverTheWorkingFolder();
     void unusableTrashLeavesEverythingInPlace_data();
     void unusableTrashLeavesEverythingInPlace();
-    void lockedFolderKeepsItsItem();
+    void unwritableFoldersKeepTheItem();
+    void otherVolumesUseTheirOwnTrash_data();
+    void otherVolumesUseTheirOwnTrash();
+    void fullVolumeIsAFailureNotASuccess();
+    void swappedFoldersAreNeverFollowed();
 };
 
 namespace {
@@ -39,12 +46,24 @@ QStringList entries(const QString &folder)
                                   QDir::NoDotAndDotDot);
 }
 
+bool isEmptyFolder(const QString &path)
+{
+    return entries(path).isEmpty();
+}
+
 QString pathInInfo(const QByteArray &info)
 {
     for (const QByteArray &line : info.split('\n'))
         if (line.startsWith("Path="))
             return FileLocation::decode(QByteArray::fromPercentEncoding(line.mid(5)));
     return {};
+}
+
+FileIdentity identityOf(const QString &path)
+{
+    struct stat st = {};
+    lstat(QFile::encodeName(path).constData(), &st);
+    return FileIdentity::of(st);
 }
 
 } // namespace
@@ -230,19 +249,175 @@ void TestTrash::unusableTrashLeavesEverythingInPlace()
     QVERIFY(entries(env.trashFiles()).isEmpty());
 }
 
-void TestTrash::lockedFolderKeepsItsItem()
+void TestTrash::unwritableFoldersKeepTheItem()
 {
     VELMORA_RERUN_UNPRIVILEGED();
     TestEnvironment env;
     TreeBuilder tree(env.home());
-    const QString locked = tree.file(QStringLiteral("Locked/keep.txt"), "keep");
-    QVERIFY(::chmod(QFile::encodeName(tree.path("Locked")).constData(), 0555) == 0);
+    const QString info = env.dataHome() + QStringLiteral("/Trash/info");
+    QDir().mkpath(info);
+    QDir().mkpath(env.trashFiles());
+    // The item's own folder, then the Trash's information folder: that one
+    // fails at once, before any name is searched.
+    for (const QString &locked : {tree.folder(QStringLiteral("Locked")), info}) {
+        const QString file = tree.file(QStringLiteral("Locked/keep.txt"), "keep");
+        QVERIFY(::chmod(QFile::encodeName(locked).constData(), 0555) == 0);
+        QString error;
+        const bool moved = Trash::moveToTrash(file, &error);
+        ::chmod(QFile::encodeName(locked).constData(), 0755);
+        QVERIFY(!moved);
+        QCOMPARE(fileContents(file), QByteArray("keep"));
+        QVERIFY(isEmptyFolder(info) && isEmptyFolder(env.trashFiles()));
+        QVERIFY2(locked != info || error.contains(QLatin1String("information")), qPrintable(error));
+    }
+}
+
+void TestTrash::otherVolumesUseTheirOwnTrash_data()
+{
+    // The freedesktop rule: $topdir/.Trash/$uid only when $topdir/.Trash is a
+    // real, sticky folder; otherwise $topdir/.Trash-$uid. A bind mount is a
+    // volume of its own: the rename into the home Trash fails across mounts,
+    // and the item is never copied there instead.
+    QTest::addColumn<QString>("shared"); // what stands at $topdir/.Trash
+    QTest::addColumn<bool>("sharedUsed");
+    QTest::newRow("none") << QString() << false;
+    QTest::newRow("sticky folder") << QStringLiteral("sticky") << true;
+    QTest::newRow("folder not sticky") << QStringLiteral("plain") << false;
+    QTest::newRow("link to a sticky folder") << QStringLiteral("link") << false;
+    QTest::newRow("bind mount") << QStringLiteral("bind") << false;
+}
+
+void TestTrash::otherVolumesUseTheirOwnTrash()
+{
+    QFETCH(QString, shared);
+    QFETCH(bool, sharedUsed);
+    TestEnvironment env;
+    const QString volume = env.base() + QStringLiteral("/usb");
+    QString why;
+    if (shared == QLatin1String("bind")) {
+        if (!runningAsRoot())
+            QSKIP("bind mounts need root");
+        const QString source = TreeBuilder(env.base() + QStringLiteral("/source")).root();
+        QDir().mkpath(volume);
+        if (QProcess::execute(QStringLiteral("mount"), {QStringLiteral("--bind"), source, volume}))
+            QSKIP("this machine does not allow bind mounts");
+    } else if (!mountTmpfs(volume, QStringLiteral("8m"), &why)) {
+        QSKIP(qPrintable(why));
+    }
+    TreeBuilder tree(volume);
+    const QString file = tree.file(QStringLiteral("Fotos/a.jpg"), "a");
+    const QString uid = QString::number(geteuid());
+    if (shared == QLatin1String("sticky") || shared == QLatin1String("plain"))
+        ::chmod(QFile::encodeName(tree.folder(QStringLiteral(".Trash"))).constData(),
+                shared == QLatin1String("plain") ? 0777 : 01777);
+    if (shared == QLatin1String("link")) {
+        ::chmod(QFile::encodeName(tree.folder(QStringLiteral("Other"))).constData(), 01777);
+        tree.symlink(QStringLiteral(".Trash"), tree.path(QStringLiteral("Other")));
+    }
     QString error;
-    const bool moved = Trash::moveToTrash(locked, &error);
-    ::chmod(QFile::encodeName(tree.path("Locked")).constData(), 0755);
-    QVERIFY(!moved);
-    QCOMPARE(fileContents(locked), QByteArray("keep"));
-    QVERIFY(entries(env.dataHome() + QStringLiteral("/Trash/info")).isEmpty());
+    const bool moved = Trash::moveToTrash(file, &error);
+    const QString can = volume + (sharedUsed ? "/.Trash/" + uid : "/.Trash-" + uid);
+    const QByteArray info = fileContents(can + QStringLiteral("/info/a.jpg.trashinfo"));
+    const bool held = QFile::exists(can + QStringLiteral("/files/a.jpg"));
+    const bool sharedUntouched = sharedUsed || !QFile::exists(volume + "/.Trash/" + uid);
+    const bool homeUntouched = isEmptyFolder(env.trashFiles());
+    unmount(volume);
+    QVERIFY2(moved, qPrintable(error));
+    QVERIFY(held);
+    // Paths in a volume's Trash are relative to the volume's top folder.
+    QVERIFY2(info.startsWith("[Trash Info]\nPath=Fotos/a.jpg\n"), info.constData());
+    QVERIFY(sharedUntouched);
+    QVERIFY(homeUntouched);
+}
+
+void TestTrash::fullVolumeIsAFailureNotASuccess()
+{
+    TestEnvironment env;
+    const QString volume = env.base() + QStringLiteral("/full");
+    QString why;
+    if (!mountTmpfs(volume, QStringLiteral("256k"), &why))
+        QSKIP(qPrintable(why));
+    // Home, data home and the item on one small volume, then filled up.
+    qputenv("XDG_DATA_HOME", QFile::encodeName(volume + QStringLiteral("/share")));
+    TreeBuilder tree(volume);
+    const QString file = tree.file(QStringLiteral("Documents/thesis.tex"), "years of work");
+    QVERIFY(Trash::moveToTrash(tree.file(QStringLiteral("warm-up.txt"), "x")));
+    QFile filler(volume + QStringLiteral("/filler"));
+    QVERIFY(filler.open(QIODevice::WriteOnly));
+    const QByteArray block(4096, 'f');
+    while (filler.write(block) == block.size() && filler.flush()) {
+    }
+    filler.close();
+    QString error;
+    const bool moved = Trash::moveToTrash(file, &error);
+    const QStringList infos =
+        QDir(volume + QStringLiteral("/share/Trash/info")).entryList(QDir::Files);
+    const bool stillThere = QFile::exists(file);
+    unmount(volume);
+    QVERIFY2(!moved, "a Trash entry that could not be written is no success");
+    QVERIFY(stillThere);
+    QCOMPARE(infos, QStringList({"warm-up.txt.trashinfo"}));
+}
+
+void TestTrash::swappedFoldersAreNeverFollowed()
+{
+    TestEnvironment env;
+    TreeBuilder tree(env.home());
+    const QString file = tree.file(QStringLiteral("Scan/Sub/report.pdf"), "scanned");
+    const QString outside = tree.file(QStringLiteral("Precious/report.pdf"), "precious");
+    const ResolvedRoot root = ResolvedRoot::resolve(tree.path(QStringLiteral("Scan")));
+    const FileIdentity seen = identityOf(file);
+    const auto refused = [&](const QString &path, const FileIdentity &expected) {
+        QString error;
+        return !Trash::moveToTrash(root, path, expected, &error) && !error.isEmpty() &&
+               isEmptyFolder(env.trashFiles());
+    };
+    const auto swapFor = [&](const QString &from, const QString &target) {
+        QFile::remove(tree.path(from)); // a link left by the step before
+        return (QFileInfo::exists(tree.path(from)) ? QDir().rename(tree.path(from), target)
+                                                   : true) &&
+               QFile::link(target, tree.path(from));
+    };
+
+    // After the scan, Sub is renamed and a link takes its name. Through the link
+    // the very same file is reached, so only never following links keeps it.
+    QVERIFY(swapFor(QStringLiteral("Scan/Sub"), tree.path(QStringLiteral("Scan/Sub.old"))));
+    QVERIFY(refused(file, seen));
+    QVERIFY(QFile::exists(tree.path(QStringLiteral("Scan/Sub.old/report.pdf"))));
+    // A link to another folder is refused as well.
+    QVERIFY(swapFor(QStringLiteral("Scan/Sub"), tree.path(QStringLiteral("Precious"))));
+    QVERIFY(refused(file, seen));
+    QCOMPARE(fileContents(outside), QByteArray("precious"));
+
+    // The same name on another inode is not the file the scan saw.
+    QFile::remove(tree.path(QStringLiteral("Scan/Sub")));
+    const QString fresh = tree.file(QStringLiteral("Scan/Sub/report.pdf"), "new");
+    QVERIFY(!PinnedItem::pin(root, fresh, seen, PinnedItem::Check::SameFile));
+    QVERIFY(refused(fresh, seen));
+    QVERIFY(QFile::exists(fresh));
+
+    // Changed after it was reached again, right before the move: replaced (renamed
+    // over while both exist, so surely another inode), or rewritten in place where
+    // its length and time count too.
+    for (const auto check : {PinnedItem::Check::SameFile, PinnedItem::Check::Unchanged}) {
+        std::optional<PinnedItem> pinned = PinnedItem::pin(root, fresh, identityOf(fresh), check);
+        QVERIFY(pinned);
+        const QByteArray now = check == PinnedItem::Check::SameFile ? "newer" : "newer, longer";
+        const QString newer = tree.file(QStringLiteral("Scan/Sub/newer"), now);
+        QVERIFY(check == PinnedItem::Check::SameFile
+                    ? std::rename(QFile::encodeName(newer).constData(),
+                                  QFile::encodeName(fresh).constData()) == 0
+                    : QFile::remove(newer) &&
+                          tree.file(QStringLiteral("Scan/Sub/report.pdf"), now) == fresh);
+        QVERIFY(!Trash::moveToTrash(*pinned));
+        QCOMPARE(fileContents(fresh), now);
+        QVERIFY(isEmptyFolder(env.trashFiles()));
+    }
+
+    // The root itself swapped for a link: nothing below it is reached.
+    QVERIFY(swapFor(QStringLiteral("Scan"), tree.path(QStringLiteral("Scan.old"))));
+    QVERIFY(refused(fresh, identityOf(fresh)));
+    QVERIFY(QFile::exists(tree.path(QStringLiteral("Scan.old/Sub/report.pdf"))));
 }
 
 QTEST_GUILESS_MAIN(TestTrash)
