@@ -45,12 +45,12 @@ MUTANTS = [
     # Uninstaller.
     dict(name="uninstaller: the first staying rival decides, not the best",
          file="src/uninstaller/LeftoverOwnership.cpp",
-         old="(!rival || m > rivalMatch)", new="(!rival)", tests="tst_leftoverownership"),
+         old="(!rival || m > rivalMatch)", new="(!rival)", tests="tst_uninstaller$"),
     dict(name="uninstaller: Apple's entries go with other applications, stay with Apple's",
          file="src/uninstaller/LeftoverOwnership.cpp",
          old="        } else if (isApples(entryName) && !appleApplication) {",
          new="        } else if (isApples(entryName) && appleApplication) {",
-         tests="tst_leftoverownership"),
+         tests="tst_uninstaller$"),
     # Full analysis.
     dict(name="full analysis: the dangerous count is the suspicious one",
          file="src/fullanalysis/FullAnalysisCoordinator.cpp",
