@@ -99,8 +99,8 @@ MUTANTS = [
          new="{&QAbstractItemModel::rowsInserted}", tests="tst_resultlist"),
     dict(name="formatter: 999,999 bytes read 1000 KB", file="src/platform/Formatters.cpp",
          old="if (value >= 1000.0 && unit < largestUnit) {",
-         new="if (value > 1000.0 && unit < largestUnit) {", tests="tst_formatters"),
+         new="if (value > 1000.0 && unit < largestUnit) {", tests="tst_system$"),
     dict(name="window: placed before the delay", file="src/app/VelmoraWindowDelegate.cpp",
          old="    m_schedule(kDelayMs, this, &VelmoraWindowDelegate::placeFirstWindow);",
-         new="    placeFirstWindow();", tests="tst_windowdelegate"),
+         new="    placeFirstWindow();", tests="tst_app$"),
 ]
