@@ -76,10 +76,6 @@ void CleanupScanner::setItems(const QList<CleanupItem> &items)
     m_items.setItems(items);
     updateRecommendation();
     Q_EMIT itemsChanged();
-    // A removal shortened the list: the smart selection starts again on what
-    // is left. The list a scan empties or fills is selected from when it ends.
-    if (!isScanning())
-        selectAutomatically();
 }
 
 void CleanupScanner::scan()
@@ -144,7 +140,8 @@ void CleanupScanner::scan()
             setScanning(false);
             if (errorMessage().isEmpty()) {
                 // Whoever hears of the finished scan finds the selection made.
-                selectAutomatically();
+                if (const QString selected = selectAutomatically(); !selected.isEmpty())
+                    setStatusText(selected);
                 countCompletedScan();
             }
         },
@@ -268,12 +265,18 @@ void CleanupScanner::moveSelectedToTrash()
             return Trash::moveEachToTrash(items, root);
         },
         [this](const QSet<QString> &moved) {
+            if (moved.isEmpty())
+                return; // what failed stays as it was, selected
             m_items.setSelection(m_items.selection() - moved);
             QList<CleanupItem> remaining;
             for (const CleanupItem &item : items())
                 if (!moved.contains(item.id()))
                     remaining.append(item);
             setItems(remaining);
+            // The smart selection starts again on what is left; what was just
+            // moved is still said, before what is selected now.
+            if (const QString selected = selectAutomatically(); !selected.isEmpty())
+                setStatusText(statusText() + QLatin1Char(' ') + selected);
         },
         [this](const Trash::BatchOutcome &outcome) { reportRemoval(outcome); });
 }
@@ -325,27 +328,28 @@ QList<CleanupItem> CleanupScanner::recommendedItems(SmartCleanupMode mode,
 
 void CleanupScanner::selectRecommended(SmartCleanupMode mode)
 {
+    setStatusText(applyRecommendation(mode));
+}
+
+QString CleanupScanner::applyRecommendation(SmartCleanupMode mode)
+{
     QSet<QString> ids;
     for (const CleanupItem &item : recommendedItems(mode))
         ids.insert(item.id());
     setSelectedItemIDs(ids);
 
-    if (!ids.isEmpty()) {
-        setStatusText(QStringLiteral("%1 caché(s) seleccionadas automáticamente.").arg(ids.size()));
-        return;
-    }
+    if (!ids.isEmpty())
+        return QStringLiteral("%1 caché(s) seleccionadas automáticamente.").arg(ids.size());
     int inUse = 0;
     for (const CleanupItem &item : safeItems())
         if (CleanupRules::isProbablyInUse(item, m_running))
             ++inUse;
     if (inUse > 0)
-        setStatusText(
-            QStringLiteral("No hay cachés seguras disponibles. %1 pertenecen a aplicaciones "
-                           "abiertas; ciérralas y vuelve a analizar.")
-                .arg(inUse));
-    else
-        setStatusText(QStringLiteral("No hay cachés recomendadas para el modo %1.")
-                          .arg(SmartCleanupModes::rawValue(mode)));
+        return QStringLiteral("No hay cachés seguras disponibles. %1 pertenecen a aplicaciones "
+                              "abiertas; ciérralas y vuelve a analizar.")
+            .arg(inUse);
+    return QStringLiteral("No hay cachés recomendadas para el modo %1.")
+        .arg(SmartCleanupModes::rawValue(mode));
 }
 
 SmartCleanupMode CleanupScanner::modeFor(const QString &title) const
@@ -401,17 +405,20 @@ void CleanupScanner::setAutomation(CleanupAutomationSettings *settings)
         setRecommendationMode(settings->modeTitle());
         connect(settings, &CleanupAutomationSettings::modeChanged, this, [this] {
             setRecommendationMode(m_automation->modeTitle());
-            if (itemCount() > 0)
-                selectAutomatically();
+            if (itemCount() == 0)
+                return;
+            if (const QString selected = selectAutomatically(); !selected.isEmpty())
+                setStatusText(selected);
         });
     }
     Q_EMIT automationChanged();
 }
 
-void CleanupScanner::selectAutomatically()
+QString CleanupScanner::selectAutomatically()
 {
     if (m_automation && m_automation->autoSelectAfterScan())
-        selectRecommended(m_automation->mode());
+        return applyRecommendation(m_automation->mode());
+    return {};
 }
 
 void CleanupScanner::setRunningApplicationsSource(RunningApplicationsSource source)

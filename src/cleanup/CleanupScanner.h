@@ -108,7 +108,10 @@ private:
     void setCachesPlace(const QString &caches, const QString &home);
     void setItems(const QList<CleanupItem> &items);
     void updateRecommendation();
-    void selectAutomatically();
+    // Selects what the mode recommends and says so, without saying it yet.
+    QString applyRecommendation(SmartCleanupMode mode);
+    // While the switch is on: the selection's sentence; else empty, nothing selected.
+    QString selectAutomatically();
     QList<CleanupItem> recommendedItems(SmartCleanupMode mode,
                                         const QList<RunningApplication> &running) const;
     SmartCleanupMode modeFor(const QString &title) const;
