@@ -1,7 +1,6 @@
 #include "CleanupScanner.h"
 #include "ContentDigest.h"
 #include "DuplicateScanner.h"
-#include "StorageScanner.h"
 #include "TestEnvironment.h"
 #include "TreeBuilder.h"
 #include "UninstallerScanner.h"
@@ -15,13 +14,13 @@
 
 // The scanners' removals when the disk changed after the scan, when one file has
 // several names, and when the Library's folders lead somewhere else. Each case
-// checks what is on disk afterwards, not only the message.
+// checks what is on disk afterwards, not only the message. (A folder swapped for
+// a link before a removal: tst_trash and tst_probe.)
 class TestRemovalFaults : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
-    void largeFileBehindASwappedFolderStays();
     void duplicatesAreCheckedAgainBeforeRemoval();
     void oneFileIsNeverItsOwnDuplicate();
     void applicationsReachedTwiceAreOneApplication();
@@ -58,33 +57,6 @@ QStringList trashed(const TestEnvironment &env)
 }
 
 } // namespace
-
-void TestRemovalFaults::largeFileBehindASwappedFolderStays()
-{
-    TestEnvironment env;
-    TreeBuilder tree(env.home());
-    tree.allocatedFile(QStringLiteral("Scan/Videos/film.mov"), 2 * MiB);
-    const QString precious = tree.allocatedFile(QStringLiteral("Precious/film.mov"), 2 * MiB);
-    StorageScanner scanner;
-    QAbstractItemModelTester tester(scanner.filesModel());
-    QVERIFY(scanned(scanner, tree.path(QStringLiteral("Scan")), 1));
-    QCOMPARE(scanner.files().size(), 1);
-    scanner.selectAll();
-    // The link leads to the very file the scan saw: only never following links
-    // keeps the removal from going through it.
-    QVERIFY(QDir().rename(tree.path("Scan/Videos"), tree.path("Scan/Videos.old")));
-    QVERIFY(QFile::link(tree.path("Scan/Videos.old"), tree.path("Scan/Videos")));
-    scanner.moveSelectedToTrash();
-    QVERIFY(settled(scanner));
-    QCOMPARE(scanner.errorMessage(),
-             QStringLiteral("No fue posible mover: film.mov. Cambiaron desde el análisis y no se "
-                            "tocaron: film.mov."));
-    QVERIFY(QFile::exists(precious));
-    QVERIFY(QFile::exists(tree.path(QStringLiteral("Scan/Videos.old/film.mov"))));
-    QVERIFY(trashed(env).isEmpty());
-    QCOMPARE(scanner.files().size(), 1);
-    QCOMPARE(scanner.selectedCount(), 1);
-}
 
 void TestRemovalFaults::duplicatesAreCheckedAgainBeforeRemoval()
 {
