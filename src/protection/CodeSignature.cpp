@@ -308,9 +308,12 @@ bool cmsMatches(const Blobs &blobs)
                       CMS_BINARY | CMS_NO_SIGNER_CERT_VERIFY) == 1;
 }
 
-int openCode(const QString &path)
+// The item itself may be a link, read as the system reads it: by the file it
+// leads to, which must be a regular file. Inside a bundle no link is followed.
+int openCode(const QString &code, const QString &item)
 {
-    return DiskFile::open(path, kMaxCodeBytes, DiskFile::Links::refuse);
+    return DiskFile::open(code, kMaxCodeBytes,
+                          code == item ? DiskFile::Links::follow : DiskFile::Links::refuse);
 }
 
 } // namespace
@@ -320,7 +323,7 @@ std::optional<QString> codeOf(const QString &path)
     struct stat st;
     if (lstat(FileLocation::encode(path).constData(), &st) != 0)
         return std::nullopt;
-    if (S_ISREG(st.st_mode))
+    if (S_ISREG(st.st_mode) || S_ISLNK(st.st_mode))
         return path;
     if (!S_ISDIR(st.st_mode))
         return std::nullopt;
@@ -344,7 +347,7 @@ SignatureInformation signatureInformation(const QString &path)
     const std::optional<QString> code = codeOf(path);
     if (!code)
         return none;
-    const int fd = openCode(*code);
+    const int fd = openCode(*code, path);
     if (fd < 0)
         return none;
     const MachO::File file(fd);

@@ -19,8 +19,9 @@ struct SignatureInformation
 namespace CodeSignature {
 
 // The code of an item: a bundle's main executable (Contents/MacOS/ and its
-// CFBundleExecutable, else the bundle's own name), or the file itself. Nothing
-// when the name would lead out of Contents/MacOS.
+// CFBundleExecutable, else the bundle's own name), or the file itself (a link
+// included: its signature is that of the file it leads to). Nothing when the
+// name would lead out of Contents/MacOS.
 std::optional<QString> codeOf(const QString &path);
 
 // Never throws; every failure is folded into the answer.

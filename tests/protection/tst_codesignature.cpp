@@ -103,6 +103,15 @@ void TestCodeSignature::signatures_data()
     file("32-bit sha1", thin32, Valid, "com.example.old");
     file("cms", withCms, Valid, "com.example.tool", "ABCDE12345");
     file("universal", MachOSigner::universal({thin32, thin64}), Valid, "com.example.old");
+    // A link is read as the file it leads to; leading nowhere, it is no code.
+    for (const auto &[name, target, verdict] :
+         {std::tuple("link to signed code", "code", Valid),
+          std::tuple("dangling link", "gone", None), std::tuple("link to itself", "link", None)})
+        QTest::newRow(name) << Make([=](TreeBuilder &t) {
+            t.file("code", thin64);
+            return t.symlink("link", target);
+        }) << verdict << QString(verdict == Valid ? "com.example.tool" : "")
+                            << QString(verdict == Valid ? "ABCDE12345" : "") << Root;
     for (const auto &[name, type, size, verdict] :
          {std::tuple("sha256 cut to 20 bytes", 3, 0, Valid), std::tuple("sha384", 4, 0, Valid),
           std::tuple("sha256 hashes cut short", 2, 20, Broken),
