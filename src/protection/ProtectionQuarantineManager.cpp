@@ -184,6 +184,7 @@ void ProtectionQuarantineManager::run(Action action, const QString &startStatus,
             }
             if (done)
                 done(out.gone);
+            Q_EMIT actionEnded(out.statusText, out.restored);
         });
 }
 
@@ -271,7 +272,7 @@ ProtectionQuarantineManager::Outcome
 ProtectionQuarantineManager::restoreOne(QList<ProtectionQuarantineRecord> records,
                                         const ProtectionQuarantineRecord &record)
 {
-    Outcome out{records, QString(), QString(), {}};
+    Outcome out{records, QString(), QString(), {}, QString()};
     QString folderError;
     const std::optional<QuarantineFolder> folder = QuarantineFolder::open(false, &folderError);
     struct stat st;
@@ -322,6 +323,7 @@ ProtectionQuarantineManager::restoreOne(QList<ProtectionQuarantineRecord> record
         folder->dropIntent(record.id);
     }
     out.statusText = record.name + QStringLiteral(" fue restaurado.");
+    out.restored = destination;
     return out;
 }
 
@@ -329,7 +331,7 @@ ProtectionQuarantineManager::Outcome
 ProtectionQuarantineManager::trashOne(QList<ProtectionQuarantineRecord> records,
                                       const ProtectionQuarantineRecord &record)
 {
-    Outcome out{records, QString(), QString(), {}};
+    Outcome out{records, QString(), QString(), {}, QString()};
     const std::optional<QuarantineFolder> folder = QuarantineFolder::open(false, nullptr);
     struct stat st;
     if (folder && fstatat(folder->fd(), QuarantineFolder::itemName(record).constData(), &st,

@@ -54,6 +54,9 @@ public:
 Q_SIGNALS:
     void recordsChanged();
     void isReadyChanged();
+    // An action's outcome was published: its status (null when it leaves the
+    // status as it was) and, after a restore, the place the item is back in.
+    void actionEnded(const QString &statusText, const QString &restoredPath);
 
 private:
     // What an action leaves: every record, and its texts (a null status keeps
@@ -64,6 +67,7 @@ private:
         QString statusText;
         QString errorMessage;
         QSet<QString> gone; // the findings no longer in their place
+        QString restored;   // where a restore put its item back
     };
     using Action = std::function<Outcome(QList<ProtectionQuarantineRecord>)>;
 

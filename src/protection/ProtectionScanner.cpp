@@ -9,7 +9,9 @@
 #include "WorkQueue.h"
 
 #include <QDateTime>
+#include <QtConcurrent/QtConcurrentRun>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 
@@ -132,6 +134,35 @@ bool collect(const ScanRoot &root, QList<Pending> *pending)
         });
 }
 
+// The entry of `path` as the walk of `root` hands it to a rule, or nothing
+// when that walk never reaches it: the checks `collect` makes on its way down.
+std::optional<EntryInfo> reachedEntry(const ScanRoot &root, const QString &path)
+{
+    const QString top = FileLocation::standardizedPath(root.url);
+    const QString item = FileLocation::standardizedPath(path);
+    if (top.isEmpty() || !item.startsWith(top + QLatin1Char('/')))
+        return std::nullopt;
+    const QStringList parts = item.mid(top.size() + 1).split(QLatin1Char('/'));
+    const bool flat =
+        root.kind == ScanRootKind::launchItems || root.kind == ScanRootKind::privilegedHelpers;
+    if (flat ? parts.size() != 1 || parts.first().startsWith(QLatin1Char('.'))
+             : parts.size() > depthLimit(root.kind))
+        return std::nullopt;
+    // Down through readable folders only: never a link, never into a package.
+    QString folder = top;
+    for (qsizetype i = 0; i + 1 < parts.size(); ++i) {
+        folder = FileLocation::appendingPathComponent(folder, parts.at(i));
+        const std::optional<EntryInfo> step = FileSystem::resourceValues(folder);
+        if (!step || !step->isDirectory || step->isPackage || !step->isReadable)
+            return std::nullopt;
+    }
+    std::optional<EntryInfo> entry = FileSystem::resourceValues(item);
+    if (!entry || (!flat && (entry->isSymbolicLink || !entry->isReadable)))
+        return std::nullopt;
+    entry->level = int(parts.size());
+    return entry;
+}
+
 std::optional<SecurityFinding> rate(const Pending &p,
                                     const ProtectionRules::SignatureOf &signatureOf)
 {
@@ -224,7 +255,12 @@ void ProtectionScanner::setQuarantine(ProtectionQuarantineManager *manager)
 {
     if (manager == m_quarantine)
         return;
+    if (m_quarantine)
+        disconnect(m_quarantine, nullptr, this, nullptr);
     m_quarantine = manager; // a guarded pointer: it follows the screen that owns it
+    if (manager)
+        connect(manager, &ProtectionQuarantineManager::actionEnded, this,
+                &ProtectionScanner::quarantineActionEnded);
     Q_EMIT quarantineChanged();
 }
 
@@ -265,6 +301,49 @@ void ProtectionScanner::quarantineSelected()
         guard->m_findings.clearSelection();
         guard->m_findings.remove(gone);
     });
+}
+
+void ProtectionScanner::quarantineActionEnded(const QString &status, const QString &restoredPath)
+{
+    if (!status.isNull() && !isScanning())
+        setStatusText(status);
+    if (!restoredPath.isNull())
+        rateRestored(restoredPath);
+}
+
+void ProtectionScanner::rateRestored(const QString &path)
+{
+    if (isScanning()) {
+        m_restoredDuringScan.append(path);
+        return;
+    }
+    if (m_scannedRoots.isEmpty())
+        return; // nothing analysed yet: the next scan finds it
+    // Rated on the pool like any scanned item: the rules read the disk.
+    QPointer<ProtectionScanner> guard(this);
+    [[maybe_unused]] QFuture<void> running =
+        QtConcurrent::run(WorkPool::pool(), [guard, path, generation = m_listGeneration,
+                                             roots = m_scannedRoots, signatureOf = m_signatureOf] {
+            std::optional<SecurityFinding> found = analyzeItem(roots, path, signatureOf);
+            const bool quarantinable = found && ProtectionQuarantineManager::canQuarantine(*found);
+            QMetaObject::invokeMethod(
+                QCoreApplication::instance(),
+                [guard, path, generation, quarantinable, found = std::move(found)] {
+                    if (!guard || guard->m_listGeneration != generation)
+                        return; // a newer scan rated it, or will
+                    const QString id = FileLocation::standardizedPath(path);
+                    QList<SecurityFinding> items = guard->findings();
+                    items.removeIf([&](const SecurityFinding &f) { return f.id() == id; });
+                    guard->m_quarantinable.remove(id);
+                    if (found) {
+                        items.append(*found);
+                        if (quarantinable)
+                            guard->m_quarantinable.insert(found->id());
+                    }
+                    guard->m_findings.setItems(Findings::sortedUnique(items));
+                },
+                Qt::QueuedConnection);
+        });
 }
 
 void ProtectionScanner::configureAutomaticLocations()
@@ -335,6 +414,8 @@ void ProtectionScanner::start(const QList<ScanRoot> &roots, const QString &statu
         return;
     m_findings.clearSelection();
     m_findings.setItems({});
+    m_scannedRoots.clear();
+    ++m_listGeneration;
     setErrorMessage(QString());
     setScanning(true);
     setStatusText(status);
@@ -356,8 +437,9 @@ void ProtectionScanner::start(const QList<ScanRoot> &roots, const QString &statu
                     scan.quarantinable.insert(f.id());
             return WalkOutcome<Scan>::success(std::move(scan));
         },
-        [this, custom](Scan scan) {
+        [this, roots, custom](Scan scan) {
             m_quarantinable = std::move(scan.quarantinable);
+            m_scannedRoots = roots;
             m_findings.setItems(scan.findings);
             setStatusText(custom ? QStringLiteral("Se analizaron %1 elementos.").arg(findingCount())
                                  : QStringLiteral("Análisis completo: %1 elementos revisados.")
@@ -368,8 +450,12 @@ void ProtectionScanner::start(const QList<ScanRoot> &roots, const QString &statu
                 countCompletedScan();
             }
             setScanning(false);
+            // What was put back while the walk ran may lie where it had passed.
+            for (const QString &path : std::exchange(m_restoredDuringScan, {}))
+                rateRestored(path);
         },
         [this](const QString &error) {
+            m_restoredDuringScan.clear();
             failScan(error, QStringLiteral("No fue posible completar el análisis."));
         });
 }
@@ -394,6 +480,21 @@ ProtectionScanner::analyzeRoots(const QList<ScanRoot> &roots,
         if (f)
             findings.append(std::move(*f));
     return WalkOutcome<QList<SecurityFinding>>::success(findings);
+}
+
+std::optional<SecurityFinding>
+ProtectionScanner::analyzeItem(const QList<ScanRoot> &roots, const QString &path,
+                               const ProtectionRules::SignatureOf &signatureOf)
+{
+    QList<SecurityFinding> found;
+    for (const ScanRoot &root : roots)
+        if (const std::optional<EntryInfo> entry = reachedEntry(root, path))
+            if (const auto rule = ruleFor(*entry, root.kind))
+                if (std::optional<SecurityFinding> f = rate({*entry, *rule}, signatureOf))
+                    found.append(std::move(*f));
+    // Where two roots reach it, the one the list would keep.
+    found = Findings::sortedUnique(found);
+    return found.isEmpty() ? std::nullopt : std::optional(found.first());
 }
 
 namespace ProtectionSelection {

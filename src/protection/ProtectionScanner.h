@@ -69,7 +69,9 @@ public:
     // Trusts a finding (which leaves the selection) or stops trusting it.
     Q_INVOKABLE void toggleTrust(const QString &id);
     // Moves the selected findings' items into quarantine; the findings whose
-    // item left its place leave the list, and the selection is emptied.
+    // item left its place leave the list, and the selection is emptied. The
+    // status then says what the quarantine did; an item it puts back is rated
+    // again, alone, and comes back into the list.
     Q_INVOKABLE void quarantineSelected();
     QList<SecurityFinding> selectedFindings() const { return m_findings.selectedItems(); }
 
@@ -78,6 +80,10 @@ public:
     // The background work: every root's findings, in walk order.
     static WalkOutcome<QList<SecurityFinding>>
     analyzeRoots(const QList<ScanRoot> &roots, const ProtectionRules::SignatureOf &signatureOf);
+    // The finding a walk of these roots would make of one item, if any.
+    static std::optional<SecurityFinding>
+    analyzeItem(const QList<ScanRoot> &roots, const QString &path,
+                const ProtectionRules::SignatureOf &signatureOf);
     // Tests replace the signature check.
     void setSignatureSource(ProtectionRules::SignatureOf source)
     {
@@ -92,10 +98,17 @@ Q_SIGNALS:
 
 private:
     void start(const QList<ScanRoot> &roots, const QString &status, bool custom);
+    void quarantineActionEnded(const QString &status, const QString &restoredPath);
+    void rateRestored(const QString &path);
 
     ResultList<SecurityFinding> m_findings;
     // The findings whose items can go into quarantine, as the last scan found.
     QSet<QString> m_quarantinable;
+    // What the list stands for: the roots of the last scan, and a number that
+    // changes with every scan, so a late rating never lands in a newer list.
+    QList<ScanRoot> m_scannedRoots;
+    quint64 m_listGeneration = 0;
+    QStringList m_restoredDuringScan; // rated once that scan has published
     QString m_scannedURL;
     QString m_applicationsURL;
     QString m_userHomeURL;

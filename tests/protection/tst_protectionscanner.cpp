@@ -173,6 +173,13 @@ void TestProtectionScanner::signedBundlesAndHostileTrees()
                    "<?xml version=\"1.0\"?><plist><array><string>x</string></array></plist>");
     tree.root.file("Library/PrivilegedHelperTools/liar",
                    QByteArray("\xca\xfe\xba\xbe\x00\x00\x00\x02", 8) + QByteArray(64, '\xff'));
+    // Links in a listing are rated by what they lead to, and stay themselves.
+    const QString helper = tree.root.file("opt/helper", MachOSigner::signedSlice(true, o));
+    const QString linked = tree.root.symlink("Library/PrivilegedHelperTools/linked", helper);
+    tree.root.symlink("Library/PrivilegedHelperTools/dangling", "gone");
+    const QString agent = tree.root.plist("Users/ana/agent.plist",
+                                          {{"Label", "com.v.agent"}, {"Program", "/tmp/x"}}, false);
+    const QString agentLink = tree.root.symlink("Users/ana/Library/LaunchAgents/a.plist", agent);
 
     ProtectionScanner scanner;
     scanAndWait(scanner);
@@ -183,10 +190,13 @@ void TestProtectionScanner::signedBundlesAndHostileTrees()
         levels.insert(f.name, Threat::caseName(f.level));
         byName.insert(f.name, f);
     }
-    // No link was followed or rated.
+    // No link below a walked folder was followed or rated; listed, it was.
     QCOMPARE(QSet<QString>(levels.keyBegin(), levels.keyEnd()),
-             QSet<QString>(
-                 {"Viewer", "Notes", "Tampered", "Dropper", "Empty", "typed", "array", "liar"}));
+             QSet<QString>({"Viewer", "Notes", "Tampered", "Dropper", "Empty", "typed", "array",
+                            "liar", "linked", "dangling", "com.v.agent"}));
+    QCOMPARE(byName["linked"].signatureDescription, QStringLiteral("Firma digital válida"));
+    QCOMPARE(byName["linked"].identity, QuarantineTesting::findingFor(linked).identity);
+    QCOMPARE(byName["dangling"].signatureDescription, QStringLiteral("Sin firma verificable"));
     QCOMPARE(byName["Empty"].signatureDescription, QStringLiteral("Sin firma verificable"));
     QCOMPARE(levels["Empty"], QStringLiteral("review"));
     // Wrong types count as absent: named by the file, no program, no flags.
@@ -201,11 +211,26 @@ void TestProtectionScanner::signedBundlesAndHostileTrees()
     QCOMPARE(levels.value("Dropper"), QStringLiteral("dangerous"));
     QCOMPARE(scanner.findings().first().name, QStringLiteral("Dropper"));
     const QString dropper = tree.root.path("Users/ana/Downloads/Dropper.app");
-    scanner.selectRecommendedFindings();
-    QCOMPARE(scanner.selectedFindings().size(), 1);
-    QCOMPARE(scanner.selectedFindings().first().id(), dropper);
+    QCOMPARE(names(scanner.selectedFindings()), QStringList({"Dropper", "com.v.agent"}));
     QCOMPARE(ProtectionSelection::recommended(scanner.findings(), {dropper}, {dropper}),
              QStringList());
+
+    // Quarantined, they leave the list and its counts, and the status says so;
+    // the link goes alone. Put back, each is rated again as the scan rated it.
+    const QList<SecurityFinding> scanned = scanner.findings();
+    QuarantineTesting::LoadedQuarantine manager;
+    scanner.setQuarantine(&manager);
+    scanner.quarantineSelected();
+    QTRY_COMPARE(scanner.statusText(), QStringLiteral("2 elemento(s) en cuarentena."));
+    QCOMPARE(QList<int>({scanner.findingCount(), scanner.dangerousCount()}),
+             QList<int>({int(scanned.size()) - 2, 0}));
+    QVERIFY(!QuarantineTesting::exists(agentLink) && QuarantineTesting::exists(agent));
+    for (const ProtectionQuarantineRecord &r : QList(manager.records()))
+        manager.restoreNow(r.id);
+    QCOMPARE(scanner.statusText(), QStringLiteral("Dropper fue restaurado."));
+    QTRY_COMPARE(scanner.findings(), scanned);
+    scanner.selectRecommendedFindings();
+    QCOMPARE(scanner.selectedCount(), 2);
 }
 
 void TestProtectionScanner::failuresAndCustomScans()

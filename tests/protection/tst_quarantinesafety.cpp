@@ -268,6 +268,7 @@ void TestQuarantineSafety::probeReportsScanTrustAndQuarantine()
     const QJsonObject out = runProbe(QStringList{"protection", "--quarantine-selected"} + hook);
     QVERIFY(QFile::remove(marker));
     QCOMPARE(out.value("selected").toArray(), QJsonArray());
+    QCOMPARE(out.value("statusText").toString(), QStringLiteral("1 elemento(s) en cuarentena."));
     QCOMPARE(out.value("errorMessage"), QJsonValue(QJsonValue::Null));
     QCOMPARE(out.value("quarantine").toObject(),
              QJsonObject({{"statusText", "1 elemento(s) en cuarentena."},
