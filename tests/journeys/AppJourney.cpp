@@ -21,28 +21,19 @@ bool isShown(const QQuickItem *item)
     return item->window() != nullptr;
 }
 
-// Every item of that name below scope in the visual tree (dialogs live in the
-// window's overlay, which is part of that tree too).
-void collectNamed(QQuickItem *scope, const QString &objectName, QList<QQuickItem *> *found)
+// Every shown item of that name below scope in the visual tree (dialogs live in
+// the window's overlay, which is part of that tree too).
+void collectShown(QQuickItem *scope, const QString &objectName, QList<QQuickItem *> *found)
 {
     const QList<QQuickItem *> children = scope->childItems();
     for (QQuickItem *child : children) {
-        if (child->objectName() == objectName)
+        if (child->objectName() == objectName && isShown(child))
             *found << child;
-        collectNamed(child, objectName, found);
+        collectShown(child, objectName, found);
     }
 }
 
-QList<QQuickItem *> named(QQuickItem *scope, const QString &objectName)
-{
-    QList<QQuickItem *> found;
-    collectNamed(scope, objectName, &found);
-    return found;
-}
-
 } // namespace
-
-AppJourney::AppJourney() = default;
 
 AppJourney::~AppJourney()
 {
@@ -61,7 +52,7 @@ bool AppJourney::start()
         return false;
     // The window is placed 0.35 s after launching, as in the app.
     return waitFor([this] { return window()->width() == VelmoraWindowDelegate::kWidth; }, 3000) &&
-           waitFor([this] { return item(QStringLiteral("dashboard")) != nullptr; }, 3000);
+           waitForItem(QStringLiteral("dashboard"), 3000);
 }
 
 bool AppJourney::restart()
@@ -83,18 +74,15 @@ QQuickItem *AppJourney::item(const QString &objectName) const
 
 QQuickItem *AppJourney::itemIn(QQuickItem *scope, const QString &objectName) const
 {
-    for (QQuickItem *item : named(scope, objectName))
-        if (isShown(item))
-            return item;
-    return nullptr;
+    const QList<QQuickItem *> shown = allIn(scope, objectName);
+    return shown.isEmpty() ? nullptr : shown.first();
 }
 
 QList<QQuickItem *> AppJourney::allIn(QQuickItem *scope, const QString &objectName) const
 {
     QList<QQuickItem *> shown;
-    for (QQuickItem *item : named(scope, objectName))
-        if (isShown(item))
-            shown << item;
+    if (scope)
+        collectShown(scope, objectName, &shown);
     return shown;
 }
 
@@ -105,42 +93,47 @@ QQuickItem *AppJourney::waitForItem(const QString &objectName, int timeoutMs) co
     return found;
 }
 
-QQuickItem *AppJourney::delegateAt(QQuickItem *view, int index) const
+void AppJourney::visitRows(const QString &list,
+                           const std::function<bool(QQuickItem *)> &visit) const
 {
-    // Only rows in view exist (and are reused): scroll to it, read it at once.
-    QMetaObject::invokeMethod(view, "positionViewAtIndex", Q_ARG(int, index), Q_ARG(int, 0));
-    settle(30); // lets the view lay its rows out where it scrolled
-    QQuickItem *delegate = nullptr;
-    waitFor(
-        [&] {
-            QMetaObject::invokeMethod(view, "itemAtIndex", Q_RETURN_ARG(QQuickItem *, delegate),
-                                      Q_ARG(int, index));
-            return delegate != nullptr;
-        },
-        2000);
-    return delegate;
+    QQuickItem *view = item(list);
+    const int count = view ? view->property("count").toInt() : 0;
+    for (int i = 0; i < count; ++i) {
+        // Only rows in view exist (and are reused): scroll to it, read it at once.
+        QMetaObject::invokeMethod(view, "positionViewAtIndex", Q_ARG(int, i), Q_ARG(int, 0));
+        settle(30);
+        QQuickItem *delegate = nullptr;
+        waitFor(
+            [&] {
+                QMetaObject::invokeMethod(view, "itemAtIndex", Q_RETURN_ARG(QQuickItem *, delegate),
+                                          Q_ARG(int, i));
+                return delegate != nullptr;
+            },
+            2000);
+        if (delegate && visit(delegate))
+            return;
+    }
 }
 
 QQuickItem *AppJourney::row(const QString &list, const char *role, const QString &value) const
 {
-    QQuickItem *view = item(list);
-    const int count = view ? view->property("count").toInt() : 0;
-    for (int i = 0; i < count; ++i)
-        if (QQuickItem *delegate = delegateAt(view, i);
-            delegate && delegate->property(role).toString() == value && isShown(delegate))
-            return delegate;
-    return nullptr;
+    QQuickItem *found = nullptr;
+    visitRows(list, [&](QQuickItem *delegate) {
+        if (delegate->property(role).toString() == value && isShown(delegate))
+            found = delegate;
+        return found != nullptr;
+    });
+    return found;
 }
 
 QStringList AppJourney::selectedRows(const QString &list, const char *role) const
 {
     QStringList values;
-    QQuickItem *view = item(list);
-    const int count = view ? view->property("count").toInt() : 0;
-    for (int i = 0; i < count; ++i)
-        if (QQuickItem *delegate = delegateAt(view, i);
-            delegate && delegate->property("selected").toBool())
+    visitRows(list, [&](QQuickItem *delegate) {
+        if (delegate->property("selected").toBool())
             values << delegate->property(role).toString();
+        return false;
+    });
     return values;
 }
 
@@ -150,38 +143,22 @@ QString AppJourney::text(const QString &objectName) const
     return found ? found->property("text").toString() : QString();
 }
 
-QString AppJourney::cardValue(const QString &card) const
+QString AppJourney::textIn(const QString &scope, const QString &objectName) const
 {
-    QQuickItem *found = item(card);
-    QQuickItem *value = found ? itemIn(found, QStringLiteral("summaryValue")) : nullptr;
-    return value ? value->property("text").toString() : QString();
+    const QQuickItem *found = itemIn(item(scope), objectName);
+    return found ? found->property("text").toString() : QString();
 }
 
-bool AppJourney::click(const QString &objectName)
-{
-    return clickItem(item(objectName));
-}
-
-bool AppJourney::clickItem(QQuickItem *item)
-{
-    return item && clickAt(item, QPointF(item->width() / 2, item->height() / 2));
-}
-
-bool AppJourney::clickAt(QQuickItem *item, QPointF local)
+bool AppJourney::press(QQuickItem *item, std::optional<QPointF> local, bool twice)
 {
     if (!item || !isShown(item) || !item->isEnabled())
         return false;
-    QTest::mouseClick(window(), Qt::LeftButton, {}, item->mapToScene(local).toPoint());
-    settle();
-    return true;
-}
-
-bool AppJourney::doubleClickItem(QQuickItem *item)
-{
-    if (!item || !isShown(item) || !item->isEnabled())
-        return false;
-    const QPointF centre = item->mapToScene(QPointF(item->width() / 2, item->height() / 2));
-    QTest::mouseDClick(window(), Qt::LeftButton, {}, centre.toPoint());
+    const QPoint at =
+        item->mapToScene(local.value_or(QPointF(item->width() / 2, item->height() / 2))).toPoint();
+    if (twice)
+        QTest::mouseDClick(window(), Qt::LeftButton, {}, at);
+    else
+        QTest::mouseClick(window(), Qt::LeftButton, {}, at);
     settle();
     return true;
 }
@@ -192,12 +169,12 @@ void AppJourney::key(int key)
     settle();
 }
 
-bool AppJourney::openModule(const QString &entry, const QString &title)
+bool AppJourney::openModule(const QString &entry, const QString &title, int scans)
 {
     if (!click(entry) || !waitForText(QStringLiteral("workspaceTitle"), title, 3000))
         return false;
     watchModels();
-    return true;
+    return scans < 0 || waitForScans(scans);
 }
 
 void AppJourney::watchModels() const
@@ -223,8 +200,7 @@ bool AppJourney::chooseFolder(const QString &folder, bool highlightLast)
 
 bool AppJourney::tickRow(const QString &list, const char *role, const QString &value)
 {
-    QQuickItem *found = row(list, role, value);
-    return found && clickItem(itemIn(found, QStringLiteral("rowCheckBox")));
+    return clickItem(itemIn(row(list, role, value), QStringLiteral("rowCheckBox")));
 }
 
 bool AppJourney::confirmSelectionAction(const QString &dialogTitle)
@@ -232,13 +208,6 @@ bool AppJourney::confirmSelectionAction(const QString &dialogTitle)
     return click(QStringLiteral("selectionActionButton")) &&
            (dialogTitle.isEmpty() || text(QStringLiteral("dialogTitle")) == dialogTitle) &&
            click(QStringLiteral("dialogConfirmButton"));
-}
-
-QString AppJourney::textIn(const QString &scope, const QString &objectName) const
-{
-    QQuickItem *outer = item(scope);
-    QQuickItem *found = outer ? itemIn(outer, objectName) : nullptr;
-    return found ? found->property("text").toString() : QString();
 }
 
 bool AppJourney::waitForText(const QString &objectName, const QString &wanted, int timeoutMs) const
@@ -284,11 +253,6 @@ bool AppJourney::waitForScans(int count, int timeoutMs) const
         timeoutMs);
 }
 
-bool AppJourney::chooserIsOpen() const
-{
-    return item(QStringLiteral("folderChooser")) != nullptr;
-}
-
 bool AppJourney::navigateChooser(const QString &folder, bool highlightLast)
 {
     const QString shown = text(QStringLiteral("chooserPath"));
@@ -296,24 +260,15 @@ bool AppJourney::navigateChooser(const QString &folder, bool highlightLast)
         return false;
     const QStringList steps = folder.mid(shown.size() + 1).split(QLatin1Char('/'));
     for (int i = 0; i < steps.size(); ++i) {
-        const QString name = QStringLiteral("chooserFolder_") + steps.at(i);
-        QQuickItem *entry = waitForItem(name);
-        if (!entry)
-            return false;
-        const bool last = i == steps.size() - 1;
-        if (last && highlightLast)
+        QQuickItem *entry = waitForItem(QStringLiteral("chooserFolder_") + steps.at(i));
+        if (highlightLast && i == steps.size() - 1)
             return clickItem(entry);
         const QString target = text(QStringLiteral("chooserPath")) + QLatin1Char('/') + steps.at(i);
-        if (!doubleClickItem(entry) ||
+        if (!press(entry, {}, true) ||
             !waitFor([&] { return text(QStringLiteral("chooserPath")) == target; }, 3000))
             return false;
     }
     return true;
-}
-
-QString AppJourney::trashedFile(const QString &name) const
-{
-    return m_env.trashFiles() + QLatin1Char('/') + name;
 }
 
 QString AppJourney::trashInfoPath(const QString &name) const

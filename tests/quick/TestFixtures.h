@@ -1,6 +1,5 @@
 #pragma once
 
-#include "FolderChooser.h"
 #include "Preferences.h"
 #include "TestEnvironment.h"
 #include "TreeBuilder.h"
@@ -10,17 +9,13 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QObject>
-#include <memory>
 
 // What the screen tests need from outside QML: files on disk in a private home,
-// and a folder chooser that answers as told.
-class TestFixtures : public FolderChooser
+// and the preferences the screens read.
+class TestFixtures : public QObject
 {
     Q_OBJECT
     Q_PROPERTY(QString home READ home CONSTANT)
-    Q_PROPERTY(QString lastTitle MEMBER m_lastTitle NOTIFY chooserRequestsChanged)
-    // The folder the chooser answers with; empty cancels.
-    Q_PROPERTY(QString chooserAnswer MEMBER m_answer)
 
 public:
     explicit TestFixtures(TestEnvironment *env) : m_env(env) {}
@@ -31,16 +26,23 @@ public:
     {
         return TreeBuilder(home()).allocatedFile(relative, qint64(megabytes * 1024 * 1024));
     }
-    Q_INVOKABLE QString pattern(const QString &relative, double megabytes, int seed)
-    {
-        return TreeBuilder(home()).patternFile(relative, qint64(megabytes * 1024 * 1024),
-                                               quint32(seed));
-    }
     Q_INVOKABLE QString folder(const QString &relative)
     {
         return TreeBuilder(home()).folder(relative);
     }
-    Q_INVOKABLE bool remove(const QString &path) { return QFile::remove(path); }
+    Q_INVOKABLE bool remove(const QString &path)
+    {
+        return QFileInfo(path).isDir() ? QDir(path).removeRecursively() : QFile::remove(path);
+    }
+    Q_INVOKABLE bool exists(const QString &path) const { return QFile::exists(path); }
+    Q_INVOKABLE bool link(const QString &path, const QString &target)
+    {
+        return QFile::link(target, path);
+    }
+    Q_INVOKABLE bool inTrash(const QString &name) const
+    {
+        return QFileInfo::exists(m_env->trashFiles() + QLatin1Char('/') + name);
+    }
 
     // A cache folder of a logical size (sparse) last changed `ageDays` ago.
     Q_INVOKABLE void cache(const QString &name, double megabytes, double ageDays)
@@ -61,7 +63,6 @@ public:
                                           : Preferences::setString(key, value.toString());
     }
     Q_INVOKABLE QString preference(const QString &key) const { return Preferences::string(key); }
-    Q_INVOKABLE bool exists(const QString &path) const { return QFile::exists(path); }
 
     // An application bundle in the system root ("root") or the home ("home") with
     // `megabytes` reserved inside; an empty identifier leaves it out.
@@ -85,32 +86,7 @@ public:
         QDir(home() + QStringLiteral("/Library")).removeRecursively();
         QDir().mkpath(home() + QStringLiteral("/Library/Caches"));
     }
-    Q_INVOKABLE bool removeTree(const QString &path) { return QDir(path).removeRecursively(); }
-    Q_INVOKABLE bool link(const QString &path, const QString &target)
-    {
-        return QFile::link(target, path);
-    }
-    Q_INVOKABLE bool inTrash(const QString &name) const
-    {
-        return QFileInfo::exists(m_env->trashFiles() + QLatin1Char('/') + name);
-    }
-
-    void choose(const FolderRequest &request, QObject *context, Answer onChosen) override
-    {
-        m_lastTitle = request.title;
-        Q_EMIT chooserRequestsChanged();
-        FolderChooser::choose(request, context, std::move(onChosen));
-        if (m_answer.isEmpty())
-            reject();
-        else
-            accept(m_answer);
-    }
-
-Q_SIGNALS:
-    void chooserRequestsChanged();
 
 private:
     TestEnvironment *m_env;
-    QString m_lastTitle;
-    QString m_answer;
 };

@@ -8,7 +8,7 @@
 #include <memory>
 
 // Runs the QML screen tests against the real, compiled-in QML modules, in a
-// private home, with the folder chooser answering as each test tells it.
+// private home.
 class ScreenTestSetup : public QObject
 {
     Q_OBJECT
@@ -18,7 +18,6 @@ public Q_SLOTS:
     {
         m_env = std::make_unique<TestEnvironment>();
         m_fixtures = std::make_unique<TestFixtures>(m_env.get());
-        FolderChooser::setCurrent(m_fixtures.get());
         AppSetup::configureApplication();
     }
     void qmlEngineAvailable(QQmlEngine *engine)
@@ -26,7 +25,6 @@ public Q_SLOTS:
         AppSetup::configureEngine(*engine);
         qmlRegisterSingletonInstance("VelmoraTest", 1, 0, "Fixtures", m_fixtures.get());
     }
-    void cleanupTestCase() { FolderChooser::setCurrent(nullptr); }
 
 private:
     std::unique_ptr<TestEnvironment> m_env;
