@@ -14,73 +14,71 @@ class TestDemoGuard : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void refusesTmpAndForeignFolders();
-    void rebuildsOnlyItsOwnTree();
+    void writesOnlyWhereItMay();
+    void clearsOnlyItsOwnTree();
 };
 
-namespace {
-QString resolved(const QString &path)
-{
-    return DemoGuard::resolvedPath(path);
-}
-} // namespace
-
-void TestDemoGuard::refusesTmpAndForeignFolders()
+void TestDemoGuard::writesOnlyWhereItMay()
 {
     using DemoGuard::Action;
-    QCOMPARE(DemoGuard::decide("/tmp/velmora-demo-test", false).action, Action::Refuse);
-    QCOMPARE(DemoGuard::decide("/tmp/../tmp/x", true).action, Action::Refuse);
-    QCOMPARE(DemoGuard::decide("/tmp", false).action, Action::Refuse);
-
     QTemporaryDir base;
     QVERIFY(base.isValid());
-    TreeBuilder tree(resolved(base.path()));
-    const QStringList refused{tree.folder("temporary")};
-    QCOMPARE(DemoGuard::decide(tree.path("temporary/demo"), false, refused).action, Action::Refuse);
-    QCOMPARE(DemoGuard::decide(tree.path("new"), false, refused).action, Action::Build);
-    QCOMPARE(DemoGuard::decide(tree.folder("empty"), false, refused).action, Action::Build);
-    // "temporaryish" is not under "temporary".
-    QCOMPARE(DemoGuard::decide(tree.path("temporaryish"), false, refused).action, Action::Build);
+    TreeBuilder tree(DemoGuard::resolvedPath(base.path()));
+    const QStringList tmp = DemoGuard::temporaryRoots(), refused{tree.folder("temporary")};
+    tree.folder("empty");
     tree.file("foreign/notes.txt", "mine");
-    QCOMPARE(DemoGuard::decide(tree.path("foreign"), false, refused).action, Action::Refuse);
-    QCOMPARE(DemoGuard::decide(tree.path("foreign"), true, refused).action, Action::Refuse);
-    QCOMPARE(DemoGuard::decide(tree.path("foreign/notes.txt"), true, refused).action,
-             Action::Refuse);
     // A link into a refused folder is refused like the folder itself, and so is
     // a dangling one that would land there.
     tree.symlink("toTmp", "/tmp");
-    QCOMPARE(DemoGuard::decide(tree.path("toTmp/demo"), false).action, Action::Refuse);
     tree.symlink("toTemporary", tree.path("temporary/not-yet"));
-    QCOMPARE(DemoGuard::decide(tree.path("toTemporary"), false, refused).action, Action::Refuse);
-    // A folder merely named like the marker is no marker.
-    tree.folder("fake/.velmora-demo");
-    QCOMPARE(DemoGuard::decide(tree.path("fake"), true, refused).action, Action::Refuse);
-    // So is a marker file this generator did not write.
-    tree.file("planted/.velmora-demo", "anything");
+    tree.folder("fake/.velmora-demo");              // a folder merely named like the marker
+    tree.file("planted/.velmora-demo", "anything"); // a marker this generator did not write
     tree.file("planted/thesis.tex", "years of work");
-    QCOMPARE(DemoGuard::decide(tree.path("planted"), false, refused).action, Action::Refuse);
-    QCOMPARE(DemoGuard::decide(tree.path("planted"), true, refused).action, Action::Refuse);
+    const QString demo = tree.folder("demo");
+    const struct
+    {
+        QString path;
+        bool force;
+        const QStringList &roots;
+        Action action;
+        QByteArray marker = {}; // written into demo first
+    } rows[] = {
+        {"/tmp/velmora-demo-test", false, tmp, Action::Refuse},
+        {"/tmp/../tmp/x", true, tmp, Action::Refuse},
+        {"/tmp", false, tmp, Action::Refuse},
+        {tree.path("temporary/demo"), false, refused, Action::Refuse},
+        {tree.path("new"), false, refused, Action::Build},
+        {tree.path("empty"), false, refused, Action::Build},
+        {tree.path("temporaryish"), false, refused, Action::Build}, // not under "temporary"
+        {tree.path("foreign"), false, refused, Action::Refuse},
+        {tree.path("foreign"), true, refused, Action::Refuse},
+        {tree.path("foreign/notes.txt"), true, refused, Action::Refuse},
+        {tree.path("toTmp/demo"), false, tmp, Action::Refuse},
+        {tree.path("toTemporary"), false, refused, Action::Refuse},
+        {tree.path("fake"), true, refused, Action::Refuse},
+        {tree.path("planted"), false, refused, Action::Refuse},
+        {tree.path("planted"), true, refused, Action::Refuse},
+        {demo, false, refused, Action::Nothing, DemoGuard::markerContents()},
+        {demo, true, refused, Action::Rebuild, DemoGuard::markerContents()},
+        {demo, false, refused, Action::Rebuild, DemoGuard::unfinishedMarkerContents()},
+        // A tree of an earlier version of the generator is rebuilt, not kept or refused.
+        {demo, false, refused, Action::Rebuild, "velmora-demo 1\n"},
+        {demo, false, refused, Action::Refuse, "velmora-demo 1 but edited\n"},
+    };
+    for (const auto &row : rows) {
+        QVERIFY(row.marker.isNull() || DemoGuard::writeMarker(demo, row.marker));
+        QVERIFY2(DemoGuard::decide(row.path, row.force, row.roots).action == row.action,
+                 qPrintable(row.path + (row.force ? " forced " : " ") + row.marker));
+    }
 }
 
-void TestDemoGuard::rebuildsOnlyItsOwnTree()
+void TestDemoGuard::clearsOnlyItsOwnTree()
 {
-    using DemoGuard::Action;
     QTemporaryDir base;
     QVERIFY(base.isValid());
-    TreeBuilder tree(resolved(base.path()));
-    const QStringList refused{tree.path("temporary")};
+    TreeBuilder tree(DemoGuard::resolvedPath(base.path()));
     const QString demo = tree.folder("demo");
     QVERIFY(DemoGuard::writeMarker(demo, DemoGuard::markerContents()));
-    QCOMPARE(DemoGuard::decide(demo, false, refused).action, Action::Nothing);
-    QCOMPARE(DemoGuard::decide(demo, true, refused).action, Action::Rebuild);
-    QVERIFY(DemoGuard::writeMarker(demo, DemoGuard::unfinishedMarkerContents()));
-    QCOMPARE(DemoGuard::decide(demo, false, refused).action, Action::Rebuild);
-    // A tree of an earlier version of the generator is rebuilt, not kept or refused.
-    QVERIFY(DemoGuard::writeMarker(demo, "velmora-demo 1\n"));
-    QCOMPARE(DemoGuard::decide(demo, false, refused).action, Action::Rebuild);
-    QVERIFY(DemoGuard::writeMarker(demo, "velmora-demo 1 but edited\n"));
-    QCOMPARE(DemoGuard::decide(demo, false, refused).action, Action::Refuse);
-
     const QString precious = tree.file("precious/keep.txt", "keep");
     tree.file("demo/Users/demo/file.txt", "x");
     tree.symlink("demo/Users/demo/link", tree.path("precious"));
