@@ -123,7 +123,6 @@ private Q_SLOTS:
     void decisions_data();
     void decisions();
     void theStayingApplicationKeepsItsDataAndRowsAreWorkedOutAgain();
-    void twoInstallationsShareTheirData();
 };
 
 void TestUninstaller::relatedFilesByNameAndIdentifier()
@@ -492,23 +491,6 @@ void TestUninstaller::theStayingApplicationKeepsItsDataAndRowsAreWorkedOutAgain(
     QVERIFY(t.uninstall({"Tool"}));
     QVERIFY(!exists(toolApp) && !exists(support));
     QVERIFY(exists(vendorShared)); // not related to Tool at all
-}
-
-void TestUninstaller::twoInstallationsShareTheirData()
-{
-    Tree t;
-    const QString system = t.bundle("Quill", "com.quill.editor");
-    const QString mine = t.bundle("Quill", "com.quill.editor", t.env.home());
-    const QString prefs = t.entry("Preferences/com.quill.editor.plist");
-    const QString support = t.entry("Application Support/Quill/doc");
-    UninstallerScanner &scanner = t.scan();
-    QCOMPARE(scanner.applicationCount(), 2);
-    scanner.setSelectedApplicationIDs({mine});
-    // The journey uninstalls the selected copy; the shared data stays for the other.
-    QCOMPARE(scanner.selectedKeptCount(), 2);
-    // Both at once: nothing stays to share with, so the data goes too.
-    QVERIFY(t.uninstall({"Quill"})); // selects both: they share the name
-    QVERIFY(!exists(system) && !exists(mine) && !exists(prefs) && !exists(support));
 }
 
 QTEST_GUILESS_MAIN(TestUninstaller)
