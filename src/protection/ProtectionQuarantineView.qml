@@ -7,15 +7,18 @@ import Velmora
 import Velmora.Core
 
 // The quarantine sheet: what is isolated, newest first, with a restore to the
-// original place and a move to the Trash after confirming. It only observes
-// the protection screen's manager; the manager's messages show behind it.
+// original place and a move to the Trash, each after confirming. It only
+// observes the protection screen's manager; the manager's messages show
+// behind it.
 Popup {
     id: sheet
 
     required property ProtectionQuarantineManager manager
-    // The record whose move to the Trash awaits confirmation; "" when none.
-    property string recordToTrash
-    property string recordToTrashName
+    // The record whose restore or move to the Trash awaits confirmation; ""
+    // when none.
+    property string pendingRecord
+    property string pendingName
+    property string pendingOrigin
 
     modal: true
     focus: true
@@ -34,10 +37,17 @@ Popup {
         border.color: Qt.rgba(1, 1, 1, 0.14)
     }
 
-    function askToTrash(id, name) {
-        recordToTrashName = name;
-        recordToTrash = id;
-        trashConfirmation.open();
+    function ask(dialog, id, name, origin) {
+        pendingName = name;
+        pendingOrigin = origin;
+        pendingRecord = id;
+        dialog.open();
+    }
+    function askToRestore(id, name, origin) {
+        ask(restoreConfirmation, id, name, origin);
+    }
+    function askToTrash(id, name, origin) {
+        ask(trashConfirmation, id, name, origin);
     }
 
     contentItem: ColumnLayout {
@@ -168,7 +178,8 @@ Popup {
                             objectName: "restoreButton"
                             small: true
                             text: "Restaurar"
-                            onClicked: sheet.manager.restore(recordRow.recordId)
+                            onClicked: sheet.askToRestore(recordRow.recordId, recordRow.name,
+                                                          recordRow.originalPath)
                         }
                         VelmoraButton {
                             objectName: "deleteButton"
@@ -176,7 +187,8 @@ Popup {
                             kind: "prominent"
                             accent: VelmoraTheme.danger
                             text: "Eliminar"
-                            onClicked: sheet.askToTrash(recordRow.recordId, recordRow.name)
+                            onClicked: sheet.askToTrash(recordRow.recordId, recordRow.name,
+                                                        recordRow.originalPath)
                         }
                     }
                     Rectangle {
@@ -191,16 +203,33 @@ Popup {
     }
 
     ConfirmDialog {
+        id: restoreConfirmation
+        objectName: "recordRestoreConfirmation"
+        title: "¿Restaurar este elemento?"
+        // A record found in the folder with no origin goes to the home folder.
+        message: sheet.pendingName + " volverá a "
+                 + (sheet.pendingOrigin.length > 0 ? sheet.pendingOrigin : "tu carpeta personal")
+                 + "."
+        confirmText: "Restaurar"
+        onConfirmed: {
+            if (sheet.pendingRecord !== "")
+                sheet.manager.restore(sheet.pendingRecord);
+            sheet.pendingRecord = "";
+        }
+        onClosed: sheet.pendingRecord = ""
+    }
+
+    ConfirmDialog {
         id: trashConfirmation
         objectName: "recordTrashConfirmation"
         title: "¿Mover definitivamente este elemento a la Papelera?"
-        message: sheet.recordToTrashName
+        message: sheet.pendingName + " se moverá a la Papelera."
         confirmText: "Mover a la Papelera"
         onConfirmed: {
-            if (sheet.recordToTrash !== "")
-                sheet.manager.moveToTrash(sheet.recordToTrash);
-            sheet.recordToTrash = "";
+            if (sheet.pendingRecord !== "")
+                sheet.manager.moveToTrash(sheet.pendingRecord);
+            sheet.pendingRecord = "";
         }
-        onClosed: sheet.recordToTrash = ""
+        onClosed: sheet.pendingRecord = ""
     }
 }

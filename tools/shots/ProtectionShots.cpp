@@ -16,8 +16,9 @@ ProtectionQuarantineManager *managerOf(QObject *screen)
 // The protection screen on the demo tree: before and during an analysis, the
 // findings with the recommended selection, a filter, a trusted row, reasons
 // unfolded, the confirmation, the move to quarantine, the alert, and the
-// quarantine sheet empty, full and asking before a move to the Trash. Every
-// item quarantined here is restored at the end, so the demo tree is as before.
+// quarantine sheet empty, full and asking before a restore and a move to the
+// Trash. Every item quarantined here is restored at the end, so the demo tree
+// is as before.
 void shootProtection(ShotSession &session)
 {
     QObject *screen = session.openModule(QStringLiteral("protection"));
@@ -44,6 +45,7 @@ void shootProtection(ShotSession &session)
     if (!session.waitFor([&] { return scanner->completedScanCount() >= 1; }))
         session.failed(QStringLiteral("the protection analysis did not finish"));
     session.shoot(QStringLiteral("protection-results"));
+    fprintf(stderr, "DEBUG own protection selected %d dangerous %d suspicious %d\n", scanner->selectedCount(), scanner->dangerousCount(), scanner->suspiciousCount());
 
     // A row with more reasons than the two always shown, unfolded.
     QObject *results = session.find(QStringLiteral("protectionResults"));
@@ -102,11 +104,15 @@ void shootProtection(ShotSession &session)
         session.shoot(QStringLiteral("quarantine-list"));
         if (!manager->records().isEmpty()) {
             const ProtectionQuarantineRecord &first = manager->records().first();
-            QMetaObject::invokeMethod(sheet, "askToTrash", Q_ARG(QVariant, first.id),
-                                      Q_ARG(QVariant, first.name));
-            session.shoot(QStringLiteral("quarantine-trash-confirm"));
-            if (QObject *confirm = session.find(QStringLiteral("recordTrashConfirmation")))
-                QMetaObject::invokeMethod(confirm, "close");
+            for (const char *ask : {"Restore", "Trash"}) {
+                QMetaObject::invokeMethod(sheet, qPrintable(QStringLiteral("askTo") + ask),
+                                          Q_ARG(QVariant, first.id), Q_ARG(QVariant, first.name),
+                                          Q_ARG(QVariant, first.originalPath));
+                session.shoot(QStringLiteral("quarantine-%1-confirm").arg(ask).toLower());
+                if (QObject *confirm =
+                        session.find(QStringLiteral("record%1Confirmation").arg(ask)))
+                    QMetaObject::invokeMethod(confirm, "close");
+            }
         }
         QMetaObject::invokeMethod(sheet, "close");
     }
