@@ -45,7 +45,6 @@ void shootProtection(ShotSession &session)
     if (!session.waitFor([&] { return scanner->completedScanCount() >= 1; }))
         session.failed(QStringLiteral("the protection analysis did not finish"));
     session.shoot(QStringLiteral("protection-results"));
-    fprintf(stderr, "DEBUG own protection selected %d dangerous %d suspicious %d\n", scanner->selectedCount(), scanner->dangerousCount(), scanner->suspiciousCount());
 
     // A row with more reasons than the two always shown, unfolded.
     QObject *results = session.find(QStringLiteral("protectionResults"));
