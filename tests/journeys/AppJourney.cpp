@@ -8,7 +8,6 @@
 #include <QMetaProperty>
 #include <QQuickItem>
 #include <QQuickWindow>
-#include <QTest>
 #include <QUrl>
 
 namespace {
@@ -60,11 +59,6 @@ bool AppJourney::restart()
     m_app.reset();
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     return start();
-}
-
-QQuickWindow *AppJourney::window() const
-{
-    return m_app ? m_app->window() : nullptr;
 }
 
 QQuickItem *AppJourney::item(const QString &objectName) const
@@ -213,11 +207,6 @@ bool AppJourney::confirmSelectionAction(const QString &dialogTitle)
 bool AppJourney::waitForText(const QString &objectName, const QString &wanted, int timeoutMs) const
 {
     return waitFor([&] { return text(objectName) == wanted; }, timeoutMs);
-}
-
-bool AppJourney::waitFor(const std::function<bool()> &condition, int timeoutMs) const
-{
-    return QTest::qWaitFor(condition, timeoutMs);
 }
 
 void AppJourney::settle(int ms) const

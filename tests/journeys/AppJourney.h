@@ -5,6 +5,7 @@
 
 #include <QPointF>
 #include <QString>
+#include <QTest>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -18,23 +19,20 @@ class QQuickWindow;
 
 // Starts the app exactly as `velmora` does (same main QML, set-up and singletons)
 // on a private tree, and drives its real window with mouse and key events. Nothing
-// is injected: HOME, VELMORA_ROOT and the XDG folders point into the test's own
-// temporary folder, and that is all.
+// is injected: HOME, VELMORA_ROOT and the XDG folders point into a temporary folder.
 class AppJourney
 {
 public:
     AppJourney() = default;
     ~AppJourney();
 
-    const TestEnvironment &env() const { return m_env; }
     QString home() const { return m_env.home(); }
     QString root() const { return m_env.root(); }
 
-    // Loads the main window and waits until it is shown and placed.
+    // Until the main window is shown and placed; restarted on the same tree.
     bool start();
-    // Quits the app and starts it again on the same tree, as a user reopening it.
     bool restart();
-    QQuickWindow *window() const;
+    QQuickWindow *window() const { return m_app ? m_app->window() : nullptr; }
 
     // Items are found by name among those shown (dialogs included).
     QQuickItem *item(const QString &objectName) const;
@@ -49,12 +47,10 @@ public:
     QString textIn(const QString &scope, const QString &objectName) const;
     QString cardValue(const QString &card) const { return textIn(card, "summaryValue"); }
 
-    // A left click as a user would make it: an item under a modal dialog or
-    // outside the window does not get it. False when the item is missing,
-    // hidden or disabled.
+    // A click as a user makes it (an item under a modal dialog does not get it);
+    // false when the item is missing, hidden or disabled.
     bool click(const QString &objectName) { return clickItem(item(objectName)); }
     bool clickItem(QQuickItem *item) { return press(item, {}, false); }
-    // A click at a point of the item, in its own coordinates.
     bool clickAt(QQuickItem *item, QPointF local) { return press(item, local, false); }
     void key(int key);
 
@@ -64,17 +60,18 @@ public:
     // chooser, a row's box ticked, the selection's action confirmed (after its
     // dialog showed that title, when one is given).
     bool openModule(const QString &entry, const QString &title, int scans = -1);
-    // Holds every list model of the open screen and its scanner to the item-model
-    // rules from now on (openModule does it by itself).
+    // Holds the open screen's and scanner's list models to the item-model rules.
     void watchModels() const;
     bool chooseFolder(const QString &folder, bool highlightLast);
     bool tickRow(const QString &list, const char *role, const QString &value);
     bool confirmSelectionAction(const QString &dialogTitle = {});
     bool waitForText(const QString &objectName, const QString &text, int timeoutMs = 10000) const;
-    bool waitFor(const std::function<bool()> &condition, int timeoutMs = 20000) const;
+    bool waitFor(const std::function<bool()> &condition, int timeoutMs = 20000) const
+    {
+        return QTest::qWaitFor(condition, timeoutMs);
+    }
     void settle(int ms = 100) const;
 
-    // The open module's screen and its scanner.
     QObject *screen() const;
     QObject *scanner() const;
     // Until the open module's scanner finished `count` scans in all and rests.
@@ -85,7 +82,7 @@ public:
     bool navigateChooser(const QString &folder, bool highlightLast);
     bool chooserIsOpen() const { return item(QStringLiteral("folderChooser")) != nullptr; }
 
-    // The original path the Trash's .trashinfo records (empty when there is none).
+    // The original path the Trash's .trashinfo records.
     QString trashInfoPath(const QString &name) const;
     QStringList trashNames() const;
 

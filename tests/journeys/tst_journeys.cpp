@@ -7,46 +7,35 @@
 #include "TreeBuilder.h"
 
 #include <QAbstractItemModelTester>
-#include <QFile>
 #include <QImage>
-#include <QProcess>
 #include <QQuickItem>
 #include <QQuickWindow>
-#include <QSemaphore>
 #include <QtTest>
 #include <atomic>
 
-// Each module as a user meets it in the real window: from the dashboard or the
-// sidebar into the module, through its scan, a selection and its action, the
-// disk checked afterwards, and back; then the window itself and the full analysis.
+// Each module as a user meets it in the real window: into the module, its scan,
+// a selection and its action, the disk checked afterwards, and back.
 class TestJourneys : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
     void initTestCase() { AppSetup::configureApplication(); }
-    // The window.
     void sidebarFillsTheSelectedRow();
     void tabShowsWhereTheFocusIs();
     void smallestWindowShowsEveryControl_data();
     void smallestWindowShowsEveryControl();
-    // Large files.
     void largeFilesChooseScanTrashAndReveal();
     void chooserAnswersEveryPress();
-    // Duplicates.
     void keepOneCopyThenTrashTheRest();
     void stopShowsProgressAndKeepsOnlyProvenGroups();
-    // Safe cleanup.
     void trashTheSmartSelectionThenOneCache();
     void anOpenApplicationsCacheSaysWhyItIsLeftOut();
-    // The uninstaller.
     void uninstallWithLeftovers();
     void tellTwoInstallationsApart();
     void keptEntriesSayWhyAndStayInPlace();
-    // Protection.
     void analyseQuarantineRestoreTrashAndTrust();
     void quarantineFailureKeepsFindings();
-    // The full analysis.
     void runOpenModulesAndComeBack();
 };
 
@@ -208,7 +197,6 @@ void TestJourneys::largeFilesChooseScanTrashAndReveal()
 
     QVERIFY(app.click("headerButton"));
     QVERIFY2(app.waitFor([&] { return app.chooserIsOpen(); }, 3000), "the folder chooser opened");
-    QCOMPARE(app.text("chooserTitle"), "Selecciona una carpeta");
     QCOMPARE(app.text("chooserMessage"), "Velmora buscará archivos grandes sin eliminarlos.");
     QCOMPARE(app.text("chooserPath"), app.home());
     QVERIFY(app.navigateChooser(tree.path("Proyectos/Video"), false));
@@ -233,7 +221,7 @@ void TestJourneys::largeFilesChooseScanTrashAndReveal()
     // With no file viewer on the machine the user is told so in the window.
     QQuickItem *row = app.row("fileList", "name", "b-roll.mov");
     const QByteArray path = qgetenv("PATH");
-    qputenv("PATH", QFile::encodeName(app.env().base() + "/no-programs"));
+    qputenv("PATH", QFile::encodeName(app.root() + "/no-programs"));
     QVERIFY(app.clickItem(app.itemIn(row, "revealButton")));
     const bool told = app.waitForItem("notice") != nullptr;
     qputenv("PATH", path);
@@ -511,11 +499,6 @@ QString application(const QString &base, const QString &name, const QString &ide
         {{"CFBundleIdentifier", identifier}, {"CFBundleShortVersionString", "2.0"}}, false);
 }
 
-QString textOfApp(AppJourney &app, const char *role, const QString &value, const char *name)
-{
-    return textOfRow(app, "applicationList", role, value, name);
-}
-
 // The count of an application's related files, which also unfolds them.
 QQuickItem *related(AppJourney &app, const char *role, const QString &value)
 {
@@ -583,8 +566,9 @@ void TestJourneys::tellTwoInstallationsApart()
     const QString prefs = TreeBuilder(app.home()).file("Library/Preferences/com.quill.plist", "x");
     QVERIFY(app.start());
     QVERIFY(app.openModule("sidebar_uninstaller", "Desinstalación profunda", 1));
-    QCOMPARE(textOfApp(app, "url", system, "installedFolderBadge"), "En /Applications");
-    QCOMPARE(textOfApp(app, "url", mine, "installedFolderBadge"), "En ~/Applications");
+    for (const auto &[bundle, badge] :
+         {std::pair{system, "En /Applications"}, {mine, "En ~/Applications"}})
+        QCOMPARE(textOfRow(app, "applicationList", "url", bundle, "installedFolderBadge"), badge);
 
     // Uninstalling the copy in the home leaves the other in place, and the
     // preferences both use.
@@ -647,12 +631,6 @@ void TestJourneys::keptEntriesSayWhyAndStayInPlace()
 
 namespace {
 
-QByteArray contents(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<missing>");
-}
-
 // Opens the protection screen; its lists (the findings, the filtered findings,
 // the quarantine's records) are held to the item-model rules from then on.
 bool openProtection(AppJourney &app, const QString &via = "sidebar_protection")
@@ -708,13 +686,11 @@ void TestJourneys::analyseQuarantineRestoreTrashAndTrust()
     QVERIFY(app.start());
 
     QVERIFY(openProtection(app, "card_protection"));
-    QCOMPARE(app.text("emptyTitle"), "Aún no hay resultados");
     QVERIFY(app.item("safetyBar"));
     QCOMPARE(app.text("quarantineButton"), "Cuarentena 0");
 
     QVERIFY(app.click("headerButton"));
     QVERIFY(app.waitForScans(1));
-    QCOMPARE(app.text("statusTitle"), "Estado de protección");
     QCOMPARE(badgeOf(app, script), "SOSPECHOSO");
     QCOMPARE(badgeOf(app, agent), "PELIGROSO");
     QCOMPARE(badgeOf(app, daemon), "SOSPECHOSO");
@@ -768,7 +744,9 @@ void TestJourneys::analyseQuarantineRestoreTrashAndTrust()
     if (app.text("dialogTitle") == "¿Restaurar este elemento?") // where the sheet asks first
         QVERIFY(app.click("dialogConfirmButton"));
     QVERIFY(app.waitFor([&] { return QFile::exists(script); }, 10000));
-    QCOMPARE(contents(script), QByteArray("#!/bin/sh\necho hola\n"));
+    QFile restored(script);
+    QVERIFY(restored.open(QIODevice::ReadOnly));
+    QCOMPARE(restored.readAll(), QByteArray("#!/bin/sh\necho hola\n"));
     QVERIFY(app.waitForText("sheetCount", "2 elemento(s) aislados"));
 
     // "Eliminar", then "Cancelar": nothing moves; confirmed: in the Trash, which

@@ -5,7 +5,6 @@ import QtTest
 // its items by name, read its summary cards and rows, and go through its
 // confirmation.
 TestCase {
-    id: test
     when: windowShown
 
     required property Component screen

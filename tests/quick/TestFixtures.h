@@ -18,9 +18,7 @@ class TestFixtures : public QObject
     Q_PROPERTY(QString home READ home CONSTANT)
 
 public:
-    explicit TestFixtures(TestEnvironment *env) : m_env(env) {}
-
-    QString home() const { return m_env->home(); }
+    QString home() const { return m_env.home(); }
 
     Q_INVOKABLE QString allocate(const QString &relative, double megabytes)
     {
@@ -41,7 +39,7 @@ public:
     }
     Q_INVOKABLE bool inTrash(const QString &name) const
     {
-        return QFileInfo::exists(m_env->trashFiles() + QLatin1Char('/') + name);
+        return QFileInfo::exists(m_env.trashFiles() + QLatin1Char('/') + name);
     }
 
     // A cache folder of a logical size (sparse) last changed `ageDays` ago.
@@ -69,7 +67,7 @@ public:
     Q_INVOKABLE QString application(const QString &where, const QString &name,
                                     const QString &identifier, double megabytes)
     {
-        TreeBuilder tree(where == QLatin1String("home") ? home() : m_env->root());
+        TreeBuilder tree(where == QLatin1String("home") ? home() : m_env.root());
         QVariantMap info{{QStringLiteral("CFBundleShortVersionString"), QStringLiteral("1.0")}};
         if (!identifier.isEmpty())
             info.insert(QStringLiteral("CFBundleIdentifier"), identifier);
@@ -81,12 +79,12 @@ public:
     }
     Q_INVOKABLE void clearApplications()
     {
-        for (const QString &base : {home(), m_env->root()})
+        for (const QString &base : {home(), m_env.root()})
             QDir(base + QStringLiteral("/Applications")).removeRecursively();
         QDir(home() + QStringLiteral("/Library")).removeRecursively();
         QDir().mkpath(home() + QStringLiteral("/Library/Caches"));
     }
 
 private:
-    TestEnvironment *m_env;
+    TestEnvironment m_env;
 };

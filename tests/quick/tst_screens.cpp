@@ -1,6 +1,5 @@
 #include "AppSetup.h"
 #include "ImportQmlPlugins.h"
-#include "TestEnvironment.h"
 #include "TestFixtures.h"
 
 #include <QQmlEngine>
@@ -16,8 +15,7 @@ class ScreenTestSetup : public QObject
 public Q_SLOTS:
     void applicationAvailable()
     {
-        m_env = std::make_unique<TestEnvironment>();
-        m_fixtures = std::make_unique<TestFixtures>(m_env.get());
+        m_fixtures = std::make_unique<TestFixtures>();
         AppSetup::configureApplication();
     }
     void qmlEngineAvailable(QQmlEngine *engine)
@@ -27,7 +25,6 @@ public Q_SLOTS:
     }
 
 private:
-    std::unique_ptr<TestEnvironment> m_env;
     std::unique_ptr<TestFixtures> m_fixtures;
 };
 
