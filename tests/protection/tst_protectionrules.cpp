@@ -1,9 +1,8 @@
 #include "FileLocation.h"
 #include "FileSystem.h"
+#include "MacTree.h"
 #include "PropertyList.h"
 #include "ProtectionRules.h"
-#include "TestEnvironment.h"
-#include "TreeBuilder.h"
 
 #include <QtTest>
 
@@ -27,22 +26,13 @@ SignatureInformation signature(const QString &state)
     return s;
 }
 
-struct Tree
+struct Tree : MacTree
 {
-    TestEnvironment env;
-    TreeBuilder root{env.root()};
-    Tree() { qputenv("HOME", QFile::encodeName(env.root() + "/Users/ana")); }
-    ~Tree() { qputenv("HOME", QFile::encodeName(env.home())); }
     EntryInfo entry(const QString &relative) const
     {
         return FileSystem::resourceValues(root.path(relative)).value_or(EntryInfo{});
     }
 };
-
-QString level(ThreatLevel l)
-{
-    return Threat::caseName(l);
-}
 
 // Rows of texts: the first names the row, the others fill its columns.
 template <size_t R, size_t N> void addRows(const char *const (&rows)[R][N])
@@ -112,7 +102,7 @@ void TestProtectionRules::application()
     QVERIFY(PropertyList::write(tree.root.path(place + "/Contents/Info.plist"), info, false));
     const SecurityFinding f = ProtectionRules::analyzeApplication(
         tree.entry(place), [&](const QString &) { return ::signature(signature); });
-    QCOMPARE(::level(f.level), level);
+    QCOMPARE(Threat::caseName(f.level), level);
     static const QHash<QString, QStringList> kReasons{
         {"protected", {"Aplicación válida integrada o firmada por Apple."}},
         {"safe", {"La firma digital es válida."}},
@@ -214,7 +204,7 @@ void TestProtectionRules::launchItem()
     else
         QVERIFY(PropertyList::write(tree.root.path(rel), plist, true));
     const SecurityFinding f = ProtectionRules::analyzeLaunchItem(tree.entry(rel));
-    QCOMPARE(::level(f.level), level);
+    QCOMPARE(Threat::caseName(f.level), level);
     QCOMPARE(f.reasons, reasons);
     QCOMPARE(f.type, SecurityFindingType::launchItem);
     const QVariant label = plist.value("Label");
@@ -308,7 +298,7 @@ void TestProtectionRules::fileItem()
     QStringList expected;
     for (const QChar c : reasons)
         expected << texts.value(c);
-    QCOMPARE(::level(f->level), level);
+    QCOMPARE(Threat::caseName(f->level), level);
     QCOMPARE(f->reasons, expected);
     QCOMPARE(Threat::caseName(f->type), type);
     QCOMPARE(f->name, FileLocation::lastPathComponent(relative));
