@@ -9,9 +9,7 @@
 #include <QTemporaryDir>
 #include <algorithm>
 #include <chrono>
-#include <csignal>
 #include <cstdio>
-#include <fcntl.h>
 #include <functional>
 #include <limits>
 #include <random>
@@ -20,10 +18,10 @@
 
 // Feeds a reader of untrusted files mutated and generated input for a number of
 // seconds: the property-list reader with its depth guard, or the code-signature
-// reader. The generator starts from a fixed seed, so a run always tries the same
-// inputs in the same order. A crash, a broken promise, one input running for 20
-// seconds or the process growing past 4 GiB fails the run, and the input at
-// fault is left in fuzz-crash.bin to replay.
+// reader. A crash, a broken promise, one input running for 20 seconds or the
+// process growing past 4 GiB fails the run. The generator starts from a fixed
+// seed, so a run always tries the same inputs in the same order: a failure
+// replays by running again under a debugger.
 //
 //     fuzz propertylist|codesignature SECONDS [SOURCE_DIR]
 
@@ -43,41 +41,6 @@ std::uint64_t below(Random &random, std::uint64_t bound)
 template <typename T, std::size_t N> const T &pick(Random &random, const T (&from)[N])
 {
     return from[below(random, N)];
-}
-
-// The input under test, for the signal handler.
-const char *g_input = nullptr;
-std::size_t g_inputSize = 0;
-
-void saveCrashInput(int signal)
-{
-    const int fd = open("fuzz-crash.bin", O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    for (std::size_t done = 0; fd >= 0 && done < g_inputSize;) {
-        const ssize_t n = write(fd, g_input + done, g_inputSize - done);
-        done = n > 0 ? done + std::size_t(n) : g_inputSize;
-    }
-    static const char message[] = "fuzz: crashed or ran too long; the input is in fuzz-crash.bin\n";
-    [[maybe_unused]] const ssize_t ignored = write(STDERR_FILENO, message, sizeof message - 1);
-    std::signal(signal, SIG_DFL);
-    std::raise(signal);
-}
-
-void keepCrashInputs()
-{
-    // A stack overflow leaves no stack for the handler: give it one of its own.
-    static std::vector<char> altStack(1 << 16);
-    const stack_t stack{altStack.data(), 0, altStack.size()};
-    sigaltstack(&stack, nullptr);
-    struct sigaction action
-    {};
-    action.sa_handler = saveCrashInput;
-    action.sa_flags = SA_ONSTACK | SA_RESETHAND;
-    for (int signal : {SIGSEGV, SIGBUS, SIGABRT, SIGFPE, SIGILL, SIGALRM})
-        sigaction(signal, &action, nullptr);
-    // A reader that let a small list unfold into billions of values would take
-    // the machine's memory long before the test's time limit: fail on allocation.
-    const rlimit cap{rlim_t(4) << 30, rlim_t(4) << 30};
-    setrlimit(RLIMIT_AS, &cap);
 }
 
 // Markup, markers and bytes that mean something to one format or another, and
@@ -351,13 +314,14 @@ int main(int argc, char **argv)
         std::fprintf(stderr, "fuzz: could not make the seeds\n");
         return 1;
     }
-    keepCrashInputs();
+    // A reader that let a small list unfold into billions of values would take
+    // the machine's memory long before the test's time limit: fail on allocation.
+    const rlimit cap{rlim_t(4) << 30, rlim_t(4) << 30};
+    setrlimit(RLIMIT_AS, &cap);
 
     Random random(20240601);
     std::uint64_t tried = 0;
     const auto run = [&](const QByteArray &seed, const QByteArray &input) {
-        g_input = input.constData();
-        g_inputSize = std::size_t(input.size());
         alarm(20); // the slowest ordinary input takes well under a second
         const char *failure = lists ? checkList(seed, input) : checkCode(codePath, seed, input);
         alarm(0);
