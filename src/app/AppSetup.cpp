@@ -1,5 +1,6 @@
 #include "AppSetup.h"
 
+#include "KeyboardNavigation.h"
 #include "SystemLayout.h"
 
 #include <QCoreApplication>
@@ -25,6 +26,7 @@ void configureApplication()
     QFont font(QStringLiteral("Inter"));
     font.setPixelSize(13);
     QGuiApplication::setFont(font);
+    KeyboardNavigation::install();
 }
 
 void configureEngine(QQmlEngine &engine)

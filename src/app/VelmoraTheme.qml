@@ -27,4 +27,7 @@ QtObject {
     readonly property color dashboardBackground: Qt.rgba(2 / 255, 11 / 255, 20 / 255, 1)
     readonly property color screenGradientEnd: Qt.rgba(7 / 255, 17 / 255, 28 / 255, 1)
     readonly property color text: "white"
+    // The two tones of the keyboard focus ring.
+    readonly property color focusLight: Qt.rgba(230 / 255, 244 / 255, 1, 1)
+    readonly property color focusDark: Qt.rgba(2 / 255, 8 / 255, 16 / 255, 1)
 }

@@ -1,4 +1,5 @@
 import QtQuick
+import QtQuick.Controls.Basic
 import QtQuick.Layouts
 import Velmora
 import Velmora.Core
@@ -10,12 +11,15 @@ ColumnLayout {
 
     required property CleanupScanner scanner
     required property CleanupAutomationSettings automation
-    readonly property bool busy: scanner.isScanning || scanner.isRemoving
+    // Folded, each card is one line and the description shows whole in a tooltip.
+    property bool folded: false
 
-    spacing: 12
+    spacing: folded ? 10 : 12
 
+    // Folded, the screen's header carries the path line instead.
     Card {
         Layout.fillWidth: true
+        visible: !controls.folded
         implicitHeight: 58
         radius: 16
         RowLayout {
@@ -33,42 +37,17 @@ ColumnLayout {
                     font.pixelSize: 13
                     font.bold: true
                 }
-                Text {
-                    objectName: "cachesPath"
+                CachesPathLine {
                     Layout.fillWidth: true
-                    text: controls.scanner.cachesURL !== ""
-                          ? controls.scanner.cachesURL : AppPaths.homeFolder + "/Library/Caches"
-                    color: VelmoraTheme.secondaryText
-                    font.pixelSize: 12
-                    elide: Text.ElideMiddle
-                    textFormat: Text.PlainText
+                    scanner: controls.scanner
                 }
-            }
-            Spinner {
-                objectName: "progressIndicator"
-                visible: controls.busy
-            }
-            Text {
-                visible: !controls.busy
-                text: "AUTOMÁTICA"
-                color: VelmoraTheme.success
-                font.pixelSize: 11
-                font.bold: true
-            }
-            VelmoraButton {
-                objectName: "rescanButton"
-                visible: !controls.busy
-                small: true
-                symbol: "arrow.clockwise"
-                text: "Volver a analizar"
-                onClicked: controls.scanner.scan()
             }
         }
     }
 
     Card {
         Layout.fillWidth: true
-        implicitHeight: 86
+        implicitHeight: controls.folded ? 52 : 86
         radius: 16
         RowLayout {
             anchors.fill: parent
@@ -76,8 +55,8 @@ ColumnLayout {
             anchors.rightMargin: 14
             spacing: 14
             SymbolTile {
-                Layout.preferredWidth: 38
-                Layout.preferredHeight: 38
+                Layout.preferredWidth: controls.folded ? 30 : 38
+                Layout.preferredHeight: controls.folded ? 30 : 38
                 symbol: "wand.and.stars"
                 accent: VelmoraTheme.cyan
             }
@@ -97,12 +76,17 @@ ColumnLayout {
                     color: VelmoraTheme.secondaryText
                     font.pixelSize: 11
                     wrapMode: Text.WordWrap
-                    maximumLineCount: 2
+                    maximumLineCount: controls.folded ? 1 : 2
                     elide: Text.ElideRight
+                    HoverHandler { id: descriptionHover }
+                    ToolTip.visible: truncated && descriptionHover.hovered
+                    ToolTip.text: text
                 }
             }
-            ColumnLayout {
-                spacing: 6
+            GridLayout {
+                columns: controls.folded ? 2 : 1
+                columnSpacing: 14
+                rowSpacing: 6
                 RowLayout {
                     spacing: 8
                     Text {
@@ -112,6 +96,7 @@ ColumnLayout {
                     }
                     SegmentedPicker {
                         objectName: "modePicker"
+                        accessibleName: "Modo"
                         Layout.preferredWidth: 310
                         options: controls.automation.modes
                         current: controls.automation.mode

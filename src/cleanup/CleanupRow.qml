@@ -26,6 +26,8 @@ ResultRowFrame {
     highlight: Qt.rgba(14 / 255, 165 / 255, 233 / 255, 0.10)
     highlightInset: 2
     checkable: !row.isProtected
+    accessibleState: row.isProtected ? "protegida por macOS" : row.inUseBy !== "" ? "en uso"
+                   : row.recommended ? "recomendada" : ""
     title: row.displayName
     titleLine.font.weight: Font.DemiBold
     titleLine.elide: Text.ElideNone

@@ -13,7 +13,6 @@ ResultScreen {
     screenScanner: scanner
     readonly property CleanupAutomationSettings automation: settings
 
-    spacing: 12
     selectionHeadline: view.scanner.selectedCount + " caché(s) seleccionadas"
     selectionCaption: "Velmora excluye macOS y aplicaciones que están abiertas."
     actionText: "Mover a la Papelera"
@@ -32,25 +31,17 @@ ResultScreen {
         value: settings
     }
 
-    RowLayout {
+    ScreenHeader {
         Layout.fillWidth: true
-        spacing: 16
-        ColumnLayout {
+        folded: view.folded
+        title: "Limpieza segura"
+        subtitle: "Selecciona automáticamente cachés seguras según tamaño, antigüedad y aplicaciones abiertas."
+        buttonVisible: false
+        CachesPathLine {
+            visible: view.folded
             Layout.fillWidth: true
-            spacing: 4
-            Text {
-                text: "Limpieza segura"
-                color: "white"
-                font.pixelSize: 31
-                font.bold: true
-            }
-            Text {
-                Layout.fillWidth: true
-                text: "Selecciona automáticamente cachés seguras según tamaño, antigüedad y aplicaciones abiertas."
-                color: VelmoraTheme.secondaryText
-                font.pixelSize: 13
-                wrapMode: Text.WordWrap
-            }
+            Layout.maximumWidth: 520
+            scanner: view.scanner
         }
         Row {
             spacing: 6
@@ -65,6 +56,7 @@ ResultScreen {
     }
 
     SummaryRow {
+        compact: view.folded
         cards: [
             { name: "cardFound", title: "Cachés encontradas", symbol: "shippingbox.fill",
               accent: VelmoraTheme.blue, value: String(view.scanner.itemCount) },
@@ -79,6 +71,7 @@ ResultScreen {
 
     CleanupControls {
         Layout.fillWidth: true
+        folded: view.folded
         scanner: view.scanner
         automation: settings
     }

@@ -2,7 +2,9 @@ import QtQuick
 import Velmora
 
 // The keyboard focus ring, drawn just outside the control it belongs to (its
-// parent) in the accent colour, as the Mac draws it. Only keyboard focus shows it.
+// parent). Two tones, a light ring around a dark one, so that one of them
+// stands out at least 3:1 from whatever lies behind, dark page or bright
+// gradient. Only keyboard focus shows it.
 Rectangle {
     id: ring
 
@@ -12,11 +14,20 @@ Rectangle {
 
     objectName: "focusRing"
     anchors.fill: parent
-    anchors.margins: -3
-    radius: controlRadius + 3
+    anchors.margins: -4
+    radius: controlRadius + 4
     z: 100
     visible: shown
     color: "transparent"
-    border.width: 3
-    border.color: Qt.rgba(VelmoraTheme.blue.r, VelmoraTheme.blue.g, VelmoraTheme.blue.b, 0.6)
+    border.width: 2
+    border.color: VelmoraTheme.focusLight
+
+    Rectangle {
+        anchors.fill: parent
+        anchors.margins: 2
+        radius: ring.controlRadius + 2
+        color: "transparent"
+        border.width: 2
+        border.color: VelmoraTheme.focusDark
+    }
 }

@@ -17,47 +17,57 @@ Card {
     // Buttons of the module's own, before "Volver a analizar".
     default property alias buttons: status.data
     readonly property int minimumMB: Math.trunc(minimumSizeMB)
+    property bool folded: false
 
-    implicitHeight: column.implicitHeight + 28
+    implicitHeight: column.implicitHeight + 2 * column.anchors.margins
     radius: 16
 
-    ColumnLayout {
+    // Folded, the label, the slider and the value share one line.
+    GridLayout {
         id: column
         anchors.fill: parent
-        anchors.margins: 14
+        anchors.margins: controls.folded ? 8 : 14
         anchors.leftMargin: 18
         anchors.rightMargin: 18
-        spacing: 6
+        columns: controls.folded ? 3 : 2
+        columnSpacing: 14
+        rowSpacing: controls.folded ? 2 : 6
 
-        RowLayout {
-            Layout.fillWidth: true
-            Text {
-                Layout.fillWidth: true
-                text: "Tamaño mínimo"
-                color: "white"
-                font.pixelSize: 13
-                font.weight: Font.DemiBold
-            }
-            Text {
-                objectName: "minimumLabel"
-                text: controls.minimumMB + " MB"
-                color: controls.accent
-                font.pixelSize: 13
-                font.bold: true
-            }
+        Text {
+            Layout.fillWidth: !controls.folded
+            text: "Tamaño mínimo"
+            color: "white"
+            font.pixelSize: 13
+            font.weight: Font.DemiBold
         }
         VelmoraSlider {
             objectName: "minimumSlider"
             Layout.fillWidth: true
+            Layout.row: controls.folded ? 0 : 1
+            Layout.column: controls.folded ? 1 : 0
+            Layout.columnSpan: controls.folded ? 1 : 2
             from: controls.from
             to: controls.to
             stepSize: controls.stepSize
             value: controls.minimumSizeMB
             onMoved: controls.minimumSizeMB = value
         }
+        Text {
+            objectName: "minimumLabel"
+            Layout.row: 0
+            Layout.column: controls.folded ? 2 : 1
+            Layout.alignment: Qt.AlignRight
+            text: controls.minimumMB + " MB"
+            color: controls.accent
+            font.pixelSize: 13
+            font.bold: true
+        }
         ScanStatus {
             id: status
             Layout.fillWidth: true
+            Layout.row: 2
+            Layout.column: 0
+            Layout.columnSpan: controls.folded ? 3 : 2
             scanner: controls.scanner
             canStop: true
         }

@@ -16,6 +16,9 @@ Item {
     required property bool selected
     required property string url
     property string sizeText
+    // The row's state in a word for a screen reader ("peligroso", "en uso"),
+    // said between its name and its size.
+    property string accessibleState
     property color highlight
     // A box that cannot be ticked still shows whether the item is selected.
     property bool checkable: true
@@ -48,6 +51,11 @@ Item {
 
     signal toggled
 
+    Accessible.role: Accessible.ListItem
+    Accessible.name: [title, accessibleState, sizeText].filter(part => part !== "").join(", ")
+    Accessible.selectable: true
+    Accessible.selected: selected
+
     readonly property int controlAlignment: alignTop ? Qt.AlignTop : Qt.AlignVCenter
 
     Rectangle {
@@ -78,6 +86,7 @@ Item {
             Layout.topMargin: frame.alignTop ? 4 : 0
             checked: frame.selected
             enabled: frame.checkable
+            accessibleName: "Seleccionar " + frame.title
             onToggled: frame.toggled()
         }
         RowLayout {

@@ -18,6 +18,10 @@ Item {
     property alias spacing: regionColumn.spacing
     property alias backgroundEnd: background.endColor
     readonly property bool busy: screenScanner.isScanning || screenScanner.isRemoving
+    // Once a scan has started, the header and the figures fold into a compact
+    // strip so the results get the room; a scan is what folds them, so nothing
+    // moves when its results arrive.
+    property bool folded: screenScanner.isScanning || screenScanner.completedScanCount > 0
 
     property alias selectionHeadline: bar.headline
     property alias selectionCaption: bar.caption
@@ -53,14 +57,14 @@ Item {
 
     ColumnLayout {
         anchors.fill: parent
-        anchors.margins: 28
+        anchors.margins: screen.folded ? 16 : 28
         spacing: regionColumn.spacing
 
         ColumnLayout {
             id: regionColumn
             Layout.fillWidth: true
             Layout.fillHeight: true
-            spacing: 14
+            spacing: screen.folded ? 10 : 14
         }
 
         SelectionBar {

@@ -17,7 +17,12 @@ Rectangle {
     border.color: VelmoraTheme.border
 
     // Tab reaches the picker; the arrow keys pick the neighbouring segment.
+    // What is picked, for a screen reader ("Filtro", "Modo").
+    property string accessibleName
     activeFocusOnTab: true
+    Accessible.role: Accessible.PageTabList
+    Accessible.name: accessibleName + ": " + current
+    Accessible.description: "Usa las flechas izquierda y derecha para cambiar."
     function step(by) {
         const next = options.indexOf(current) + by;
         if (next >= 0 && next < options.length)

@@ -20,7 +20,7 @@ Card {
     signal cancelSelection
     signal action
 
-    implicitHeight: 64
+    implicitHeight: 60
     radius: 16
 
     RowLayout {

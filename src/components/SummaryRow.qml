@@ -9,6 +9,7 @@ RowLayout {
     id: row
 
     property var cards: []
+    property bool compact: false
 
     Layout.fillWidth: true
     spacing: 12
@@ -20,6 +21,8 @@ RowLayout {
             objectName: modelData.name
             Layout.fillWidth: true
             Layout.preferredWidth: 1
+            Layout.minimumWidth: implicitWidth
+            compact: row.compact
             title: modelData.title
             symbol: modelData.symbol
             accent: modelData.accent

@@ -15,6 +15,8 @@ Button {
     // Shown when the pointer rests on the button.
     property string help
 
+    Accessible.name: text !== "" ? text : help
+    Accessible.description: text !== "" ? help : ""
     ToolTip.visible: help !== "" && hovered
     ToolTip.delay: 600
     ToolTip.text: help

@@ -8,10 +8,20 @@ Rectangle {
     id: box
 
     property bool checked: false
+    // What ticking it chooses, for a screen reader.
+    property string accessibleName
     signal toggled
 
     activeFocusOnTab: true
     Keys.onSpacePressed: toggled()
+    Keys.onReturnPressed: toggled()
+    Keys.onEnterPressed: toggled()
+    Accessible.role: Accessible.CheckBox
+    Accessible.name: accessibleName
+    Accessible.checkable: true
+    Accessible.checked: checked
+    Accessible.onToggleAction: toggled()
+    Accessible.onPressAction: toggled()
     FocusRing {
         shown: box.activeFocus
         controlRadius: box.radius

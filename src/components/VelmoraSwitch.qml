@@ -26,6 +26,14 @@ RowLayout {
         color: control.checked ? VelmoraTheme.success : Qt.rgba(1, 1, 1, 0.16)
         activeFocusOnTab: true
         Keys.onSpacePressed: control.toggled()
+        Keys.onReturnPressed: control.toggled()
+        Keys.onEnterPressed: control.toggled()
+        Accessible.role: Accessible.CheckBox
+        Accessible.name: control.text
+        Accessible.checkable: true
+        Accessible.checked: control.checked
+        Accessible.onToggleAction: control.toggled()
+        Accessible.onPressAction: control.toggled()
         FocusRing {
             shown: parent.activeFocus
             controlRadius: 11

@@ -13,9 +13,10 @@ ResultRowFrame {
     required sizeText
     required property bool isKeeper
 
-    implicitHeight: 48
+    implicitHeight: 46
     highlight: Qt.rgba(139 / 255, 92 / 255, 246 / 255, 0.12)
     checkable: !row.isKeeper
+    accessibleState: row.isKeeper ? "se conserva" : ""
     title: row.name
     titleMaximumWidth: 420
     subtitle: row.path

@@ -26,7 +26,7 @@ Card {
         id: list
         objectName: "groupList"
         anchors.fill: parent
-        anchors.margins: 10
+        anchors.margins: 8
         visible: results.hasGroups
         clip: true
         model: results.scanner.files
@@ -40,7 +40,7 @@ Card {
             id: sectionHeader
             required property string section
             width: list.width
-            height: 34
+            height: 30
             RowLayout {
                 anchors.fill: parent
                 anchors.leftMargin: 8

@@ -15,7 +15,6 @@ ResultScreen {
     property real minimumSizeMB: 10
     readonly property alias minimumMB: controls.minimumMB
 
-    spacing: 18
     backgroundEnd: Qt.rgba(10 / 255, 10 / 255, 24 / 255, 1)
     selectionHeadline: view.scanner.selectedCount + " duplicado(s) seleccionados"
     cancelText: "Quitar selección"
@@ -27,6 +26,7 @@ ResultScreen {
 
     ScreenHeader {
         Layout.fillWidth: true
+        folded: view.folded
         title: "Duplicados"
         subtitle: "Encuentra copias idénticas comparando el contenido real de cada archivo."
         buttonText: view.scanner.isScanning ? "Analizando…" : "Seleccionar carpeta"
@@ -36,6 +36,7 @@ ResultScreen {
     }
 
     SummaryRow {
+        compact: view.folded
         cards: [
             { name: "cardGroups", title: "Grupos", symbol: "square.stack.3d.up.fill",
               accent: VelmoraTheme.blue, value: String(view.scanner.groupCount) },
@@ -51,6 +52,7 @@ ResultScreen {
     FolderScanControls {
         id: controls
         Layout.fillWidth: true
+        folded: view.folded
         scanner: view.scanner
         minimumSizeMB: view.minimumSizeMB
         onMinimumSizeMBChanged: view.minimumSizeMB = minimumSizeMB

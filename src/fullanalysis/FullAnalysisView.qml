@@ -228,9 +228,10 @@ Popup {
         Card {
             objectName: "resultProtection"
             Layout.fillWidth: true
-            Layout.fillHeight: true
+            implicitHeight: protectionColumn.implicitHeight + 32
             radius: 16
             ColumnLayout {
+                id: protectionColumn
                 anchors.fill: parent
                 anchors.margins: 16
                 spacing: 12
@@ -260,7 +261,6 @@ Popup {
                 }
                 RowLayout {
                     Layout.fillWidth: true
-                    Layout.fillHeight: true
                     spacing: 12
                     // A fixed model: the cells stay while the counts change.
                     Repeater {
@@ -281,28 +281,31 @@ Popup {
                                                           sheet.coordinator.safeCount][index]
                             objectName: modelData.name
                             Layout.fillWidth: true
-                            Layout.fillHeight: true
                             Layout.preferredWidth: 1
+                            implicitHeight: 68
                             radius: 12
                             color: Qt.rgba(cell.tint.r, cell.tint.g, cell.tint.b, 0.08)
                             border.color: Qt.rgba(cell.tint.r, cell.tint.g, cell.tint.b, 0.25)
-                            ColumnLayout {
+                            RowLayout {
                                 anchors.fill: parent
                                 anchors.margins: 12
-                                spacing: 4
-                                Text {
-                                    objectName: "cellCount"
-                                    text: String(cell.count)
-                                    color: cell.tint
-                                    font.pixelSize: 26
-                                    font.bold: true
+                                spacing: 8
+                                ColumnLayout {
+                                    Layout.fillWidth: true
+                                    spacing: 0
+                                    Text {
+                                        objectName: "cellCount"
+                                        text: String(cell.count)
+                                        color: cell.tint
+                                        font.pixelSize: 24
+                                        font.bold: true
+                                    }
+                                    Text {
+                                        text: cell.modelData.title
+                                        color: "white"
+                                        font.pixelSize: 13
+                                    }
                                 }
-                                Text {
-                                    text: cell.modelData.title
-                                    color: "white"
-                                    font.pixelSize: 13
-                                }
-                                Item { Layout.fillHeight: true }
                                 VelmoraButton {
                                     objectName: "reviewButton"
                                     small: true
@@ -318,9 +321,13 @@ Popup {
             }
         }
 
-        // Bottom bar.
+        Item { Layout.fillHeight: true }
+
+        // Bottom bar, as high while running as after, so nothing above moves
+        // when its buttons appear.
         RowLayout {
             Layout.fillWidth: true
+            Layout.preferredHeight: 34
             spacing: 10
             Text {
                 objectName: "bottomText"

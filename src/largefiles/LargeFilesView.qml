@@ -24,6 +24,7 @@ ResultScreen {
 
     ScreenHeader {
         Layout.fillWidth: true
+        folded: view.folded
         title: "Archivos grandes"
         subtitle: "Encuentra los archivos que más espacio ocupan antes de decidir qué hacer."
         buttonText: view.scanner.isScanning ? "Analizando…" : "Seleccionar carpeta"
@@ -33,6 +34,7 @@ ResultScreen {
     }
 
     SummaryRow {
+        compact: view.folded
         cards: [
             { name: "cardFound", title: "Encontrados", symbol: "doc.fill", accent: VelmoraTheme.blue,
               value: String(view.scanner.fileCount) },
@@ -49,6 +51,7 @@ ResultScreen {
     FolderScanControls {
         id: controls
         Layout.fillWidth: true
+        folded: view.folded
         scanner: view.scanner
         minimumSizeMB: view.minimumSizeMB
         onMinimumSizeMBChanged: view.minimumSizeMB = minimumSizeMB

@@ -54,6 +54,7 @@ Card {
             }
             SegmentedPicker {
                 objectName: "filterPicker"
+                accessibleName: "Filtro"
                 Layout.preferredWidth: 440
                 options: results.filterTitles
                 current: results.filterTitles[results.filter]

@@ -1,5 +1,6 @@
 pragma ComponentBehavior: Bound
 import QtQuick
+import QtQuick.Controls.Basic
 import QtQuick.Layouts
 import Velmora
 
@@ -33,17 +34,18 @@ ResultRowFrame {
     readonly property string signatureLine: signatureDescription
         + (teamIdentifier ? " · Equipo " + teamIdentifier : "")
 
-    implicitHeight: lineImplicitHeight + 20
-    linePadding: 10
+    implicitHeight: lineImplicitHeight + 16
+    linePadding: 8
     alignTop: true
     highlight: Qt.rgba(row.tint.r, row.tint.g, row.tint.b, 0.10)
     checkable: row.canSelect
+    accessibleState: (row.trusted ? "CONFIABLE" : row.levelBadge).toLowerCase()
     title: row.name
     titleLine.objectName: "nameLine"
     titleLine.font.pixelSize: 14
     titleLine.font.weight: Font.DemiBold
     titleSpacing: 8
-    textSpacing: 2
+    textSpacing: 1
     subtitle: row.path
     subtitleLine.objectName: "pathLine"
     sizeLine.objectName: "sizeLine"
@@ -61,14 +63,42 @@ ResultRowFrame {
         text: row.trusted ? "CONFIABLE" : row.levelBadge
         tint: row.tint
     }
+    // The type and the signature share a line with the unfolding of further
+    // reasons, so a row stays low enough for several to show at once.
     lines: [
-        Text {
-            objectName: "typeLine"
+        RowLayout {
             Layout.fillWidth: true
-            text: row.type
-            color: VelmoraTheme.mutedText
-            font.pixelSize: 10
-            textFormat: Text.PlainText
+            spacing: 6
+            Text {
+                objectName: "typeLine"
+                text: row.type
+                color: VelmoraTheme.mutedText
+                font.pixelSize: 10
+                textFormat: Text.PlainText
+            }
+            Text {
+                objectName: "signatureLine"
+                Layout.fillWidth: true
+                Layout.maximumWidth: implicitWidth
+                visible: row.signatureDescription !== ""
+                text: "· " + row.signatureLine
+                color: VelmoraTheme.mutedText
+                font.pixelSize: 10
+                elide: Text.ElideRight
+                textFormat: Text.PlainText
+                HoverHandler { id: signatureHover }
+                ToolTip.visible: truncated && signatureHover.hovered
+                ToolTip.text: row.signatureLine
+            }
+            Disclosure {
+                objectName: "moreReasons"
+                visible: row.hiddenReasons > 0
+                showChevron: false
+                text: row.expanded ? "Mostrar menos" : "Mostrar " + row.hiddenReasons + " motivo(s) más"
+                expanded: row.expanded
+                onClicked: row.expandToggled()
+            }
+            Item { Layout.fillWidth: true }
         },
         Repeater {
             model: row.shownReasons
@@ -82,25 +112,6 @@ ResultRowFrame {
                 wrapMode: Text.WordWrap
                 textFormat: Text.PlainText
             }
-        },
-        Text {
-            objectName: "moreReasons"
-            visible: row.hiddenReasons > 0
-            text: row.expanded ? "Mostrar menos" : "Mostrar " + row.hiddenReasons + " motivo(s) más"
-            color: VelmoraTheme.cyan
-            font.pixelSize: 11
-            TapHandler { onTapped: row.expandToggled() }
-            HoverHandler { cursorShape: Qt.PointingHandCursor }
-        },
-        Text {
-            objectName: "signatureLine"
-            Layout.fillWidth: true
-            visible: row.signatureDescription !== ""
-            text: row.signatureLine
-            color: VelmoraTheme.mutedText
-            font.pixelSize: 10
-            elide: Text.ElideRight
-            textFormat: Text.PlainText
         }
     ]
     afterSize: VelmoraButton {

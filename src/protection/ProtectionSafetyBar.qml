@@ -5,7 +5,7 @@ import Velmora
 // What the protection screen shows under its results while nothing is chosen.
 Card {
     objectName: "safetyBar"
-    implicitHeight: 64
+    implicitHeight: 60
     radius: 16
     RowLayout {
         anchors.fill: parent

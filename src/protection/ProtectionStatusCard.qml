@@ -12,9 +12,12 @@ Card {
 
     required property ProtectionScanner scanner
     required property ProtectionQuarantineManager manager
+    // Folded, the title and the status share one line.
+    property bool folded: false
+    readonly property int lineHeight: folded ? 48 : 68
     signal rescan
 
-    implicitHeight: 68 + (skippedList.visible ? skippedList.height + 12 : 0)
+    implicitHeight: lineHeight + (skippedList.visible ? skippedList.height + 12 : 0)
     radius: 16
 
     RowLayout {
@@ -22,7 +25,7 @@ Card {
         anchors.left: parent.left
         anchors.right: parent.right
         anchors.top: parent.top
-        height: 68
+        height: card.lineHeight
         anchors.leftMargin: 18
         anchors.rightMargin: 14
         spacing: 12

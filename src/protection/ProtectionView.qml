@@ -24,7 +24,6 @@ ResultScreen {
     readonly property list<string> filterTitles: ["Todos", "Peligrosos", "Sospechosos", "Revisar", "Seguros"]
     property alias showingQuarantine: quarantineSheet.visible
 
-    spacing: 14
     backgroundEnd: Qt.rgba(20 / 255, 8 / 255, 12 / 255, 1)
     selectionSymbol: "archivebox.fill"
     selectionHeadline: view.scanner.selectedCount + " elemento(s) seleccionados"
@@ -68,54 +67,38 @@ ResultScreen {
             view.scanner.runFullScan();
     }
 
-    // Header: title, subtitle and the three main buttons.
-    RowLayout {
+    ScreenHeader {
         Layout.fillWidth: true
-        spacing: 10
-        ColumnLayout {
-            Layout.fillWidth: true
-            spacing: 4
-            GradientText {
-                objectName: "screenTitle"
-                text: "Protección"
-                font.pixelSize: 31
-                font.bold: true
-            }
-            Text {
-                Layout.fillWidth: true
-                text: "Detecta amenazas y permite aislarlas de forma segura."
-                color: VelmoraTheme.secondaryText
-                font.pixelSize: 13
-                wrapMode: Text.WordWrap
-            }
+        folded: view.folded
+        gradientTitle: true
+        title: "Protección"
+        subtitle: "Detecta amenazas y permite aislarlas de forma segura."
+        buttonSymbol: "shield.checkered"
+        buttonText: view.scanner.isScanning ? "Analizando…" : "Iniciar análisis"
+        buttonEnabled: !view.scanner.isScanning
+        onButtonClicked: {
+            view.scanner.configureAutomaticLocations();
+            view.scanner.runFullScan();
         }
         VelmoraButton {
             objectName: "quarantineButton"
+            small: view.folded
             symbol: "archivebox.fill"
             text: "Cuarentena " + manager.recordCount
             onClicked: quarantineSheet.open()
         }
         VelmoraButton {
             objectName: "chooseFolderButton"
+            small: view.folded
             symbol: "folder.badge.questionmark"
             text: "Analizar carpeta"
             enabled: !view.scanner.isScanning
             onClicked: view.scanner.chooseLocationAndScan()
         }
-        VelmoraButton {
-            objectName: "headerButton"
-            kind: "prominent"
-            symbol: "shield.checkered"
-            text: view.scanner.isScanning ? "Analizando…" : "Iniciar análisis"
-            enabled: !view.scanner.isScanning
-            onClicked: {
-                view.scanner.configureAutomaticLocations();
-                view.scanner.runFullScan();
-            }
-        }
     }
 
     SummaryRow {
+        compact: view.folded
         cards: [
             { name: "cardDangerous", title: "Peligrosos", symbol: "exclamationmark.octagon.fill",
               accent: VelmoraTheme.danger, value: String(view.scanner.dangerousCount) },
@@ -130,6 +113,7 @@ ResultScreen {
 
     ProtectionStatusCard {
         Layout.fillWidth: true
+        folded: view.folded
         scanner: view.scanner
         manager: manager
         onRescan: {

@@ -88,38 +88,13 @@ ResultRowFrame {
             font.weight: Font.DemiBold
         }
         // The count doubles as the way to see the files it counts.
-        Item {
+        Disclosure {
+            objectName: "relatedLine"
             Layout.alignment: Qt.AlignRight
-            implicitWidth: relatedLine.implicitWidth + (row.relatedCount > 0 ? chevron.width + 4 : 0)
-            implicitHeight: relatedLine.implicitHeight
-            Row {
-                anchors.right: parent.right
-                spacing: 4
-                Text {
-                    id: relatedLine
-                    objectName: "relatedLine"
-                    text: row.relatedCount + " archivo(s) relacionados"
-                    color: row.relatedCount > 0 ? VelmoraTheme.cyan : VelmoraTheme.secondaryText
-                    font.pixelSize: 11
-                }
-                Symbol {
-                    id: chevron
-                    visible: row.relatedCount > 0
-                    name: "chevron.right"
-                    size: 14
-                    color: VelmoraTheme.cyan
-                    rotation: row.expanded ? 90 : 0
-                }
-            }
-            TapHandler {
-                objectName: "relatedToggle"
-                enabled: row.relatedCount > 0
-                onTapped: row.expandToggled()
-            }
-            HoverHandler {
-                enabled: row.relatedCount > 0
-                cursorShape: Qt.PointingHandCursor
-            }
+            text: row.relatedCount + " archivo(s) relacionados"
+            enabled: row.relatedCount > 0
+            expanded: row.expanded
+            onClicked: row.expandToggled()
         }
     }
 

@@ -15,7 +15,6 @@ ResultScreen {
     property alias searchText: controls.searchText
     readonly property ApplicationFilterModel filteredApplications: filter
 
-    spacing: 18
     backgroundEnd: Qt.rgba(18 / 255, 10 / 255, 5 / 255, 1)
     selectionHeadline: view.scanner.selectedCount + " aplicación(es) seleccionadas"
     actionText: "Desinstalar"
@@ -40,6 +39,7 @@ ResultScreen {
 
     ScreenHeader {
         Layout.fillWidth: true
+        folded: view.folded
         title: "Desinstalación profunda"
         subtitle: "Localiza aplicaciones y sus archivos relacionados antes de eliminarlos."
         buttonText: view.scanner.isScanning ? "Analizando…" : "Volver a analizar"
@@ -49,6 +49,7 @@ ResultScreen {
     }
 
     SummaryRow {
+        compact: view.folded
         cards: [
             { name: "cardApplications", title: "Aplicaciones", symbol: "app.fill",
               accent: VelmoraTheme.blue, value: String(view.scanner.applicationCount) },
