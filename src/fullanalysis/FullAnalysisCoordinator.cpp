@@ -101,9 +101,14 @@ void FullAnalysisCoordinator::beginStep(int step)
     case 2:
         m_duplicates->scan(SystemLayout::homeFolder(), 10);
         break;
-    case 3:
+    case 3: {
+        // The settings of a screen shown on this scanner since may be gone.
+        auto automation = std::make_unique<CleanupAutomationSettings>();
+        m_cleanup->setAutomation(automation.get());
+        m_cleanupAutomation = std::move(automation);
         m_cleanup->scan();
         break;
+    }
     case 4:
         m_uninstaller->scanApplications();
         break;

@@ -6,6 +6,7 @@
 #include <QTimer>
 #include <QtQml/qqmlregistration.h>
 #include <functional>
+#include <memory>
 
 #include "CleanupScanner.h"
 #include "DuplicateScanner.h"
@@ -120,6 +121,9 @@ private:
     void readTotals(int step);
     void setCurrentStep(const QString &text);
 
+    // The smart cleanup's mode and switch as stored now, read anew for each
+    // run: the cache scan selects as the cleanup screen's own scan would.
+    std::unique_ptr<CleanupAutomationSettings> m_cleanupAutomation;
     StorageScanner *m_storage;
     DuplicateScanner *m_duplicates;
     CleanupScanner *m_cleanup;
