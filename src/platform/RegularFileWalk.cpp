@@ -88,6 +88,7 @@ private:
 
     void read(Task &task)
     {
+        folderReached(task.path, task.level);
         if (WalkControl::stopRequested()) {
             close(task.fd); // stopped: what is still queued is only closed
             return;

@@ -49,6 +49,12 @@ struct Sink
     virtual Sink *spawn() = 0;
 };
 
+// Passed as each folder is about to be read (the root at level 1), on the
+// thread that reads it, before the walk looks for a request to stop. The
+// program links an empty definition (FolderReachedNone.cpp); a tool that holds
+// a walk in flight links one of its own in its place (tools/shots).
+void folderReached(const QByteArray &folder, int level);
+
 // Walks root; the items come back through the tree of sinks spawned from `top`,
 // which join() then concatenates in walk order. False when the root cannot be
 // opened.

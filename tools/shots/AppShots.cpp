@@ -48,10 +48,13 @@ void shootScanning(ShotSession &session, const QString &module, const QString &n
     session.showDashboard();
 }
 
-// A scan long enough to show its progress line: the whole file system of this
-// machine, which is only read. Then "Detener", and what the stopped scan
-// published.
-void shootLongScan(ShotSession &session, const QString &module, const QString &name, int minimumMB)
+// A scan of the demo tree held in flight at the gate, with its progress line;
+// then "Detener", and what the stopped scan published. Large files walk
+// Documents and wait at every folder below it (the home would count the
+// settings and Trash folders this tool's first run makes); duplicates compare
+// the one pair of equal size in Downloads and wait in the middle of it.
+void shootLongScan(ShotSession &session, const QString &module, const QString &name,
+                   const QString &folder, int minimumMB, ShotGate::Point gate)
 {
     QObject *screen = session.openModule(module);
     auto *scanner = qobject_cast<FolderScanner *>(scannerOf(screen));
@@ -60,18 +63,16 @@ void shootLongScan(ShotSession &session, const QString &module, const QString &n
         return;
     }
     screen->setProperty("minimumSizeMB", minimumMB);
-    // A warm cache can walk it in a tenth of a second: then it is walked again.
-    for (int attempt = 0; attempt < 5; ++attempt) {
-        scanner->scan(QStringLiteral("/"), minimumMB);
-        session.waitFor(
-            [&] { return !scanner->progressText().isEmpty() || !scanner->isScanning(); });
-        if (scanner->isScanning())
-            break;
-    }
-    if (!scanner->isScanning())
-        session.failed(name + QStringLiteral(": the scan ended before showing its progress"));
+    ShotGate::close(gate);
+    scanner->scan(folder, minimumMB);
+    if (!session.waitFor([] { return ShotGate::reached(); }, 20000))
+        session.failed(name + QStringLiteral(": the scan never reached the gate"));
+    // What it counted before the gate is all it counts: a few turns of the
+    // progress line's timer show it.
+    session.settle(1000);
     session.shootNow(name + QStringLiteral("-progress"));
     scanner->stopScan();
+    ShotGate::open();
     session.waitFor([&] { return !scanner->isScanning(); });
     session.shoot(name + QStringLiteral("-stopped"));
     session.showDashboard();
@@ -82,8 +83,11 @@ void shootLongScan(ShotSession &session, const QString &module, const QString &n
 // Long scans with their progress, stopped by "Detener".
 void shootLongScans(ShotSession &session)
 {
-    shootLongScan(session, QStringLiteral("largeFiles"), QStringLiteral("largefiles"), 10);
-    shootLongScan(session, QStringLiteral("duplicates"), QStringLiteral("duplicates"), 1);
+    const QString home = SystemLayout::homeFolder();
+    shootLongScan(session, QStringLiteral("largeFiles"), QStringLiteral("largefiles"),
+                  home + QStringLiteral("/Documents"), 10, ShotGate::Point::folder);
+    shootLongScan(session, QStringLiteral("duplicates"), QStringLiteral("duplicates"),
+                  home + QStringLiteral("/Downloads"), 10, ShotGate::Point::comparison);
 }
 
 // A removal in progress: the spinner turns and the selection bar waits. The

@@ -29,6 +29,8 @@ public:
     // Opens a module from the dashboard and returns its screen.
     QObject *openModule(const QString &module);
     void showDashboard();
+    // The dashboard's disk figures, the same on every run.
+    void fixDiskFigures();
     void failed(const QString &what);
     int failures() const { return m_failures; }
     QQuickWindow *window() const { return m_window; }
@@ -40,6 +42,19 @@ private:
     QObject *m_content = nullptr;
     int m_failures = 0;
 };
+
+// Holds the walks and comparisons of a scan in flight while closed (ShotGate.cpp).
+namespace ShotGate {
+enum class Point
+{
+    folder,     // every folder below a walk's root
+    comparison, // a duplicate comparison's second megabyte
+};
+void close(Point point);
+void open();
+// Whether a walk or comparison has waited at the gate since it was closed.
+bool reached();
+} // namespace ShotGate
 
 // Each module's shots.
 void shootLargeFiles(ShotSession &session);

@@ -4,7 +4,9 @@
 #include "UninstallerScanner.h"
 
 #include <QVariant>
+#include <algorithm>
 #include <cstdio>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -37,6 +39,39 @@ void shootSkipped(ShotSession &session, QObject *screen, UninstallerScanner *sca
     if (std::rename(aside.constData(), logs.constData()) != 0)
         session.failed(QStringLiteral("cannot put ~/Library/Logs back"));
     rescan();
+}
+
+// An uninstall that fails as it does in the app: the application's bundle was
+// replaced since the scan (another folder of its name), so it is left alone,
+// named in the alert, and stays selected. The real bundle is put back after.
+void shootFailedUninstall(ShotSession &session, UninstallerScanner *scanner)
+{
+    const auto app = std::find_if(
+        scanner->applications().cbegin(), scanner->applications().cend(),
+        [](const InstalledApplication &a) { return a.name == QLatin1String("Tessera"); });
+    if (app == scanner->applications().cend()) {
+        session.failed(QStringLiteral("no demo application to fail to uninstall"));
+        return;
+    }
+    const QByteArray bundle = FileLocation::encode(app->url);
+    const QByteArray aside = bundle + ".velmora-shots";
+    if (std::rename(bundle.constData(), aside.constData()) != 0 ||
+        mkdir(bundle.constData(), 0755) != 0) {
+        session.failed(QStringLiteral("cannot set the demo application aside"));
+        std::rename(aside.constData(), bundle.constData());
+        return;
+    }
+    scanner->clearSelection();
+    scanner->toggleSelection(*app);
+    scanner->uninstallSelected();
+    if (!session.waitFor([&] { return !scanner->isRemoving(); }) ||
+        scanner->errorMessage().isEmpty())
+        session.failed(QStringLiteral("the uninstall did not fail"));
+    session.shoot(QStringLiteral("uninstaller-error"));
+    if (rmdir(bundle.constData()) != 0 || std::rename(aside.constData(), bundle.constData()) != 0)
+        session.failed(QStringLiteral("cannot put the demo application back"));
+    scanner->clearError();
+    scanner->clearSelection();
 }
 
 } // namespace
@@ -106,9 +141,7 @@ void shootUninstaller(ShotSession &session)
     session.shoot(QStringLiteral("uninstaller-search-empty"));
     screen->setProperty("searchText", QString());
 
-    scanner->setErrorMessage(QStringLiteral("No fue posible desinstalar: Quill."));
-    session.shoot(QStringLiteral("uninstaller-error"));
-    scanner->clearError();
+    shootFailedUninstall(session, scanner);
 
     shootSkipped(session, screen, scanner);
 }
