@@ -499,20 +499,6 @@ QString application(const QString &base, const QString &name, const QString &ide
         {{"CFBundleIdentifier", identifier}, {"CFBundleShortVersionString", "2.0"}}, false);
 }
 
-// The count of an application's related files, which also unfolds them.
-QQuickItem *related(AppJourney &app, const char *role, const QString &value)
-{
-    QQuickItem *row = app.row("applicationList", role, value);
-    QQuickItem *toggle = app.itemIn(row, "relatedToggle");
-    return toggle ? toggle : app.itemIn(row, "relatedLine");
-}
-
-QString relatedText(AppJourney &app, const char *role, const QString &value)
-{
-    QQuickItem *count = related(app, role, value);
-    return count ? count->property("text").toString() : QString();
-}
-
 } // namespace
 
 void TestJourneys::uninstallWithLeftovers()
@@ -528,7 +514,8 @@ void TestJourneys::uninstallWithLeftovers()
     QVERIFY(app.start());
     QVERIFY(app.openModule("card_uninstaller", "Desinstalación profunda", 1));
     QCOMPARE(app.cardValue("cardApplications"), "2");
-    QCOMPARE(relatedText(app, "name", "Notas Rapidas"), "2 archivo(s) relacionados");
+    QCOMPARE(textOfRow(app, "applicationList", "name", "Notas Rapidas", "relatedLine"),
+             "2 archivo(s) relacionados");
     QVERIFY2(
         !app.itemIn(app.row("applicationList", "name", "Notas Rapidas"), "installedFolderBadge"),
         "one installation needs no folder badge");
@@ -582,7 +569,8 @@ void TestJourneys::tellTwoInstallationsApart()
     QCOMPARE(app.trashNames(), QStringList({"Quill.app"}));
     QCOMPARE(app.trashInfoPath("Quill.app"), mine);
     QVERIFY(QFile::exists(system) && QFile::exists(prefs));
-    QCOMPARE(relatedText(app, "url", system), "1 archivo(s) relacionados");
+    QCOMPARE(textOfRow(app, "applicationList", "url", system, "relatedLine"),
+             "1 archivo(s) relacionados");
 }
 
 // Every related entry unfolds with what matched it; those that may be another
@@ -598,9 +586,11 @@ void TestJourneys::keptEntriesSayWhyAndStayInPlace()
     const QString apple = library.file("Containers/com.apple.toolkit/x", "x");
     QVERIFY(app.start());
     QVERIFY(app.openModule("sidebar_uninstaller", "Desinstalación profunda", 1));
-    QCOMPARE(relatedText(app, "name", "Tool"), "3 archivo(s) relacionados");
-    QVERIFY(app.clickItem(related(app, "name", "Tool")));
+    QCOMPARE(textOfRow(app, "applicationList", "name", "Tool", "relatedLine"),
+             "3 archivo(s) relacionados");
     QQuickItem *row = app.row("applicationList", "name", "Tool");
+    QVERIFY(app.clickItem(app.itemIn(row, "relatedLine")));
+    row = app.row("applicationList", "name", "Tool");
     QVERIFY(app.waitFor([&] { return app.itemIn(row, "keptHeader") != nullptr; }, 3000));
     // Path, what matched, and for the kept ones, why.
     QMap<QString, QStringList> shown;
@@ -741,8 +731,8 @@ void TestJourneys::analyseQuarantineRestoreTrashAndTrust()
     QQuickItem *record = app.row("recordList", "originalPath", script);
     QCOMPARE(app.itemIn(record, "recordName")->property("text").toString(), "run.sh");
     QVERIFY(app.clickItem(app.itemIn(record, "restoreButton")));
-    if (app.text("dialogTitle") == "¿Restaurar este elemento?") // where the sheet asks first
-        QVERIFY(app.click("dialogConfirmButton"));
+    QCOMPARE(app.text("dialogTitle"), "¿Restaurar este elemento?");
+    QVERIFY(app.click("dialogConfirmButton"));
     QVERIFY(app.waitFor([&] { return QFile::exists(script); }, 10000));
     QFile restored(script);
     QVERIFY(restored.open(QIODevice::ReadOnly));
