@@ -133,8 +133,8 @@ void ProtectionQuarantineManager::quarantine(const QList<SecurityFinding> &findi
         return;
     }
     run(
-        [findings](QList<ProtectionQuarantineRecord> records) {
-            return quarantineAll(std::move(records), findings);
+        [findings, now = m_clock](QList<ProtectionQuarantineRecord> records) {
+            return quarantineAll(std::move(records), findings, now);
         },
         QStringLiteral("Moviendo elementos a cuarentena…"), std::move(done));
 }
@@ -190,7 +190,7 @@ void ProtectionQuarantineManager::run(Action action, const QString &startStatus,
 
 ProtectionQuarantineManager::Outcome
 ProtectionQuarantineManager::quarantineAll(QList<ProtectionQuarantineRecord> records,
-                                           const QList<SecurityFinding> &findings)
+                                           const QList<SecurityFinding> &findings, const Clock &now)
 {
     Outcome out;
     QString folderError;
@@ -202,7 +202,9 @@ ProtectionQuarantineManager::quarantineAll(QList<ProtectionQuarantineRecord> rec
         // Gone already, or from a place items are never taken from: skipped.
         if (!FileSystem::resourceValues(p) || !isQuarantinePlace(p))
             continue;
-        const QString error = folder ? quarantineOne(*folder, finding, records) : folderError;
+        const QString error =
+            folder ? quarantineOne(*folder, finding, records, now ? now() : QuarantineIndex::now())
+                   : folderError;
         if (!error.isEmpty())
             out.errorMessage =
                 QStringLiteral("No se pudo mover ") + finding.name + QStringLiteral(": ") + error;
@@ -218,7 +220,8 @@ ProtectionQuarantineManager::quarantineAll(QList<ProtectionQuarantineRecord> rec
 
 QString ProtectionQuarantineManager::quarantineOne(const QuarantineFolder &folder,
                                                    const SecurityFinding &finding,
-                                                   QList<ProtectionQuarantineRecord> &records)
+                                                   QList<ProtectionQuarantineRecord> &records,
+                                                   double now)
 {
     const QString source = finding.id();
     const QString home = quarantineDirectory();
@@ -240,7 +243,7 @@ QString ProtectionQuarantineManager::quarantineOne(const QuarantineFolder &folde
         FileLocation::appendingPathComponent(quarantineDirectory(), FileLocation::decode(name)),
         finding.name,
         finding.size,
-        QuarantineIndex::now()};
+        now};
     if (!folder.writeIntent({QuarantineFolder::Operation::quarantine, record}))
         return ErrorText::describe(errno);
     CrashPoint::pass();

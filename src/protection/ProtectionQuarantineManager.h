@@ -51,6 +51,11 @@ public:
     Q_INVOKABLE void restore(const QString &recordId);
     Q_INVOKABLE void moveToTrash(const QString &recordId);
 
+    // When an item went into quarantine, in the index's seconds; tools that
+    // must show the same dates on every run fix it.
+    using Clock = std::function<double()>;
+    void setClock(Clock clock) { m_clock = std::move(clock); }
+
 Q_SIGNALS:
     void recordsChanged();
     void isReadyChanged();
@@ -77,9 +82,9 @@ private:
     std::optional<ProtectionQuarantineRecord> recordWithId(const QString &id) const;
 
     static Outcome quarantineAll(QList<ProtectionQuarantineRecord> records,
-                                 const QList<SecurityFinding> &findings);
+                                 const QList<SecurityFinding> &findings, const Clock &now);
     static QString quarantineOne(const QuarantineFolder &folder, const SecurityFinding &finding,
-                                 QList<ProtectionQuarantineRecord> &records);
+                                 QList<ProtectionQuarantineRecord> &records, double now);
     static Outcome restoreOne(QList<ProtectionQuarantineRecord> records,
                               const ProtectionQuarantineRecord &record);
     static Outcome trashOne(QList<ProtectionQuarantineRecord> records,
@@ -87,4 +92,5 @@ private:
 
     ResultList<ProtectionQuarantineRecord> m_records;
     bool m_isReady = false;
+    Clock m_clock;
 };

@@ -2,6 +2,7 @@
 #include "ProtectionScanner.h"
 #include "ShotSession.h"
 
+#include <QDateTime>
 #include <QVariant>
 
 namespace {
@@ -31,6 +32,11 @@ void shootProtection(ShotSession &session)
         return;
     }
     session.shoot(QStringLiteral("protection-empty"));
+    // Every item goes into quarantine at the same moment on every run.
+    manager->setClock([] {
+        return QDateTime(QDate(2026, 11, 20), QTime(10, 30), Qt::UTC).toSecsSinceEpoch() -
+               QuarantineIndex::kReferenceDate;
+    });
 
     QObject *sheet = session.find(QStringLiteral("quarantineSheet"));
     if (sheet && manager->recordCount() == 0) {
