@@ -5,7 +5,6 @@
 
 #include <QAbstractItemModelTester>
 #include <QDir>
-#include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -14,13 +13,24 @@
 #include <sys/stat.h>
 
 // What the quarantine's tests share: findings made from files on disk, a
-// manager driven one action at a time, the folder's listing, and the probe run
-// as a child process.
+// manager driven one action at a time, the folder's listing, and the probe.
 namespace QuarantineTesting {
+
+const QString kId = QStringLiteral("0A1B2C3D-4E5F-4071-8293-A4B5C6D7E8F9");
+
+inline QString otherId(char first)
+{
+    return QString(kId).replace(0, 2, QString(2, QLatin1Char(first)));
+}
 
 inline QString quarantineFolder()
 {
     return ProtectionQuarantineManager::quarantineDirectory();
+}
+
+inline QString indexPath()
+{
+    return quarantineFolder() + "/records.json";
 }
 
 // A finding for the file as it is now, as a scan would have made it.
@@ -96,11 +106,6 @@ inline QStringList quarantineEntries(const QString &folder)
 {
     return QDir(folder).entryList(QDir::AllEntries | QDir::Hidden | QDir::System |
                                   QDir::NoDotAndDotDot);
-}
-
-inline QString indexPath()
-{
-    return quarantineFolder() + "/records.json";
 }
 
 inline void writeIndex(const QByteArray &bytes)

@@ -6,16 +6,13 @@
 #include "TreeBuilder.h"
 
 #include <QDirIterator>
-#include <QRegularExpression>
 #include <QtTest>
 #include <fcntl.h>
 #include <memory>
 #include <unistd.h>
 
-// The quarantine's moves (in, back and to the Trash, on one file system and
-// across two, and what changes during a copy), its index and its folder: which
-// records it accepts, what a start recovers (and writes back, so the next start
-// knows it too), and the folder's own faults.
+// The quarantine's moves (in, back and to the Trash, across file systems too),
+// its index, what a start recovers and writes back, and its folder's faults.
 using namespace QuarantineTesting;
 
 class TestQuarantine : public QObject
@@ -24,27 +21,16 @@ class TestQuarantine : public QObject
 
 private slots:
     void quarantineRestoreAndTrash();
-    void occupiedOrChangedItemsStay();
     void acrossFileSystems();
     void changesDuringACopyCancelTheMove_data();
     void changesDuringACopyCancelTheMove();
     void indexKeepsOnlyValidRecords();
     void lostIndexAndLostItems();
-    void recordsPointingElsewhereAreNeverFollowed();
     void folderFaults_data();
     void folderFaults();
-    void folderOpenToOthersIsClosed();
-    void homeUnderAnotherSpelling();
 };
 
 namespace {
-
-const QString kId = QStringLiteral("0A1B2C3D-4E5F-4071-8293-A4B5C6D7E8F9");
-
-QString otherId(char first)
-{
-    return QString(kId).replace(0, 2, QString(2, QLatin1Char(first)));
-}
 
 // A folder on another file system than the test tree, or nothing.
 std::unique_ptr<QTemporaryDir> otherFileSystem(const QString &than)
@@ -87,17 +73,20 @@ void TestQuarantine::quarantineRestoreAndTrash()
     const QString system = tree.root.file("Library/LaunchDaemons/com.x.plist", "daemon");
     const QString bundleFolder = tree.root.path("Users/ana/Downloads/Tool.app");
     const QByteArray oddBytes = QFile::encodeName(tree.home) + "/Downloads/caf\xe9 \xff.sh";
-    QFile file;
-    QVERIFY(
-        file.open(fopen(oddBytes.constData(), "w"), QIODevice::WriteOnly, QFile::AutoCloseHandle));
-    file.write("odd name");
-    file.close();
+    FILE *oddFile = fopen(oddBytes.constData(), "w");
+    QVERIFY(oddFile && fputs("odd name", oddFile) >= 0 && fclose(oddFile) == 0);
     const QString odd = FileLocation::decode(oddBytes);
 
+    // A folder and an index left open to others are closed.
+    LoadedQuarantine().recordCount();
+    QCOMPARE(chmod(FileLocation::encode(quarantineFolder()).constData(), 0777), 0);
+    QVERIFY(QFile::setPermissions(TreeBuilder(quarantineFolder()).file("records.json", "[]"),
+                                  QFileDevice::Permissions(0x6666)));
     LoadedQuarantine manager;
-    QVERIFY(QFileInfo(quarantineFolder()).isDir());
-    QCOMPARE(QFileInfo(quarantineFolder()).permissions() & (QFile::ReadOther | QFile::ReadGroup),
-             QFileDevice::Permissions());
+    const auto openToOthers = [](const QString &path) {
+        return QFileInfo(path).permissions() & QFileDevice::Permissions(0x77);
+    };
+    QCOMPARE(openToOthers(quarantineFolder()), QFileDevice::Permissions());
     for (const QString &never : {system, quarantineFolder(), tree.home + "/Library"})
         QVERIFY2(!ProtectionQuarantineManager::canQuarantine(findingFor(never)), qPrintable(never));
 
@@ -112,17 +101,14 @@ void TestQuarantine::quarantineRestoreAndTrash()
     for (const QString &p : {first, second, script, odd, bundleFolder})
         QVERIFY2(!exists(p), qPrintable(p));
 
-    // Newest first, each in a file of its own directly in the folder.
+    // Newest first, each in a file of its own directly in the folder (a
+    // record sharing a file would be dropped on reading the index back).
     QCOMPARE(manager.recordCount(), 5);
     QCOMPARE(manager.records().first().originalPath, bundleFolder);
-    QSet<QString> places;
-    for (const ProtectionQuarantineRecord &r : manager.records()) {
+    for (const ProtectionQuarantineRecord &r : manager.records())
         QCOMPARE(FileLocation::deletingLastPathComponent(r.quarantinePath), quarantineFolder());
-        QVERIFY(exists(r.quarantinePath));
-        places.insert(r.quarantinePath);
-    }
-    QCOMPARE(places.size(), 5);
     QCOMPARE(quarantineEntries(quarantineFolder()).size(), 6); // and records.json, nothing else
+    QCOMPARE(openToOthers(indexPath()), QFileDevice::Permissions());
     // The file lists what the manager shows (the odd name by its bytes), and a
     // new manager reads it back.
     QCOMPARE(LoadedQuarantine().records(), manager.records());
@@ -151,43 +137,12 @@ void TestQuarantine::quarantineRestoreAndTrash()
     QCOMPARE(manager.records(), QList<ProtectionQuarantineRecord>{manager.recordOf(first)});
     QCOMPARE(LoadedQuarantine().records(), manager.records());
 
-    // Unknown records change nothing.
+    // Unknown records change nothing; nothing selected is said.
     manager.restoreNow(kId);
     manager.trashNow(kId);
     QCOMPARE(manager.recordCount(), 1);
-    // Nothing selected.
     manager.quarantine({});
     QCOMPARE(manager.errorMessage(), QStringLiteral("No hay elementos seleccionados."));
-}
-
-void TestQuarantine::occupiedOrChangedItemsStay()
-{
-    // A restore onto an occupied path keeps both where they are.
-    MacTree tree;
-    const QString item = tree.root.file("Users/ana/Downloads/run.sh", "quarantined");
-    LoadedQuarantine manager;
-    manager.take({item});
-    QCOMPARE(manager.recordCount(), 1);
-    tree.root.file("Users/ana/Downloads/run.sh", "new one");
-    manager.restoreNow(manager.records().first().id);
-    QCOMPARE(manager.errorMessage(),
-             QStringLiteral("No se pudo restaurar: Ya existe un elemento con ese nombre en la "
-                            "ubicación original."));
-    QCOMPARE(contents(item), QByteArray("new one"));
-    QCOMPARE(manager.recordCount(), 1);
-    QCOMPARE(contents(manager.records().first().quarantinePath), QByteArray("quarantined"));
-
-    // An item changed since the scan stays where it is.
-    const QString changed = tree.root.file("Users/ana/Downloads/b.sh", "scanned");
-    const SecurityFinding stale = findingFor(changed);
-    QVERIFY(QFile::remove(changed));
-    tree.root.file("Users/ana/Downloads/b.sh", "replaced after the scan");
-    manager.quarantine({stale});
-    waitIdle(manager);
-    QCOMPARE(manager.errorMessage(),
-             QStringLiteral("No se pudo mover b.sh: El elemento cambió desde el análisis."));
-    QCOMPARE(contents(changed), QByteArray("replaced after the scan"));
-    QCOMPARE(manager.recordCount(), 1);
 }
 
 void TestQuarantine::acrossFileSystems()
@@ -231,7 +186,6 @@ void TestQuarantine::changesDuringACopyCancelTheMove_data()
     QTest::addColumn<QString>("change");
     QTest::addColumn<QString>("named");
     const char *const rows[][3] = {
-        {"nothing", "", ""},
         {"a file appended to", "append", "Contents/MacOS/tool"},
         {"a file saved anew", "save", "Contents/Info.plist"},
         {"a file made in a listed folder", "add", "Contents/Resources/new.txt"},
@@ -288,14 +242,7 @@ void TestQuarantine::changesDuringACopyCancelTheMove()
             changeIt();
             changed = listing(bundle);
         });
-    close(fromFd);
-    close(toFd);
-    if (change.isEmpty()) {
-        QVERIFY(result.moved && !result.originalLeft);
-        QVERIFY(!exists(bundle));
-        QCOMPARE(listing(to + "/Tool.app"), copied);
-        return;
-    }
+    close(fromFd), close(toFd);
     QVERIFY(!result.moved);
     QCOMPARE(QString::fromUtf8(result.changedPath), named);
     QCOMPARE(ErrorText::ofMove(result.error, result.changedPath, "Tool"),
@@ -346,8 +293,6 @@ void TestQuarantine::indexKeepsOnlyValidRecords()
         QCOMPARE(QuarantineIndex::decode(spoilt, isFolder, &whole), expected);
         QVERIFY(!whole);
     }
-    QVERIFY(QuarantineIndex::newIdentifier().contains(
-        QRegularExpression("^[0-9A-F]{8}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{4}-[0-9A-F]{12}$")));
 
     // Not an index at all.
     for (const QByteArray &junk :
@@ -355,33 +300,27 @@ void TestQuarantine::indexKeepsOnlyValidRecords()
         QVERIFY(QuarantineIndex::decode(junk, isFolder).isEmpty());
 
     // One good record among records each wrong in one way.
-    QJsonObject wrongType = record(otherId('2'), otherId('2') + "_y");
-    QJsonObject relative = record(otherId('7'), otherId('7') + "_r");
-    wrongType["size"] = "12";
-    relative["originalPath"] = "Downloads/x.sh";
-    QJsonObject outside = record(otherId('3'), "x");
-    outside["quarantinePath"] = "/h/Documents/" + otherId('3') + "_tax.pdf";
-    const QJsonArray mixed{record(kId, good),
-                           wrongType,
-                           relative,
-                           outside,
-                           record("not-a-uuid", "not-a-uuid_z"),
-                           record(kId.toLower(), kId.toLower() + "_l"), // the same identifier
-                           record(otherId('4'), "../" + otherId('4') + "_up"),
-                           record(otherId('5'), "sub/x"),
-                           record(otherId('6'), good), // the same item
-                           42,
-                           QJsonArray{1, 2}};
+    const auto wrong = [&](char id, const char *key, const QJsonValue &value) {
+        QJsonObject r = record(otherId(id), otherId(id) + "_y");
+        r[key] = value;
+        return r;
+    };
+    const QJsonArray mixed{
+        record(kId, good),
+        wrong('2', "size", "12"),
+        wrong('7', "originalPath", "Downloads/x.sh"),
+        wrong('3', "quarantinePath", "/h/Documents/" + otherId('3') + "_tax.pdf"),
+        record("not-a-uuid", "not-a-uuid_z"),
+        record(kId.toLower(), kId.toLower() + "_l"), // the same identifier
+        record(otherId('4'), "../" + otherId('4') + "_up"),
+        record(otherId('5'), "sub/x"),
+        record(otherId('6'), good), // the same item
+        42,
+        QJsonArray{1, 2}};
     const QList<ProtectionQuarantineRecord> kept =
         QuarantineIndex::decode(QJsonDocument(mixed).toJson(), isFolder);
     QCOMPARE(kept.size(), 1);
     QCOMPARE(kept.first().id, kId);
-
-    // A huge array of junk is read quickly and yields nothing.
-    QJsonArray huge;
-    for (int i = 0; i < 200000; ++i)
-        huge.append(QJsonObject{{"id", i}});
-    QVERIFY(QuarantineIndex::decode(QJsonDocument(huge).toJson(), isFolder).isEmpty());
 }
 
 void TestQuarantine::lostIndexAndLostItems()
@@ -438,52 +377,6 @@ void TestQuarantine::lostIndexAndLostItems()
     QCOMPARE(LoadedQuarantine().records(), last.records());
 }
 
-void TestQuarantine::recordsPointingElsewhereAreNeverFollowed()
-{
-    MacTree tree;
-    LoadedQuarantine().recordCount(); // makes the folder
-    const QString precious = tree.root.file("Users/ana/Documents/tax.pdf", "precious");
-    const QString inside = quarantineFolder() + "/" + kId + "_link";
-    // One record names a file outside the folder; another lies inside it but is
-    // a link to that file.
-    QVERIFY(QFile::link(precious, inside));
-    const auto record = [&](const QString &id, const QString &from, const QString &at) {
-        return QJsonObject{{"id", id},
-                           {"originalPath", tree.home + "/Downloads/" + from},
-                           {"quarantinePath", at},
-                           {"name", from},
-                           {"size", 8},
-                           {"quarantinedAt", 1.0}};
-    };
-    writeIndex(QJsonDocument(QJsonArray{record(otherId('8'), "tax.pdf", precious),
-                                        record(kId, "link", inside)})
-                   .toJson());
-    LoadedQuarantine manager;
-    QCOMPARE(manager.recordCount(), 1);
-    QCOMPARE(manager.records().first().id, kId);
-    // Restoring the link moves the link, never what it points at.
-    manager.restoreNow(kId);
-    QCOMPARE(contents(precious), QByteArray("precious"));
-    QVERIFY(QFileInfo(tree.home + "/Downloads/link").isSymLink());
-    manager.trashNow(otherId('8'));
-    QCOMPARE(contents(precious), QByteArray("precious"));
-
-    // A restore only ever goes into the home or the applications folder.
-    const QString item = tree.root.file("Users/ana/Downloads/c.sh", "c");
-    manager.take({item});
-    writeIndex(
-        contents(indexPath())
-            .replace(QFile::encodeName(item), QFile::encodeName(tree.root.path("Library/c.sh"))));
-    LoadedQuarantine again;
-    QCOMPARE(again.recordCount(), 1);
-    again.restoreNow(again.records().first().id);
-    QCOMPARE(again.errorMessage(),
-             QStringLiteral("No se pudo restaurar: La ubicación original está fuera de la carpeta "
-                            "personal y de Aplicaciones."));
-    QVERIFY(!exists(tree.root.path("Library/c.sh")));
-    QCOMPARE(again.recordCount(), 1);
-}
-
 void TestQuarantine::folderFaults_data()
 {
     QTest::addColumn<QString>("fault");
@@ -533,41 +426,6 @@ void TestQuarantine::folderFaults()
     QCOMPARE(quarantineEntries(quarantineFolder()), QStringList()); // a link's target too
     if (fault == "file")
         QCOMPARE(contents(support + "/Velmora"), QByteArray("not a folder"));
-}
-
-void TestQuarantine::folderOpenToOthersIsClosed()
-{
-    MacTree tree;
-    LoadedQuarantine().recordCount();
-    const QByteArray index =
-        QFile::encodeName(TreeBuilder(quarantineFolder()).file("records.json", "[]"));
-    QCOMPARE(chmod(QFile::encodeName(quarantineFolder()).constData(), 0777), 0);
-    QCOMPARE(chmod(index.constData(), 0666), 0);
-    LoadedQuarantine manager;
-    manager.take({tree.root.file("Users/ana/Downloads/run.sh", "x")});
-    QCOMPARE(manager.recordCount(), 1);
-    struct stat folder, file;
-    QCOMPARE(stat(QFile::encodeName(quarantineFolder()).constData(), &folder), 0);
-    QCOMPARE(stat(index.constData(), &file), 0);
-    QCOMPARE(folder.st_mode & 07777, 0700u);
-    QCOMPARE(file.st_mode & 07777, 0600u);
-}
-
-// The same home under another spelling (through a link) keeps every record,
-// and a restore finds its way back.
-void TestQuarantine::homeUnderAnotherSpelling()
-{
-    MacTree tree;
-    const QString item = tree.root.file("Users/ana/Downloads/run.sh", "x");
-    LoadedQuarantine().take({item});
-    const QString linked = tree.root.symlink("home-link", tree.home);
-    qputenv("HOME", QFile::encodeName(linked));
-    LoadedQuarantine manager;
-    QCOMPARE(manager.recordCount(), 1);
-    QCOMPARE(manager.records().first().originalPath, linked + "/Downloads/run.sh");
-    manager.restoreNow(manager.records().first().id);
-    QCOMPARE(manager.errorMessage(), QString());
-    QCOMPARE(contents(item), QByteArray("x"));
 }
 
 QTEST_GUILESS_MAIN(TestQuarantine)
