@@ -1,10 +1,11 @@
+#include "FileLocation.h"
 #include "FileSystem.h"
+#include "FileWalker.h"
 #include "FolderChooser.h"
 #include "ItemMove.h"
 #include "TestEnvironment.h"
 #include "TreeBuilder.h"
 
-#include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
 #include <QThread>
@@ -13,19 +14,48 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+// Walks, listings and moves over trees with links, packages, names that are
+// not UTF-8, entries that vanish or cannot be read, and a second file system.
 class TestFileSystem : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
-    void listingAndValues();
-    void moveNeverOverwrites();
+    void walkOrderOptionsAndLinks();
+    void sizesAndDates();
+    void namesThatAreNotUtf8AreNeverConfused();
+    void entryVanishingMidWalkIsReported();
+    void unreadableFoldersAreLeftOut();
     void moveAcrossFileSystems_data();
     void moveAcrossFileSystems();
     void folderChooserAnswersOnlyAChosenFolder();
 };
 
 namespace {
+
+struct Seen
+{
+    bool opened = false;
+    QStringList paths; // relative to the root
+    QHash<QString, EntryInfo> byPath;
+    QStringList errors;
+};
+
+Seen walk(const QString &root, int options = 0,
+          const std::function<FileWalker::Action(const EntryInfo &)> &also = {})
+{
+    Seen seen;
+    seen.opened = FileWalker::walk(
+        root, options,
+        [&](const EntryInfo &e) {
+            const QString rel = e.path.mid(root.size() + 1);
+            seen.paths << rel;
+            seen.byPath.insert(rel, e);
+            return also ? also(e) : FileWalker::Action::Continue;
+        },
+        [&](const QString &path, int) { seen.errors << path; });
+    return seen;
+}
 
 struct stat statusOf(const QString &path)
 {
@@ -36,13 +66,76 @@ struct stat statusOf(const QString &path)
 
 } // namespace
 
-void TestFileSystem::listingAndValues()
+void TestFileSystem::walkOrderOptionsAndLinks()
 {
     TestEnvironment env;
     TreeBuilder tree(env.base() + QStringLiteral("/t"));
-    tree.file(QStringLiteral("dir/nested.txt"));
-    tree.file(QStringLiteral(".hidden"));
-    const QString script = tree.file(QStringLiteral("run.sh"), "#!/bin/sh\n");
+    tree.bundle(QStringLiteral("Apps/Editor.app"), {{"CFBundleIdentifier", "com.x"}}, false);
+    tree.file(QStringLiteral("Apps/Tool.APP/inside.txt")); // the extension's case does not matter
+    tree.file(QStringLiteral(".cache/deep/file.bin"));
+    tree.file(QStringLiteral("b/z.txt"));
+    tree.file(QStringLiteral("b/a.txt"));
+    const QString file = tree.file(QStringLiteral("a.txt"));
+    tree.file(QStringLiteral("c/skipme/deep.txt"));
+    // Links are handed out as links, never followed: not into a loop, not to a
+    // file, not nowhere.
+    tree.symlink(QStringLiteral("b/loop"), tree.path(QStringLiteral("b")));
+    tree.symlink(QStringLiteral("toFile"), file);
+    tree.symlink(QStringLiteral("dangling"), tree.path(QStringLiteral("nowhere")));
+
+    // Depth first, each folder's entries in byte order of their names.
+    const Seen all = walk(tree.root());
+    QVERIFY(all.opened && all.errors.isEmpty());
+    QCOMPARE(all.paths, QStringList({".cache",
+                                     ".cache/deep",
+                                     ".cache/deep/file.bin",
+                                     "Apps",
+                                     "Apps/Editor.app",
+                                     "Apps/Editor.app/Contents",
+                                     "Apps/Editor.app/Contents/Info.plist",
+                                     "Apps/Editor.app/Contents/MacOS",
+                                     "Apps/Editor.app/Contents/MacOS/Editor",
+                                     "Apps/Tool.APP",
+                                     "Apps/Tool.APP/inside.txt",
+                                     "a.txt",
+                                     "b",
+                                     "b/a.txt",
+                                     "b/loop",
+                                     "b/z.txt",
+                                     "c",
+                                     "c/skipme",
+                                     "c/skipme/deep.txt",
+                                     "dangling",
+                                     "toFile"}));
+    QCOMPARE(all.byPath.value("a.txt").level, 1);
+    QCOMPARE(all.byPath.value("b/z.txt").level, 2);
+    QVERIFY(all.byPath.value(".cache").isHidden);
+    const EntryInfo app = all.byPath.value(QStringLiteral("Apps/Editor.app"));
+    QVERIFY(app.isDirectory && app.isPackage && !app.isRegularFile);
+    for (const char *link : {"dangling", "b/loop", "toFile"}) {
+        const EntryInfo e = all.byPath.value(QString::fromLatin1(link));
+        QVERIFY2(e.isSymbolicLink && !e.isRegularFile && !e.isDirectory, link);
+    }
+
+    const Seen skipping =
+        walk(tree.root(), SkipPackageContents | SkipHiddenFiles, [](const EntryInfo &e) {
+            return e.name == QLatin1String("skipme") ? FileWalker::Action::SkipDescendants
+                                                     : FileWalker::Action::Continue;
+        });
+    QCOMPARE(skipping.paths,
+             QStringList({"Apps", "Apps/Editor.app", "Apps/Tool.APP", "a.txt", "b", "b/a.txt",
+                          "b/loop", "b/z.txt", "c", "c/skipme", "dangling", "toFile"}));
+    QCOMPARE(walk(tree.root(), SkipHiddenFiles).paths, all.paths.mid(3));
+    const Seen first =
+        walk(tree.root(), 0, [](const EntryInfo &) { return FileWalker::Action::Stop; });
+    QCOMPARE(first.paths, QStringList({".cache"}));
+    // An empty folder opens and yields nothing: a result, not an error.
+    const Seen empty = walk(TreeBuilder(env.base() + QStringLiteral("/empty")).root());
+    QVERIFY(empty.opened && empty.paths.isEmpty());
+    QVERIFY(!walk(tree.path(QStringLiteral("missing"))).opened);
+    QVERIFY2(!walk(file).opened, "a file is not a folder to walk");
+
+    // A listing is one level, hidden names left out when asked.
     const auto names = [&](bool skipHidden) {
         QStringList out;
         const auto listed = FileSystem::listDirectory(tree.root(), skipHidden);
@@ -51,44 +144,93 @@ void TestFileSystem::listingAndValues()
         out.sort();
         return out;
     };
-    QCOMPARE(names(true), QStringList({"dir", "run.sh"}));
-    QCOMPARE(names(false), QStringList({".hidden", "dir", "run.sh"}));
+    QCOMPARE(names(true), QStringList({"Apps", "a.txt", "b", "c", "dangling", "toFile"}));
+    QCOMPARE(names(false), QStringList{".cache"} + names(true));
     QVERIFY(!FileSystem::listDirectory(tree.path("missing"), true).has_value());
-    QVERIFY(!FileSystem::listDirectory(script, true).has_value());
-
-    // A link is described, never followed.
-    const QString link = tree.symlink(QStringLiteral("link"), script);
-    const auto values = FileSystem::resourceValues(link);
+    QVERIFY(!FileSystem::listDirectory(file, true).has_value());
+    const auto values = FileSystem::resourceValues(tree.path(QStringLiteral("toFile")));
     QVERIFY(values && values->isSymbolicLink && !values->isRegularFile);
-    QCOMPARE(values->name, QStringLiteral("link"));
-    QVERIFY(!FileSystem::resourceValues(tree.path("gone")).has_value());
-    QVERIFY(FileSystem::fileExists(tree.symlink(QStringLiteral("dangling"), tree.path("gone"))));
-    QVERIFY(!FileSystem::fileExists(tree.path("gone")));
-
-    QVERIFY(!FileSystem::isExecutableFile(script));
-    QFile::setPermissions(script, QFile::permissions(script) | QFileDevice::ExeOwner);
-    QVERIFY(FileSystem::isExecutableFile(script));
-    QVERIFY2(!FileSystem::isExecutableFile(tree.root()), "a folder is not an executable file");
+    QCOMPARE(values->name, QStringLiteral("toFile"));
+    QVERIFY(!FileSystem::resourceValues(tree.path("nowhere")).has_value());
 }
 
-void TestFileSystem::moveNeverOverwrites()
+void TestFileSystem::sizesAndDates()
 {
     TestEnvironment env;
     TreeBuilder tree(env.base() + QStringLiteral("/t"));
-    const QString a = tree.file(QStringLiteral("a.txt"), "first");
-    const QString b = tree.file(QStringLiteral("b.txt"), "second");
-    QString error;
-    QVERIFY(!FileSystem::moveItem(a, b, &error));
-    QVERIFY(!error.isEmpty());
-    QCOMPARE(fileContents(a), QByteArray("first"));
-    QCOMPARE(fileContents(b), QByteArray("second"));
+    tree.sparseFile(QStringLiteral("sparse.img"), 50 * 1024 * 1024);
+    tree.allocatedFile(QStringLiteral("full.img"), 3 * 1024 * 1024);
+    tree.file(QStringLiteral("dated.txt"), "abc");
+    const QDateTime when = QDateTime::fromSecsSinceEpoch(1600000000, Qt::UTC).addMSecs(250);
+    QVERIFY(tree.setModificationTime(QStringLiteral("dated.txt"), when));
 
-    const QString c = tree.path(QStringLiteral("sub/c.txt"));
-    QVERIFY2(!FileSystem::moveItem(a, c), "a missing destination folder is not created");
-    QVERIFY(FileSystem::createFolder(tree.path(QStringLiteral("sub/deeper"))));
-    QVERIFY(FileSystem::moveItem(a, c));
-    QVERIFY(!QFile::exists(a));
-    QCOMPARE(fileContents(c), QByteArray("first"));
+    const Seen seen = walk(tree.root());
+    const EntryInfo sparse = seen.byPath.value("sparse.img");
+    QCOMPARE(sparse.fileSize, qint64(50 * 1024 * 1024));
+    QVERIFY2(sparse.allocatedSize < 1024 * 1024, "a sparse file occupies almost nothing");
+    QVERIFY(seen.byPath.value("full.img").allocatedSize >= 3 * 1024 * 1024);
+    const EntryInfo dated = seen.byPath.value("dated.txt");
+    QCOMPARE(dated.fileSize, qint64(3));
+    QVERIFY(dated.isRegularFile && dated.isReadable && !dated.isHidden);
+    QCOMPARE(dated.modificationTimeMs.value_or(-1), when.toMSecsSinceEpoch());
+}
+
+void TestFileSystem::namesThatAreNotUtf8AreNeverConfused()
+{
+    TestEnvironment env;
+    TreeBuilder tree(env.base() + QStringLiteral("/t"));
+    tree.file(QStringLiteral("ok.bin"), "ok");
+    tree.file(QStringLiteral("línea\nnueva.txt"), "nl"); // valid UTF-8 with a newline
+    const QByteArray root = QFile::encodeName(tree.root());
+    QVERIFY(::mkdir((root + "/dir\xff").constData(), 0755) == 0);
+    // Two names that decode to the same replacement text if decoded lossily.
+    for (const char *raw : {"/\xff.bin", "/\xfe.bin", "/dir\xff/inside.txt"})
+        QVERIFY(::close(::open((root + raw).constData(), O_WRONLY | O_CREAT, 0644)) == 0);
+
+    const Seen seen = walk(tree.root());
+    QByteArrayList named;
+    for (const QString &path : seen.paths)
+        named << FileLocation::encode(path);
+    QCOMPARE(named, QByteArrayList({"dir\xff", "dir\xff/inside.txt", "l\xc3\xadnea\nnueva.txt",
+                                    "ok.bin", "\xfe.bin", "\xff.bin"}));
+    QVERIFY(seen.errors.isEmpty());
+    QCOMPARE(seen.byPath.value("línea\nnueva.txt").fileSize, qint64(2));
+}
+
+void TestFileSystem::entryVanishingMidWalkIsReported()
+{
+    TestEnvironment env;
+    TreeBuilder tree(env.base() + QStringLiteral("/t"));
+    tree.file(QStringLiteral("a.txt"));
+    const QString doomed = tree.file(QStringLiteral("b.txt"));
+    tree.file(QStringLiteral("c.txt"));
+    // The folder was listed before a.txt is handed out; b.txt goes in between.
+    const Seen seen = walk(tree.root(), 0, [&](const EntryInfo &e) {
+        if (e.name == QLatin1String("a.txt"))
+            QFile::remove(doomed);
+        return FileWalker::Action::Continue;
+    });
+    QCOMPARE(seen.paths, QStringList({"a.txt", "c.txt"}));
+    QCOMPARE(seen.errors, QStringList({doomed}));
+}
+
+void TestFileSystem::unreadableFoldersAreLeftOut()
+{
+    VELMORA_RERUN_UNPRIVILEGED();
+    TestEnvironment env;
+    TreeBuilder tree(env.base() + QStringLiteral("/t"));
+    tree.file(QStringLiteral("a/before.txt"));
+    tree.file(QStringLiteral("locked/secret.txt"));
+    tree.file(QStringLiteral("z/after.txt"));
+    const QByteArray locked = QFile::encodeName(tree.path("locked"));
+    QVERIFY(::chmod(locked.constData(), 0) == 0);
+    const Seen seen = walk(tree.root());
+    const bool rootOpened = walk(tree.path("locked")).opened;
+    ::chmod(locked.constData(), 0755);
+    QCOMPARE(seen.paths, QStringList({"a", "a/before.txt", "locked", "z", "z/after.txt"}));
+    QVERIFY(!seen.byPath.value("locked").isReadable);
+    QCOMPARE(seen.errors, QStringList({tree.path("locked")}));
+    QVERIFY2(!rootOpened, "an unreadable root is one that cannot be opened");
 }
 
 void TestFileSystem::moveAcrossFileSystems_data()

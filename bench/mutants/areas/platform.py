@@ -72,7 +72,7 @@ MUTANTS = [
     # Walks.
     dict(name="walker: links are followed", file="src/platform/FileWalker.cpp",
          old="if (fstatat(fd, raw.constData(), &st, AT_SYMLINK_NOFOLLOW) != 0) {",
-         new="if (fstatat(fd, raw.constData(), &st, 0) != 0) {", tests="tst_filewalker"),
+         new="if (fstatat(fd, raw.constData(), &st, 0) != 0) {", tests="tst_filesystem"),
     dict(name="walk: helper threads work outside the walk's control", file="src/platform/WorkQueue.cpp",
          old="    const WalkControl::Scope scope(shared->control);\n", new="",
          tests="tst_scannerbase"),
