@@ -196,7 +196,10 @@ bool KeyboardNavigation::eventFilter(QObject *watched, QEvent *event)
         QQuickItem *focused = window->activeFocusItem();
         if (!focused || !focused->inherits("QQuickAbstractButton") || key->isAutoRepeat())
             return false;
-        return QMetaObject::invokeMethod(focused, "click");
+        // As a click: a checkable button changes state first, then says so.
+        if (focused->property("checkable").toBool())
+            QMetaObject::invokeMethod(focused, "toggle");
+        return QMetaObject::invokeMethod(focused, "clicked");
     }
     default:
         return false;

@@ -107,6 +107,7 @@ Popup {
                 objectName: "chooserUp"
                 small: true
                 symbol: "chevron.left"
+                help: "Carpeta superior"
                 enabled: chooser.currentFolder !== "/"
                 onClicked: chooser.openFolder(chooser.parentOf(chooser.currentFolder))
             }
@@ -118,6 +119,9 @@ Popup {
                 color: "white"
                 font.pixelSize: 12
                 elide: Text.ElideMiddle
+                HoverHandler { id: pathHover }
+                ToolTip.visible: truncated && pathHover.hovered
+                ToolTip.text: text
             }
         }
         Rectangle {
@@ -138,6 +142,8 @@ Popup {
                 model: folders
                 currentIndex: -1
                 activeFocusOnTab: true
+                Accessible.role: Accessible.List
+                Accessible.name: "Carpetas de " + chooser.currentFolder
                 boundsBehavior: Flickable.StopAtBounds
                 Keys.onUpPressed: chooser.moveHighlight(-1)
                 Keys.onDownPressed: chooser.moveHighlight(1)

@@ -42,6 +42,7 @@ Card {
         }
         VelmoraSlider {
             objectName: "minimumSlider"
+            Accessible.name: "Tamaño mínimo"
             Layout.fillWidth: true
             Layout.row: controls.folded ? 0 : 1
             Layout.column: controls.folded ? 1 : 0

@@ -10,6 +10,8 @@ Button {
 
     property string symbol
 
+    Accessible.name: text
+
     leftPadding: 22
     rightPadding: 22
     topPadding: 13

@@ -24,6 +24,10 @@ Card {
     HoverHandler { id: hover; cursorShape: Qt.PointingHandCursor }
     TapHandler { id: tap; onTapped: card.action() }
     activeFocusOnTab: true
+    Accessible.role: Accessible.Button
+    Accessible.name: moduleTitle
+    Accessible.description: moduleSummary
+    Accessible.onPressAction: action()
     Keys.onSpacePressed: action()
     Keys.onReturnPressed: action()
     Keys.onEnterPressed: action()

@@ -33,6 +33,9 @@ Rectangle {
     HoverHandler { id: hover }
     TapHandler { onTapped: button.action() }
     activeFocusOnTab: true
+    Accessible.role: Accessible.Button
+    Accessible.name: title
+    Accessible.onPressAction: action()
     Keys.onSpacePressed: action()
     Keys.onReturnPressed: action()
     Keys.onEnterPressed: action()

@@ -30,6 +30,7 @@ Card {
             objectName: "searchField"
             Layout.preferredWidth: 300
             placeholderText: "Buscar aplicación…"
+            Accessible.name: "Buscar aplicación"
             placeholderTextColor: VelmoraTheme.mutedText
             text: controls.searchText
             onTextEdited: controls.searchText = text
