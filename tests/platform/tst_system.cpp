@@ -88,17 +88,10 @@ private Q_SLOTS:
     void oddEntriesInPlaceOfTheStore_data();
     void oddEntriesInPlaceOfTheStore();
     void placesFollowTheEnvironment();
-    void pathsAreSeenFromTheRoot();
-    void locationOperations();
+    void pathsSizesAndDatesAsText();
     void namesGoBackToTheirExactBytes_data();
     void namesGoBackToTheirExactBytes();
-    void bundleOfExecutable();
     void processStartedFromABundleIsAnApplication();
-    void generalBytes_data();
-    void generalBytes();
-    void diskBytes();
-    void decimalSeparatorFollowsTheLocale();
-    void dates();
     void diskShare();
 };
 
@@ -165,44 +158,95 @@ void TestSystem::oddEntriesInPlaceOfTheStore()
 void TestSystem::placesFollowTheEnvironment()
 {
     TestEnvironment env;
+    const QString root = env.root();
     QCOMPARE(SystemLayout::homeFolder(), env.home());
     QCOMPARE(SystemLayout::userCachesFolder(), env.home() + "/Library/Caches");
     QCOMPARE(SystemLayout::applicationSupportFolder(), env.home() + "/Library/Application Support");
-    QCOMPARE(SystemLayout::systemApplicationsFolder(), env.root() + "/Applications");
-    QCOMPARE(SystemLayout::systemLibraryFolder(), env.root() + "/Library");
-
-    qputenv("VELMORA_ROOT", (env.root() + "/").toUtf8());
-    QCOMPARE(SystemLayout::systemRoot(), env.root());
-    qunsetenv("VELMORA_ROOT");
-    QCOMPARE(SystemLayout::systemApplicationsFolder(), QStringLiteral("/Applications"));
-    qunsetenv("HOME");
-    QVERIFY2(!SystemLayout::homeFolder().isEmpty(), "without HOME the account's home is used");
-}
-
-void TestSystem::pathsAreSeenFromTheRoot()
-{
-    TestEnvironment env;
-    const QString root = env.root();
+    QCOMPARE(SystemLayout::systemApplicationsFolder(), root + "/Applications");
+    QCOMPARE(SystemLayout::systemLibraryFolder(), root + "/Library");
     QCOMPARE(SystemLayout::pathRelativeToRoot(root + "/Applications/X.app"),
              QStringLiteral("/Applications/X.app"));
     QCOMPARE(SystemLayout::pathRelativeToRoot(root), QStringLiteral("/"));
     // A sibling folder that merely starts with the same letters is outside.
     QCOMPARE(SystemLayout::pathRelativeToRoot(root + "x/Library"), root + "x/Library");
+
+    qputenv("VELMORA_ROOT", (root + "/").toUtf8());
+    QCOMPARE(SystemLayout::systemRoot(), root);
     qunsetenv("VELMORA_ROOT");
+    QCOMPARE(SystemLayout::systemApplicationsFolder(), QStringLiteral("/Applications"));
     QCOMPARE(SystemLayout::pathRelativeToRoot("/tmp/a/../b"), QStringLiteral("/tmp/b"));
+    qunsetenv("HOME");
+    QVERIFY2(!SystemLayout::homeFolder().isEmpty(), "without HOME the account's home is used");
 }
 
-void TestSystem::locationOperations()
+void TestSystem::pathsSizesAndDatesAsText()
 {
     using namespace FileLocation;
-    QCOMPARE(standardizedPath("/a/./b//c/../d"), QStringLiteral("/a/b/d"));
-    QCOMPARE(lastPathComponent("/a/b/file.tar.gz"), QStringLiteral("file.tar.gz"));
-    QCOMPARE(lastPathComponent("/a/b/"), QStringLiteral("b"));
-    QCOMPARE(pathExtension("/a/b/file.tar.gz"), QStringLiteral("gz"));
-    QCOMPARE(pathExtension("/a/.profile"), QString());
-    QCOMPARE(pathExtension("/a/Editor.app"), QStringLiteral("app"));
-    QCOMPARE(deletingLastPathComponent("/a/b/c.txt"), QStringLiteral("/a/b"));
-    QCOMPARE(deletingLastPathComponent("/c.txt"), QStringLiteral("/"));
+    using RunningApplications::bundleOfExecutable;
+    const QLocale c = QLocale::c(), es(QLocale::Spanish, QLocale::Spain),
+                  us(QLocale::English, QLocale::UnitedStates);
+    const QDateTime when(QDate(2026, 11, 23), QTime(16, 5), Qt::LocalTime);
+    const struct
+    {
+        QString text, expected;
+    } rows[] = {
+        {standardizedPath("/a/./b//c/../d"), "/a/b/d"},
+        {lastPathComponent("/a/b/file.tar.gz"), "file.tar.gz"},
+        {lastPathComponent("/a/b/"), "b"},
+        {pathExtension("/a/b/file.tar.gz"), "gz"},
+        {pathExtension("/a/.profile"), ""},
+        {pathExtension("/a/Editor.app"), "app"},
+        {deletingLastPathComponent("/a/b/c.txt"), "/a/b"},
+        {deletingLastPathComponent("/c.txt"), "/"},
+        {bundleOfExecutable("/Applications/Editor.app/Contents/MacOS/Editor"),
+         "/Applications/Editor.app"},
+        {bundleOfExecutable("/Applications/Editor.app/Contents/MacOS/Editor (deleted)"),
+         "/Applications/Editor.app"},
+        // The innermost bundle owns a helper application nested in another.
+        {bundleOfExecutable("/A/Host.app/Contents/Helpers/Helper.app/Contents/MacOS/Helper"),
+         "/A/Host.app/Contents/Helpers/Helper.app"},
+        {bundleOfExecutable("/usr/bin/brew"), ""},
+        {bundleOfExecutable("/A/Host.app/Contents/Resources/tool"), ""},
+        {bundleOfExecutable("/A/Host.app/Contents/MacOS/sub/tool"), ""},
+        // Sizes in decimal units, rounded, never "0 KB" for a byte, never "1000 KB".
+        {Formatters::bytes(0, c), "0 KB"},
+        {Formatters::bytes(-5, c), "0 KB"},
+        {Formatters::bytes(1, c), "1 KB"},
+        {Formatters::bytes(1000, c), "1 KB"},
+        {Formatters::bytes(1499, c), "1 KB"},
+        {Formatters::bytes(1500, c), "2 KB"},
+        {Formatters::bytes(999499, c), "999 KB"},
+        {Formatters::bytes(999999, c), "1 MB"},
+        {Formatters::bytes(1000000, c), "1 MB"},
+        {Formatters::bytes(1500000, c), "1.5 MB"},
+        {Formatters::bytes(1048576, c), "1 MB"},
+        {Formatters::bytes(12345678, c), "12.3 MB"},
+        {Formatters::bytes(524288000, c), "524.3 MB"},
+        {Formatters::bytes(999950000, c), "1 GB"},
+        {Formatters::bytes(2345678901, c), "2.35 GB"},
+        {Formatters::bytes(2500000000, c), "2.5 GB"},
+        {Formatters::bytes(1500000000000, c), "1.5 TB"},
+        {Formatters::bytes(5000000000000000, c), "5000 TB"},
+        {Formatters::diskBytes(0, c), "0 GB"},
+        {Formatters::diskBytes(500000000, c), "0.5 GB"},
+        {Formatters::diskBytes(85312345678, c), "85.31 GB"},
+        {Formatters::diskBytes(994000000000, c), "994 GB"},
+        {Formatters::diskBytes(1234567890123, c), "1.23 TB"},
+        // The decimal separator follows the locale; no grouping inside the number.
+        {Formatters::bytes(1500000, es), "1,5 MB"},
+        {Formatters::bytes(2345678901, es), "2,35 GB"},
+        {Formatters::diskBytes(1234567890123, es), "1,23 TB"},
+        {Formatters::bytes(5000000000000000, es), "5000 TB"},
+        {Formatters::mediumDate(when, es), "23 nov 2026"},
+        {Formatters::mediumDateTime(when, es), "23 nov 2026, 16:05"},
+        {Formatters::mediumDate(when, us), "Nov 23, 2026"},
+        {Formatters::mediumDate(QDateTime(), us), ""},
+    };
+    for (const auto &row : rows)
+        QCOMPARE(row.text, row.expected);
+    QVERIFY(Formatters::mediumDateTime(when, us).startsWith(QLatin1String("Nov 23, 2026, 4:05")));
+    // Without a language (LANG unset) the time still has no seconds.
+    QVERIFY(Formatters::mediumDateTime(when, c).endsWith(QLatin1String(":05")));
 }
 
 void TestSystem::namesGoBackToTheirExactBytes_data()
@@ -242,21 +286,6 @@ void TestSystem::namesGoBackToTheirExactBytes()
              QByteArray("/r/s/") + (bytes.startsWith('/') ? bytes.mid(1) : bytes));
 }
 
-void TestSystem::bundleOfExecutable()
-{
-    using RunningApplications::bundleOfExecutable;
-    QCOMPARE(bundleOfExecutable("/Applications/Editor.app/Contents/MacOS/Editor"),
-             QStringLiteral("/Applications/Editor.app"));
-    QCOMPARE(bundleOfExecutable("/Applications/Editor.app/Contents/MacOS/Editor (deleted)"),
-             QStringLiteral("/Applications/Editor.app"));
-    // The innermost bundle owns a helper application nested in another.
-    QCOMPARE(bundleOfExecutable("/A/Host.app/Contents/Helpers/Helper.app/Contents/MacOS/Helper"),
-             QStringLiteral("/A/Host.app/Contents/Helpers/Helper.app"));
-    QCOMPARE(bundleOfExecutable("/usr/bin/brew"), QString());
-    QCOMPARE(bundleOfExecutable("/A/Host.app/Contents/Resources/tool"), QString());
-    QCOMPARE(bundleOfExecutable("/A/Host.app/Contents/MacOS/sub/tool"), QString());
-}
-
 void TestSystem::processStartedFromABundleIsAnApplication()
 {
     TestEnvironment env;
@@ -292,71 +321,6 @@ void TestSystem::processStartedFromABundleIsAnApplication()
     QCOMPARE(ours.first().localizedName, QStringLiteral("Sleeper"));
     for (const RunningApplication &r : running)
         QVERIFY2(r.localizedName != QLatin1String("sleep"), "plain processes are not applications");
-}
-
-void TestSystem::generalBytes_data()
-{
-    QTest::addColumn<qint64>("bytes");
-    QTest::addColumn<QString>("text");
-    QTest::newRow("zero") << qint64(0) << "0 KB";
-    QTest::newRow("negative") << qint64(-5) << "0 KB";
-    QTest::newRow("one byte is never zero") << qint64(1) << "1 KB";
-    QTest::newRow("1000") << qint64(1000) << "1 KB";
-    QTest::newRow("1499") << qint64(1499) << "1 KB";
-    QTest::newRow("1500 rounds up") << qint64(1500) << "2 KB";
-    QTest::newRow("999499") << qint64(999499) << "999 KB";
-    QTest::newRow("999999 shows the next unit") << qint64(999999) << "1 MB";
-    QTest::newRow("1 MB exactly") << qint64(1000000) << "1 MB";
-    QTest::newRow("1.5 MB") << qint64(1500000) << "1.5 MB";
-    QTest::newRow("MiB is not MB") << qint64(1048576) << "1 MB";
-    QTest::newRow("12.3 MB") << qint64(12345678) << "12.3 MB";
-    QTest::newRow("500 MiB") << qint64(524288000) << "524.3 MB";
-    QTest::newRow("999.95 MB carries") << qint64(999950000) << "1 GB";
-    QTest::newRow("2.35 GB") << qint64(2345678901) << "2.35 GB";
-    QTest::newRow("2.5 GB drops the zero") << qint64(2500000000) << "2.5 GB";
-    QTest::newRow("1.5 TB") << qint64(1500000000000) << "1.5 TB";
-    QTest::newRow("no PB") << qint64(5000000000000000) << "5000 TB";
-}
-
-void TestSystem::generalBytes()
-{
-    QFETCH(qint64, bytes);
-    QFETCH(QString, text);
-    QCOMPARE(Formatters::bytes(bytes, QLocale::c()), text);
-}
-
-void TestSystem::diskBytes()
-{
-    const QLocale c = QLocale::c();
-    QCOMPARE(Formatters::diskBytes(0, c), QStringLiteral("0 GB"));
-    QCOMPARE(Formatters::diskBytes(500000000, c), QStringLiteral("0.5 GB"));
-    QCOMPARE(Formatters::diskBytes(85312345678, c), QStringLiteral("85.31 GB"));
-    QCOMPARE(Formatters::diskBytes(994000000000, c), QStringLiteral("994 GB"));
-    QCOMPARE(Formatters::diskBytes(1234567890123, c), QStringLiteral("1.23 TB"));
-}
-
-void TestSystem::decimalSeparatorFollowsTheLocale()
-{
-    const QLocale spanish(QLocale::Spanish, QLocale::Spain);
-    QCOMPARE(Formatters::bytes(1500000, spanish), QStringLiteral("1,5 MB"));
-    QCOMPARE(Formatters::bytes(2345678901, spanish), QStringLiteral("2,35 GB"));
-    QCOMPARE(Formatters::diskBytes(1234567890123, spanish), QStringLiteral("1,23 TB"));
-    // No grouping separator inside the number.
-    QCOMPARE(Formatters::bytes(5000000000000000, spanish), QStringLiteral("5000 TB"));
-}
-
-void TestSystem::dates()
-{
-    const QDateTime when(QDate(2026, 11, 23), QTime(16, 5), Qt::LocalTime);
-    const QLocale spanish(QLocale::Spanish, QLocale::Spain);
-    QCOMPARE(Formatters::mediumDate(when, spanish), QStringLiteral("23 nov 2026"));
-    QCOMPARE(Formatters::mediumDateTime(when, spanish), QStringLiteral("23 nov 2026, 16:05"));
-    const QLocale us(QLocale::English, QLocale::UnitedStates);
-    QCOMPARE(Formatters::mediumDate(when, us), QStringLiteral("Nov 23, 2026"));
-    QVERIFY(Formatters::mediumDateTime(when, us).startsWith(QLatin1String("Nov 23, 2026, 4:05")));
-    // Without a language (LANG unset) the time still has no seconds.
-    QVERIFY(Formatters::mediumDateTime(when, QLocale::c()).endsWith(QLatin1String(":05")));
-    QCOMPARE(Formatters::mediumDate(QDateTime(), us), QString());
 }
 
 void TestSystem::diskShare()
