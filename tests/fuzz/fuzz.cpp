@@ -16,13 +16,10 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
-// Feeds a reader of untrusted files mutated and generated input for a number of
-// seconds: the property-list reader with its depth guard, or the code-signature
-// reader. A crash, a broken promise, one input running for 20 seconds or the
-// process growing past 4 GiB fails the run. The generator starts from a fixed
-// seed, so a run always tries the same inputs in the same order: a failure
-// replays by running again under a debugger.
-//
+// Feeds the property-list reader (with its depth guard) or the code-signature
+// reader mutated and generated input for a number of seconds. A crash, a broken
+// promise, one input running for 20 s or the process past 4 GiB fails the run.
+// The seed is fixed, so a failure replays by running again under a debugger.
 //     fuzz propertylist|codesignature SECONDS [SOURCE_DIR]
 
 namespace {
@@ -109,20 +106,17 @@ void mutate(QByteArray &data, Random &random, const std::vector<QByteArray> &see
 
 // Property lists -----------------------------------------------------------
 
-// Values of every binary kind, each as its marker and bytes.
-const QByteArray kValues[] = {
-    QByteArray("\x51k", 2),                    // ASCII string
-    QByteArray("\x10\x05", 2),                 // 1-byte integer
-    QByteArray("\x09", 1),                     // true
-    QByteArray("\x23\x3f\xf0\0\0\0\0\0\0", 9), // real 1.0
-    QByteArray("\x33\x41\xc0\0\0\0\0\0\0", 9), // date
-    QByteArray("\x42\x00\x01", 3),             // data
-    QByteArray("\x61\x00\x41", 3),             // UTF-16 string
-    QByteArray("\x80\x07", 2),                 // UID
-    QByteArray("\x5f\x10\x03"
-               "abc",
-               6), // string with its count as an integer
-};
+// Values of every binary kind, each as its marker and bytes: an ASCII string, a
+// 1-byte integer, true, the real 1.0, a date, data, a UTF-16 string, a UID, and
+// a string with its count as an integer.
+const QByteArrayList kValues = [] {
+    QByteArrayList out;
+    for (const QByteArray &hex : QByteArray("516b 1005 09 233ff0000000000000 3341c0000000000000 "
+                                            "420001 610041 8007 5f1003616263")
+                                     .split(' '))
+        out << QByteArray::fromHex(hex);
+    return out;
+}();
 
 // A reference size that can name `objects` objects, often wider.
 int refSizeFor(Random &random, std::uint64_t objects)
@@ -149,7 +143,8 @@ QByteArray generatedList(Random &random)
             QList<quint64> to;
             for (refs *= kind == 0xD ? 2 : 1; kind && refs > 0; --refs)
                 to << (below(random, 12) ? below(random, count) : count + below(random, 3));
-            objects << (kind ? container(kind, to, refSize) : pick(random, kValues));
+            objects << (kind ? container(kind, to, refSize)
+                             : kValues[qsizetype(below(random, kValues.size()))]);
         }
         return binary(objects, below(random, 8) ? 0 : below(random, count + 1), refSize,
                       below(random, 2) ? 8 : 4);
@@ -158,7 +153,7 @@ QByteArray generatedList(Random &random)
         const std::uint64_t depth = pick(random, {1, 10, 62, 63, 64, 65, 1000, 100000, 300000});
         return chain(depth, below(random, 3) ? 1 : 2, below(random, 5) == 0,
                      below(random, 2) ? random() : 0, refSizeFor(random, depth + 3),
-                     pick(random, kValues));
+                     kValues[qsizetype(below(random, kValues.size()))]);
     }
     default: {
         const int depth = pick(random, {1, 62, 63, 64, 65, 1000, 200000});
@@ -221,15 +216,12 @@ std::vector<QByteArray> listSeeds()
 // one. The reader never hands back more than its limit, so this stays shallow.
 int depthOf(const QVariant &value)
 {
-    int below = 0;
-    if (value.typeId() == QMetaType::QVariantList)
-        for (const QVariant &item : value.toList())
-            below = std::max(below, depthOf(item));
-    else if (value.typeId() == QMetaType::QVariantMap)
-        for (const QVariant &item : value.toMap())
-            below = std::max(below, depthOf(item));
-    else
+    const bool list = value.typeId() == QMetaType::QVariantList;
+    if (!list && value.typeId() != QMetaType::QVariantMap)
         return 0;
+    int below = 0;
+    for (const QVariant &item : list ? value.toList() : value.toMap().values())
+        below = std::max(below, depthOf(item));
     return below + 1;
 }
 

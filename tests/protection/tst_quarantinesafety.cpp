@@ -118,24 +118,6 @@ void TestQuarantineSafety::killedAtEveryStepLosesNothing()
         }
         QVERIFY2(kills >= run.kills, run.action);
     }
-
-    // And at arbitrary instants, while the items go back one by one.
-    CrashTree tree;
-    QVERIFY(tree.run(quarantine, 0));
-    for (int round = 0; round < 8; ++round) {
-        const QJsonArray left = tree.records();
-        if (left.isEmpty())
-            break;
-        QProcess probe;
-        probe.setProcessEnvironment(tree.probeEnv);
-        probe.start(VELMORA_PROBE,
-                    {"quarantine", "--restore", left[0].toObject()["id"].toString()});
-        QVERIFY(probe.waitForStarted());
-        QThread::usleep(1000 * (round * 7 % 23));
-        probe.kill();
-        probe.waitForFinished();
-        tree.checkInvariant("restore killed at round " + QString::number(round));
-    }
 }
 
 void TestQuarantineSafety::scannerSelectionTrustAndQuarantine()
