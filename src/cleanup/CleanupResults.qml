@@ -80,6 +80,7 @@ Card {
             Layout.fillWidth: true
             Layout.fillHeight: true
             symbol: "shippingbox"
+            scanner: results.scanner
             title: "Aún no hay resultados"
             message: "Velmora analiza automáticamente ~/Library/Caches."
         }

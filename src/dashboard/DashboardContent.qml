@@ -234,6 +234,9 @@ Flickable {
                     color: VelmoraTheme.secondaryText
                     font.pixelSize: 12
                     elide: Text.ElideRight
+                    HoverHandler { id: bannerHover }
+                    ToolTip.visible: truncated && bannerHover.hovered
+                    ToolTip.text: text
                 }
             }
         }

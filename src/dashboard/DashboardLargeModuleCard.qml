@@ -27,7 +27,7 @@ ModuleCardBase {
             color: "white"
             font.pixelSize: 17
             font.bold: true
-            elide: Text.ElideRight
+            wrapMode: Text.WordWrap
         }
         Text {
             Layout.fillWidth: true
@@ -35,8 +35,6 @@ ModuleCardBase {
             color: VelmoraTheme.secondaryText
             font.pixelSize: 12
             wrapMode: Text.WordWrap
-            maximumLineCount: 2
-            elide: Text.ElideRight
         }
         Item { Layout.fillHeight: true }
         Symbol {

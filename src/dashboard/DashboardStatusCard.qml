@@ -35,7 +35,7 @@ Card {
                 text: card.title
                 color: VelmoraTheme.secondaryText
                 font.pixelSize: 12
-                elide: Text.ElideRight
+                wrapMode: Text.WordWrap
             }
             Text {
                 objectName: "statusValue"
@@ -44,7 +44,7 @@ Card {
                 color: "white"
                 font.pixelSize: 20
                 font.bold: true
-                elide: Text.ElideRight
+                wrapMode: Text.WordWrap
             }
             Text {
                 objectName: "statusDetail"
@@ -52,7 +52,7 @@ Card {
                 text: card.detail
                 color: VelmoraTheme.mutedText
                 font.pixelSize: 11
-                elide: Text.ElideRight
+                wrapMode: Text.WordWrap
             }
         }
     }

@@ -31,14 +31,14 @@ ModuleCardBase {
                 color: "white"
                 font.pixelSize: 16
                 font.bold: true
-                elide: Text.ElideRight
+                wrapMode: Text.WordWrap
             }
             Text {
                 Layout.fillWidth: true
                 text: card.moduleSummary
                 color: VelmoraTheme.secondaryText
                 font.pixelSize: 12
-                elide: Text.ElideRight
+                wrapMode: Text.WordWrap
             }
         }
         Symbol {

@@ -55,7 +55,7 @@ Card {
                 text: card.disk.freeText + " libres"
                 color: VelmoraTheme.secondaryText
                 font.pixelSize: 11
-                elide: Text.ElideRight
+                wrapMode: Text.WordWrap
             }
         }
     }

@@ -18,6 +18,7 @@ Card {
         anchors.fill: parent
         visible: !results.hasGroups
         symbol: "square.on.square"
+        scanner: results.scanner
         title: "Aún no hay duplicados"
         message: "Selecciona una carpeta para comenzar."
     }

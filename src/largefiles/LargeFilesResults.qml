@@ -52,6 +52,7 @@ Card {
             visible: !results.hasFiles
             Layout.fillWidth: true
             Layout.fillHeight: true
+            scanner: results.scanner
             title: "Aún no hay resultados"
             message: "Selecciona una carpeta para comenzar."
         }

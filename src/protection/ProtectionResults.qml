@@ -71,6 +71,7 @@ Card {
                 anchors.fill: parent
                 visible: !results.hasFindings
                 symbol: "shield.lefthalf.filled"
+                scanner: results.scanner
                 title: "Aún no hay resultados"
                 message: "Pulsa Iniciar análisis para revisar las ubicaciones importantes."
             }
