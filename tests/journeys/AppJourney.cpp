@@ -143,6 +143,18 @@ QString AppJourney::textIn(const QString &scope, const QString &objectName) cons
     return found ? found->property("text").toString() : QString();
 }
 
+QString AppJourney::textInRow(const QString &list, const char *role, const QString &value,
+                              const QString &objectName) const
+{
+    const QQuickItem *found = itemIn(row(list, role, value), objectName);
+    return found ? found->property("text").toString() : QString();
+}
+
+bool AppJourney::leave(const QString &banner)
+{
+    return click(QStringLiteral("backButton")) && text(QStringLiteral("activityBanner")) == banner;
+}
+
 bool AppJourney::press(QQuickItem *item, std::optional<QPointF> local, bool twice)
 {
     if (!item || !isShown(item) || !item->isEnabled())

@@ -46,6 +46,8 @@ public:
     QString text(const QString &objectName) const;
     QString textIn(const QString &scope, const QString &objectName) const;
     QString cardValue(const QString &card) const { return textIn(card, "summaryValue"); }
+    QString textInRow(const QString &list, const char *role, const QString &value,
+                      const QString &objectName) const;
 
     // A click as a user makes it (an item under a modal dialog does not get it);
     // false when the item is missing, hidden or disabled.
@@ -60,6 +62,8 @@ public:
     // chooser, a row's box ticked, the selection's action confirmed (after its
     // dialog showed that title, when one is given).
     bool openModule(const QString &entry, const QString &title, int scans = -1);
+    // Back to the dashboard, whose banner then tells what ended.
+    bool leave(const QString &banner);
     // Holds the open screen's and scanner's list models to the item-model rules.
     void watchModels() const;
     bool chooseFolder(const QString &folder, bool highlightLast);

@@ -1,0 +1,223 @@
+#include "AppJourney.h"
+#include "ContentComparison.h"
+#include "ReadHook.h"
+#include "TreeBuilder.h"
+
+#include <QQuickItem>
+#include <QtTest>
+#include <atomic>
+
+// Archivos grandes and Duplicados as a user meets them.
+class FileJourneys : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void largeFilesChooseScanTrashAndReveal();
+    void keepOneCopyThenTrashTheRest();
+    void stopShowsProgressAndKeepsOnlyProvenGroups();
+};
+
+std::unique_ptr<QObject> fileJourneys()
+{
+    return std::make_unique<FileJourneys>();
+}
+
+namespace {
+
+const QString kMoveFiles = QStringLiteral("¿Mover los archivos seleccionados a la Papelera?");
+
+// A click at the slider's left end, then Left until it stops, as a user would.
+void setMinimumTo100(AppJourney &app)
+{
+    QQuickItem *slider = app.item("minimumSlider");
+    QVERIFY(slider && app.clickAt(slider, QPointF(4, slider->height() / 2)));
+    for (int i = 0; i < 3; ++i)
+        app.key(Qt::Key_Left);
+    QCOMPARE(app.text("minimumLabel"), "100 MB");
+}
+
+} // namespace
+
+void FileJourneys::largeFilesChooseScanTrashAndReveal()
+{
+    AppJourney app;
+    TreeBuilder tree(app.home());
+    const QString big = tree.allocatedFile("Proyectos/Video/toma final.mov", 150 << 20);
+    const QString other = tree.allocatedFile("Proyectos/Video/b-roll.mov", 120 << 20);
+    tree.allocatedFile("Proyectos/Video/notas.txt", 1 << 20);
+    const QString outside = tree.allocatedFile("Otros/imagen.iso", 130 << 20);
+    QVERIFY(app.start());
+    QCOMPARE(app.text("activityBanner"), "Tu Mac está lista para analizarse.");
+    QVERIFY(app.openModule("card_largeFiles", "Archivos grandes"));
+    setMinimumTo100(app);
+    const QString status = app.text("statusLine");
+    const auto open = [&] {
+        return app.click("headerButton") && app.waitFor([&] { return app.chooserIsOpen(); }, 3000);
+    };
+
+    // Cancel, then Escape: each closes the chooser, changes nothing, and the next
+    // press opens it again.
+    QVERIFY(open());
+    QVERIFY(app.click("chooserCancel") && !app.chooserIsOpen());
+    QCOMPARE(app.cardValue("cardFolder"), "Sin seleccionar");
+    QCOMPARE(app.text("statusLine"), status);
+    QVERIFY2(open(), "opens after Cancel");
+    app.key(Qt::Key_Escape);
+    QVERIFY(!app.chooserIsOpen());
+    QCOMPARE(app.scanner()->property("completedScanCount").toInt(), 0);
+    QVERIFY2(open(), "opens after Escape");
+    QCOMPARE(app.text("chooserMessage"), "Velmora buscará archivos grandes sin eliminarlos.");
+    QCOMPARE(app.text("chooserPath"), app.home());
+    // The keyboard alone: Down highlights the first folder, the next Down the
+    // second, Return chooses it.
+    app.key(Qt::Key_Down);
+    app.key(Qt::Key_Down);
+    app.key(Qt::Key_Return);
+    QVERIFY(!app.chooserIsOpen());
+    QVERIFY(app.waitForScans(1));
+    QCOMPARE(app.cardValue("cardFound"), "2");
+    QCOMPARE(app.cardValue("cardFolder"), "Proyectos");
+    QVERIFY(!app.row("fileList", "name", "imagen.iso"));
+
+    QVERIFY(app.tickRow("fileList", "name", "toma final.mov"));
+    QCOMPARE(app.text("selectionHeadline"), "1 archivo(s) seleccionados");
+    QVERIFY(app.cardValue("cardSelected") != "0 KB");
+    QVERIFY(app.confirmSelectionAction(kMoveFiles));
+    VERIFY_TEXT(app, "statusLine", "1 archivo(s) enviados a la Papelera.");
+    QCOMPARE(app.trashNames(), QStringList({"toma final.mov"}));
+    QCOMPARE(app.trashInfoPath("toma final.mov"), big);
+    QVERIFY(QFile::exists(other) && QFile::exists(outside));
+    QCOMPARE(app.cardValue("cardFound"), "1");
+    QVERIFY(!app.row("fileList", "name", "toma final.mov"));
+    QCOMPARE(app.cardValue("cardSelected"), "0 KB");
+
+    // With no file viewer on the machine the user is told so in the window.
+    QQuickItem *row = app.row("fileList", "name", "b-roll.mov");
+    const QByteArray path = qgetenv("PATH");
+    qputenv("PATH", QFile::encodeName(app.root() + "/no-programs"));
+    QVERIFY(app.clickItem(app.itemIn(row, "revealButton")));
+    const bool told = app.waitForItem("notice") != nullptr;
+    qputenv("PATH", path);
+    QVERIFY2(told, "a failed reveal is shown in the window");
+    QCOMPARE(app.text("noticeText"),
+             "No hay ningún visor de archivos disponible para mostrar este elemento.");
+
+    QVERIFY(app.click("selectAllButton"));
+    QCOMPARE(app.text("selectionHeadline"), "1 archivo(s) seleccionados");
+    QVERIFY(app.confirmSelectionAction(kMoveFiles));
+    QVERIFY(app.waitForItem("emptyState", 10000));
+    QCOMPARE(app.trashNames(), QStringList({"b-roll.mov", "toma final.mov"}));
+    QCOMPARE(app.trashInfoPath("b-roll.mov"), other);
+
+    // Leaving the module with the chooser never answered must not block the next.
+    QVERIFY(app.click("rescanButton"));
+    QVERIFY(app.waitForScans(2));
+    QVERIFY(open());
+    app.key(Qt::Key_Escape);
+    QVERIFY(app.leave("Archivos grandes terminado."));
+    QVERIFY(app.openModule("sidebar_duplicates", "Duplicados"));
+    QVERIFY2(open(), "opens in another module");
+    QCOMPARE(app.text("chooserMessage"), "Velmora buscará archivos duplicados sin eliminarlos.");
+}
+
+void FileJourneys::keepOneCopyThenTrashTheRest()
+{
+    AppJourney app;
+    TreeBuilder tree(app.home());
+    // The oldest file of a group is the one kept.
+    QStringList p; // name, megabytes, content, days old
+    for (const auto &[name, megabytes, seed, days] : {std::tuple{"Fotos/boda.mp4", 12, 1u, 30},
+                                                      {"Fotos/Copias/boda (1).mp4", 12, 1u, 2},
+                                                      {"Fotos/viaje.mov", 11, 2u, 20},
+                                                      {"Fotos/Copias/viaje.mov", 11, 2u, 1},
+                                                      {"Fotos/otra.mov", 11, 3u, 0}}) {
+        p << tree.patternFile(name, qint64(megabytes) << 20, seed);
+        QVERIFY(tree.setModificationTime(name, QDateTime::currentDateTimeUtc().addDays(-days)));
+    }
+    const QString keeperA = p[0], copyA = p[1], keeperB = p[2], copyB = p[3], unique = p[4];
+    QVERIFY(app.start());
+    QVERIFY(app.openModule("card_duplicates", "Duplicados"));
+    QVERIFY(app.chooseFolder(tree.path("Fotos"), true));
+    QVERIFY(app.waitForScans(1));
+    QCOMPARE(app.cardValue("cardGroups"), "2");
+    QCOMPARE(app.cardValue("cardDuplicates"), "2");
+
+    // The copies are chosen at once, the keepers never, and each button says so.
+    QCOMPARE(app.text("statusLine"), "2 copia(s) seleccionadas automáticamente.");
+    QCOMPARE(app.selectedRows("groupList", "url"), QStringList({copyA, copyB}));
+    QVERIFY(app.itemIn(app.row("groupList", "url", keeperA), "keeperBadge"));
+    QVERIFY(!app.itemIn(app.row("groupList", "url", copyA), "keeperBadge"));
+    app.tickRow("groupList", "url", keeperA);
+    QVERIFY2(!app.row("groupList", "url", keeperA)->property("selected").toBool(),
+             "the keeper cannot be chosen");
+    QVERIFY(app.click("cancelSelectionButton"));
+    QCOMPARE(app.selectedRows("groupList", "url"), QStringList());
+    QVERIFY(app.click("selectCopiesButton"));
+    QCOMPARE(app.selectedRows("groupList", "url"), QStringList({copyA, copyB}));
+    // The user keeps one copy after all.
+    QVERIFY(app.tickRow("groupList", "url", copyB));
+    QCOMPARE(app.text("selectionHeadline"), "1 duplicado(s) seleccionados");
+    QVERIFY(app.confirmSelectionAction("¿Mover los duplicados seleccionados a la Papelera?"));
+    VERIFY_TEXT(app, "statusLine", "1 duplicado(s) enviados a la Papelera.");
+    QCOMPARE(app.cardValue("cardGroups"), "1");
+    QCOMPARE(app.trashNames(), QStringList({"boda (1).mp4"}));
+    QCOMPARE(app.trashInfoPath("boda (1).mp4"), copyA);
+
+    for (const QString &kept : {keeperA, keeperB, copyB, unique})
+        QVERIFY2(QFile::exists(kept), qPrintable(kept));
+    QVERIFY(app.leave("Duplicados terminado."));
+}
+
+namespace {
+
+// Holds the comparison at its read of the second megabyte until released.
+struct Gate
+{
+    static inline QSemaphore open{0};
+    static inline std::atomic<bool> reached{false};
+    static void hold(const QString &, qint64 offset)
+    {
+        if (offset != 1 << 20)
+            return;
+        reached = true;
+        open.acquire();
+    }
+};
+
+} // namespace
+
+void FileJourneys::stopShowsProgressAndKeepsOnlyProvenGroups()
+{
+    AppJourney app;
+    TreeBuilder tree(app.home());
+    for (const char *name : {"Discos/uno.img", "Discos/dos.img"})
+        tree.allocatedFile(QString::fromLatin1(name), qint64(12) << 20);
+    ContentComparisonTesting::setReadHook(&Gate::hold);
+    const auto release = qScopeGuard([] {
+        ContentComparisonTesting::setReadHook(nullptr);
+        Gate::open.release(2);
+    });
+    QVERIFY(app.start());
+    QVERIFY(app.openModule("sidebar_duplicates", "Duplicados"));
+    QVERIFY(app.chooseFolder(tree.path("Discos"), false));
+
+    // Held at the gate, the second line counts what the comparison has read; the
+    // pair is not proven identical yet, so a stop there offers nothing.
+    QVERIFY(app.waitFor([] { return Gate::reached.load(); }));
+    QVERIFY2(app.waitFor([&] {
+        return app.text("scanDetail").endsWith(" comparados") &&
+               !app.text("scanDetail").contains(" 0 KB");
+    }),
+             qPrintable(app.text("scanDetail")));
+    QVERIFY(app.click("stopButton"));
+    Gate::open.release(2); // the pair's second file is read at the gate too
+    QVERIFY(app.waitForScans(1));
+    QCOMPARE(app.cardValue("cardGroups"), "0");
+    QCOMPARE(app.text("statusLine"), "Análisis detenido: 0 copia(s) seleccionadas de los "
+                                     "duplicados confirmados hasta el momento.");
+    QVERIFY(!app.item("stopButton"));
+    QVERIFY(app.leave("Duplicados terminado."));
+}
+
+#include "FileJourneys.moc"
