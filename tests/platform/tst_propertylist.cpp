@@ -131,18 +131,8 @@ void TestPropertyList::bundleInformation()
 {
     TestEnvironment env;
     TreeBuilder tree(env.base());
-    tree.bundle("Good.app",
-                {{"CFBundleIdentifier", QStringLiteral("com.good")},
-                 {"CFBundleName", QStringLiteral("Good Name")}},
-                true);
     tree.bundle("Typed.app", {{"CFBundleIdentifier", qint64(7)}}, false);
     tree.folder("Bare.app/Contents");
-
-    const auto good = BundleInfo::read(tree.path("Good.app"));
-    QVERIFY(good);
-    QCOMPARE(good->identifier, QStringLiteral("com.good"));
-    QCOMPARE(good->displayName(tree.path("Good.app")), QStringLiteral("Good Name"));
-
     const auto typed = BundleInfo::read(tree.path("Typed.app"));
     QVERIFY(typed);
     QVERIFY2(typed->identifier.isEmpty(), "a number is not an identifier");

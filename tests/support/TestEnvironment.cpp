@@ -49,8 +49,7 @@ bool rerunUnprivileged(const char *testFunction, QString *skipReason, QString *o
 {
     const QString setpriv = QStandardPaths::findExecutable(QStringLiteral("setpriv"));
     if (setpriv.isEmpty()) {
-        *skipReason =
-            QStringLiteral("setpriv is not installed; cannot drop root to test unreadable entries");
+        *skipReason = QStringLiteral("setpriv is not installed; cannot drop root");
         return false;
     }
     // The build folder may sit where "nobody" cannot reach (a home of mode 700):
@@ -71,20 +70,11 @@ bool rerunUnprivileged(const char *testFunction, QString *skipReason, QString *o
     child.setProcessEnvironment(env);
     child.setProcessChannelMode(QProcess::MergedChannels);
     child.setWorkingDirectory(QStringLiteral("/tmp"));
-    child.start(setpriv,
-                {QStringLiteral("--reuid=65534"), QStringLiteral("--regid=65534"),
-                 QStringLiteral("--clear-groups"), copy, QString::fromLatin1(testFunction)});
-    if (!child.waitForFinished(60000)) {
-        *skipReason = QStringLiteral("the unprivileged rerun did not finish");
-        return false;
-    }
+    child.start(setpriv, {"--reuid=65534", "--regid=65534", "--clear-groups", copy, testFunction});
+    // A rerun that hangs fails like one that does not pass.
+    const bool finished = child.waitForFinished(60000);
     *output = QString::fromLocal8Bit(child.readAll());
-    if (output->contains(QLatin1String("Permission denied")) &&
-        output->contains(QLatin1String("exec"))) {
-        *skipReason = QStringLiteral("the test binary is not executable by nobody");
-        return false;
-    }
-    return child.exitStatus() == QProcess::NormalExit && child.exitCode() == 0;
+    return finished && child.exitStatus() == QProcess::NormalExit && child.exitCode() == 0;
 }
 
 bool mountTmpfs(const QString &where, const QString &size, QString *why)

@@ -1,4 +1,3 @@
-#include "FileLocation.h"
 #include "TestEnvironment.h"
 #include "TreeBuilder.h"
 
@@ -111,17 +110,11 @@ void TestProbe::duplicatesAndCleanupShapes()
 void TestProbe::uninstallerSelectsByNameOrPath()
 {
     TestEnvironment env;
-    TreeBuilder root(env.root());
-    TreeBuilder home(env.home());
+    TreeBuilder root(env.root()), home(env.home());
     root.bundle("Applications/Twin.app", {{"CFBundleIdentifier", "com.example.twin"}}, true);
     home.bundle("Applications/Twin.app", {{"CFBundleIdentifier", "com.example.twin"}}, false);
-    root.bundle("Applications/Other.app", {{"CFBundleShortVersionString", "2.0"}}, false);
     const QString log = home.file("Library/Logs/com.example.twin.log", "log");
-    // A name that is not UTF-8 prints as the screens show it; a folder the
-    // uninstaller looks in that is a link into itself is named as left out.
-    const QByteArray other = FileLocation::encode(root.path("Applications/Other.app"));
-    QVERIFY(std::rename(other.constData(),
-                        (other.left(other.size() - 4) + "\xff.app").constData()) == 0);
+    // A folder the uninstaller looks in that is a link into itself is named as left out.
     home.symlink("Library/Caches", home.path("Library/Caches"));
 
     const QJsonObject listed = run({"uninstaller"});
@@ -129,34 +122,24 @@ void TestProbe::uninstallerSelectsByNameOrPath()
     QCOMPARE(
         listed.value("skipped").toArray(),
         QJsonArray({QJsonObject{{"path", home.path("Library/Caches")}, {"reason", "linkLoop"}}}));
-    QCOMPARE(listed.value("statusText").toString(),
-             QStringLiteral("Se encontraron 3 aplicaciones."));
     QVERIFY(!listed.contains("kept"));
     const QJsonArray apps = listed.value("items").toArray();
-    QCOMPARE(apps.size(), 3);
-    for (const QJsonValue &value : apps) {
-        const QJsonObject app = value.toObject();
-        const bool twin = app.value("name") == QStringLiteral("Twin");
-        const QString url =
-            twin ? app.value("url").toString() : root.path("Applications/Other\uFFFD.app");
-        // The other installation stays: the log is kept for it.
-        const QJsonArray related{
-            QJsonObject{{"url", log},
-                        {"matchedBy", "identifier"},
-                        {"kept", true},
-                        {"keptBecause", "También es de otra instalación de Twin."}}};
-        QCOMPARE(without(app, {"appSize", "relatedSize", "version", "bundleIdentifier"}),
-                 (QJsonObject{{"name", twin ? "Twin" : "Other\uFFFD"},
-                              {"url", url},
-                              {"related", twin ? related : QJsonArray()},
-                              {"relatedFiles", twin ? QJsonArray{log} : QJsonArray()}}));
-        QVERIFY(app.contains("appSize") && app.contains("relatedSize") && app.contains("version"));
-        QCOMPARE(app.value("bundleIdentifier"),
-                 twin ? QJsonValue("com.example.twin") : QJsonValue());
-        QCOMPARE(app.value("version").toString(), twin ? QStringLiteral("Sin versión") : "2.0");
-    }
+    QCOMPARE(apps.size(), 2);
+    // Each installation leaves the log to the other.
+    const QJsonObject app = apps.first().toObject();
+    QVERIFY(app.contains("appSize") && app.contains("relatedSize") && app.contains("url"));
+    QCOMPARE(
+        without(app, {"appSize", "relatedSize", "url"}),
+        (QJsonObject{{"name", "Twin"},
+                     {"bundleIdentifier", "com.example.twin"},
+                     {"version", "Sin versión"},
+                     {"related", QJsonArray{QJsonObject{
+                                     {"url", log},
+                                     {"matchedBy", "identifier"},
+                                     {"kept", true},
+                                     {"keptBecause", "También es de otra instalación de Twin."}}}},
+                     {"relatedFiles", QJsonArray{log}}}));
 
-    // One installation alone leaves the log to the other, and says so.
     const QJsonObject one =
         run({"uninstaller", "--select-path", home.path("Applications/Twin.app"), "--uninstall"});
     QCOMPARE(one.value("kept").toArray(), QJsonArray({log}));
@@ -171,10 +154,8 @@ void TestProbe::uninstallerSelectsByNameOrPath()
              QStringLiteral("2 aplicación(es) movidas a la Papelera."));
     QCOMPARE(removed.value("kept").toArray(), QJsonArray());
     QVERIFY(removed.value("selected").toArray().isEmpty());
+    QVERIFY(removed.value("items").toArray().isEmpty());
     QVERIFY(!QFile::exists(log));
-    QCOMPARE(removed.value("items").toArray().size(), 1);
-    QCOMPARE(removed.value("items").toArray().first().toObject().value("name").toString(),
-             QStringLiteral("Other\uFFFD"));
     int code = 0;
     run({"uninstaller", "--select", "Nope"}, &code);
     QCOMPARE(code, 2);
