@@ -40,7 +40,7 @@ QList<std::pair<const char *, qint64>> totalsOf(const MacTree &tree)
         {"recoverableDuplicateSize",
          onDisk(tree, documents + "copy.bin") + onDisk(tree, documents + "zeros.bin")},
         {"cleanupItemsCount", 3},
-        {"cleanupSize", 5000 + 2 * 700},
+        {"cleanupSize", 30 * MiB + 2 * 700},
         {"applicationsCount", 4},
         {"dangerousCount", 6},
         {"suspiciousCount", 5},
@@ -57,7 +57,10 @@ void fillHome(MacTree &tree)
     r.file("Users/ana/Documents/b/copy.bin", QByteArray(11 * MiB, 'x'));
     r.allocatedFile("Users/ana/Documents/a/zeros.bin", 12 * MiB);
     r.allocatedFile("Users/ana/Documents/b/zeros.bin", 12 * MiB);
-    r.file("Users/ana/Library/Caches/com.example.cache/data", QByteArray(5000, 'c'));
+    // Large and old enough for the smart selection's balanced mode.
+    r.sparseFile("Users/ana/Library/Caches/com.example.cache/data", 30 * MiB);
+    r.setModificationTime("Users/ana/Library/Caches/com.example.cache",
+                          QDateTime::currentDateTimeUtc().addDays(-10));
     for (const char *cache : {"org.one/data", "org.two/data"})
         r.file(QStringLiteral("Users/ana/Library/Caches/") + cache, QByteArray(700, 'c'));
     // Each unsigned application is also one to review; so is each installer.
@@ -131,6 +134,11 @@ void TestFullAnalysis::stepsTextsProgressAndTotals()
         distinct << value;
     }
     QCOMPARE(distinct.size(), kTotals.size());
+    // A module opened from the summary shows what its own scan selects: the
+    // smart selection of the stored mode, every dangerous and suspicious finding.
+    QCOMPARE(coordinator.cleanupScanner()->selectedItemIDs(),
+             QSet<QString>({tree.root.path("Users/ana/Library/Caches/com.example.cache")}));
+    QCOMPARE(coordinator.protectionScanner()->selectedCount(), 6 + 5);
 
     // The probe prints the same run.
     QProcess probe;
