@@ -65,6 +65,7 @@ void shootLongScan(ShotSession &session, const QString &module, const QString &n
     screen->setProperty("minimumSizeMB", minimumMB);
     ShotGate::close(gate);
     scanner->scan(folder, minimumMB);
+    session.drawNow();
     if (!session.waitFor([] { return ShotGate::reached(); }, 20000))
         session.failed(name + QStringLiteral(": the scan never reached the gate"));
     // What it counted before the gate is all it counts: a few turns of the

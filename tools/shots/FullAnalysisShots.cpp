@@ -19,6 +19,7 @@ void shootFullAnalysis(ShotSession &session)
     // the same step and figures on every run.
     ShotGate::close(ShotGate::Point::folder);
     QMetaObject::invokeMethod(button, "clicked");
+    session.drawNow();
     if (!session.waitFor([] { return ShotGate::reached(); }, 20000) || !coordinator->isRunning())
         session.failed(QStringLiteral("the full analysis did not start"));
     session.settle(400);

@@ -2,6 +2,7 @@
 
 #include "DiskStatus.h"
 
+#include <QAnimationDriver>
 #include <QCoreApplication>
 #include <QDir>
 #include <QElapsedTimer>
@@ -9,9 +10,41 @@
 #include <QQuickItem>
 #include <QQuickWindow>
 #include <QVariant>
+#include <algorithm>
 #include <cstdio>
 
-ShotSession::ShotSession(const QString &outDir) : m_outDir(outDir) {}
+// The animations' clock: it moves only while the shots settle, and by exactly
+// the time they settle, so a spinner or a fade is at the same point on every
+// run whatever the machine's speed.
+class ShotAnimationClock : public QAnimationDriver
+{
+public:
+    qint64 elapsed() const override { return m_ms - m_startMs; }
+    void step(qint64 ms)
+    {
+        m_ms += ms;
+        advance();
+    }
+
+protected:
+    void start() override
+    {
+        m_startMs = m_ms;
+        QAnimationDriver::start();
+    }
+
+private:
+    qint64 m_ms = 0;
+    qint64 m_startMs = 0;
+};
+
+ShotSession::ShotSession(const QString &outDir)
+    : m_outDir(outDir), m_clock(std::make_unique<ShotAnimationClock>())
+{
+    m_clock->install();
+}
+
+ShotSession::~ShotSession() = default;
 
 bool ShotSession::start()
 {
@@ -44,9 +77,15 @@ void ShotSession::fixDiskFigures()
 
 void ShotSession::settle(int ms)
 {
+    constexpr int kFrameMs = 16;
     QElapsedTimer timer;
     timer.start();
-    while (timer.elapsed() < ms) {
+    for (int animated = 0; animated < ms || timer.elapsed() < ms;) {
+        if (animated < ms) {
+            const int step = std::min(kFrameMs, ms - animated);
+            m_clock->step(step);
+            animated += step;
+        }
         QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
         // Closed screens are deleted later; outside a running event loop that
         // only happens when asked.
@@ -113,6 +152,11 @@ void ShotSession::resize(int width, int height)
 {
     m_window->resize(width, height);
     settle(300);
+}
+
+void ShotSession::drawNow()
+{
+    (void)m_window->grabWindow();
 }
 
 bool ShotSession::shoot(const QString &name)

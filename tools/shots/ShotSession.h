@@ -4,15 +4,18 @@
 
 #include <QString>
 #include <functional>
+#include <memory>
 
 class QQuickWindow;
 class QQuickItem;
+class ShotAnimationClock;
 
 // Loads the real main window once and photographs it in each state.
 class ShotSession
 {
 public:
     explicit ShotSession(const QString &outDir);
+    ~ShotSession();
 
     bool start();
     // Renders every shot; returns how many could not be written.
@@ -22,6 +25,10 @@ public:
     bool shoot(const QString &name);
     // Without letting the event loop run first, so a state about to end is kept.
     bool shootNow(const QString &name);
+    // Draws a frame at once: an animator asked to run starts with the next
+    // frame, so a spinner shown by what was just done starts at the same moment
+    // of the animations' clock on every run.
+    void drawNow();
     void resize(int width, int height);
     void settle(int ms = 150);
     bool waitFor(const std::function<bool()> &condition, int timeoutMs = 60000);
@@ -37,6 +44,7 @@ public:
 
 private:
     QString m_outDir;
+    std::unique_ptr<ShotAnimationClock> m_clock; // installed before the window exists
     VelmoraApp m_app;
     QQuickWindow *m_window = nullptr;
     QObject *m_content = nullptr;
