@@ -211,6 +211,7 @@ Popup {
                  + (sheet.pendingOrigin.length > 0 ? sheet.pendingOrigin : "tu carpeta personal")
                  + "."
         confirmText: "Restaurar"
+        confirmAccent: VelmoraTheme.blue
         onConfirmed: {
             if (sheet.pendingRecord !== "")
                 sheet.manager.restore(sheet.pendingRecord);

@@ -1,6 +1,7 @@
 #include "CleanupScanner.h"
 #include "DuplicateScanner.h"
 #include "FolderScanner.h"
+#include "ProtectionScanner.h"
 #include "ShotSession.h"
 #include "StorageScanner.h"
 #include "SystemLayout.h"
@@ -189,8 +190,12 @@ void shootMinimumSize(ShotSession &session)
         if (auto *s = qobject_cast<StorageScanner *>(scanner)) {
             screen->setProperty("minimumSizeMB", 100);
             s->scan(SystemLayout::homeFolder(), 100);
-        } else if (auto *s = qobject_cast<DuplicateScanner *>(scanner))
+        } else if (auto *s = qobject_cast<DuplicateScanner *>(scanner)) {
             s->scan(SystemLayout::homeFolder(), 10);
+        } else if (auto *s = qobject_cast<ProtectionScanner *>(scanner)) {
+            s->configureAutomaticLocations();
+            s->runFullScan();
+        }
         if (scanner)
             session.waitFor([&] {
                 return scanner->property("completedScanCount").toInt() >= 1 &&
