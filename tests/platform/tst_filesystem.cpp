@@ -323,40 +323,31 @@ void TestFileSystem::moveAcrossFileSystems()
         unmount(other);
 }
 
-namespace {
-class AnsweringChooser : public FolderChooser
-{
-public:
-    QString answer;
-    FolderRequest lastRequest;
-    void choose(const FolderRequest &request, QObject *context, Answer onChosen) override
-    {
-        lastRequest = request;
-        FolderChooser::choose(request, context, std::move(onChosen));
-        answer.isNull() ? reject() : accept(answer);
-    }
-};
-} // namespace
-
 void TestFileSystem::folderChooserAnswersOnlyAChosenFolder()
 {
-    AnsweringChooser chooser;
-    FolderChooser::setCurrent(&chooser);
-    QObject context;
-    QStringList chosen;
-    const FolderRequest request{QStringLiteral("T"), QStringLiteral("M"), QStringLiteral("P")};
-    // Cancelled, OK without a folder, then a folder as a URL.
-    for (const QString &answer : {QString(), QString(""), QStringLiteral("file:///srv/a%20b")}) {
-        chooser.answer = answer;
-        FolderChooser::current()->choose(request, &context,
-                                         [&](const QString &folder) { chosen << folder; });
-    }
-    QCOMPARE(chosen, QStringList({"/srv/a b"}));
-    QCOMPARE(chooser.lastRequest.prompt, QStringLiteral("P"));
-
-    FolderChooser::setCurrent(nullptr);
     FolderChooser *app = FolderChooser::current();
     QCOMPARE(FolderChooser::create(nullptr, nullptr), app);
+    QObject context;
+    QStringList answered;
+    const FolderRequest request{QStringLiteral("T"), QStringLiteral("M"), QStringLiteral("P")};
+    QSignalSpy asked(app, &FolderChooser::requested);
+    const auto ask = [&](const QString &tag) {
+        app->choose(request, &context, [&answered, tag](const QString &f) { answered << tag + f; });
+    };
+    // Cancelled, OK without a folder, then a folder as a URL.
+    ask("cancelled ");
+    app->reject();
+    ask("empty ");
+    app->accept(QString(""));
+    ask("url ");
+    app->accept(QStringLiteral("file:///srv/a%20b"));
+    QCOMPARE(answered, QStringList({"url /srv/a b"}));
+    QCOMPARE(asked.first(), QVariantList({"T", "M", "P"})); // to the dialog, in order
+    // A request whose dialog went away unanswered never blocks the next one.
+    ask("first ");
+    ask("second ");
+    app->accept(QStringLiteral("/srv"));
+    QCOMPARE(answered.last(), QStringLiteral("second /srv"));
     // The asker may be gone when the answer comes.
     auto *shortLived = new QObject;
     bool called = false;
@@ -364,14 +355,6 @@ void TestFileSystem::folderChooserAnswersOnlyAChosenFolder()
     delete shortLived;
     app->accept(QStringLiteral("/srv"));
     QVERIFY(!called);
-    QVERIFY(!app->isWaiting());
-    // A request whose dialog went away unanswered never blocks the next one.
-    QStringList answered;
-    app->choose(request, &context, [&](const QString &f) { answered << "first " + f; });
-    app->choose(request, &context, [&](const QString &f) { answered << "second " + f; });
-    app->accept(QStringLiteral("/srv"));
-    QCOMPARE(answered, QStringList({"second /srv"}));
-    app->reject();
     QVERIFY(!app->isWaiting());
 }
 
