@@ -83,11 +83,11 @@ QStringList unnamedControls(QQuickItem *root)
     return missing;
 }
 
+// Rows a list is still making get their names as they finish: wait for that.
 #define VERIFY_NAMED(app)                                                                          \
-    do {                                                                                           \
-        const QStringList missing_ = unnamedControls((app).window()->contentItem());               \
-        QVERIFY2(missing_.isEmpty(), qPrintable(missing_.join(QLatin1String(", "))));              \
-    } while (false)
+    QTRY_VERIFY2(                                                                                  \
+        unnamedControls((app).window()->contentItem()).isEmpty(),                                  \
+        qPrintable(unnamedControls((app).window()->contentItem()).join(QLatin1String(", "))))
 
 } // namespace
 
