@@ -14,9 +14,8 @@ AbstractButton {
     property int pixelSize: 11
 
     padding: 0
+    // Return presses it as any focused button (KeyboardNavigation), Space by itself.
     focusPolicy: Qt.StrongFocus
-    Keys.onReturnPressed: clicked()
-    Keys.onEnterPressed: clicked()
     Accessible.role: Accessible.Button
     Accessible.name: text
     Accessible.checkable: true
