@@ -1,6 +1,5 @@
 #include "FileLocation.h"
 #include "FileWalker.h"
-#include "FolderChooser.h"
 #include "RegularFileWalk.h"
 #include "StorageScanner.h"
 #include "TestEnvironment.h"
@@ -46,19 +45,6 @@ struct Home
     {
         scanner.moveSelectedToTrash();
         return QTest::qWaitFor([&] { return !scanner.isRemoving(); }, 10000);
-    }
-};
-
-class ScriptedChooser : public FolderChooser
-{
-public:
-    QString answer; // null: cancel
-    int asked = 0;
-    void choose(const FolderRequest &r, QObject *context, Answer onChosen) override
-    {
-        ++asked;
-        FolderChooser::choose(r, context, std::move(onChosen));
-        answer.isNull() ? reject() : accept(answer);
     }
 };
 
@@ -133,22 +119,8 @@ void TestStorageScanner::statusTextsAndFolders()
     Home h;
     h.tree.allocatedFile("Downloads/one.dmg", 2 * MiB);
     h.tree.allocatedFile("Downloads/two.dmg", 2 * MiB);
-    ScriptedChooser chooser;
-    FolderChooser::setCurrent(&chooser);
-    const auto restore = qScopeGuard([] { FolderChooser::setCurrent(nullptr); });
     QCOMPARE(h.scanner.statusText(), QStringLiteral("Selecciona una carpeta para comenzar."));
-
-    // Cancelling the chooser changes nothing.
-    QSignalSpy status(&h.scanner, &ScannerBase::statusTextChanged);
-    h.scanner.chooseFolderAndScan(1);
-    QCOMPARE(chooser.asked, 1);
-    QCOMPARE(status.count(), 0);
-    QVERIFY(h.scanner.selectedFolder().isEmpty() && !h.scanner.isScanning());
-
-    chooser.answer = h.tree.path("Downloads");
-    h.scanner.chooseFolderAndScan(1);
-    QTRY_COMPARE(h.scanner.completedScanCount(), 1);
-    QCOMPARE(status.count(), 2);
+    QVERIFY(h.scan(h.tree.path("Downloads"), 1));
     QCOMPARE(h.scanner.statusText(), QStringLiteral("Se encontraron 2 archivos grandes."));
     QCOMPARE(h.scanner.selectedFolder(), h.tree.path("Downloads"));
 

@@ -62,20 +62,14 @@ public:
     }
     Q_INVOKABLE QString preference(const QString &key) const { return Preferences::string(key); }
 
-    // An application bundle in the system root ("root") or the home ("home") with
-    // `megabytes` reserved inside; an empty identifier leaves it out.
-    Q_INVOKABLE QString application(const QString &where, const QString &name,
-                                    const QString &identifier, double megabytes)
+    // An application bundle in the system root with `megabytes` reserved inside.
+    Q_INVOKABLE void application(const QString &name, const QString &identifier, double megabytes)
     {
-        TreeBuilder tree(where == QLatin1String("home") ? home() : m_env.root());
-        QVariantMap info{{QStringLiteral("CFBundleShortVersionString"), QStringLiteral("1.0")}};
-        if (!identifier.isEmpty())
-            info.insert(QStringLiteral("CFBundleIdentifier"), identifier);
+        TreeBuilder tree(m_env.root());
         const QString bundle = QStringLiteral("Applications/") + name + QStringLiteral(".app");
-        tree.bundle(bundle, info, false, 0);
+        tree.bundle(bundle, {{QStringLiteral("CFBundleIdentifier"), identifier}}, false, 0);
         tree.allocatedFile(bundle + QStringLiteral("/Contents/Resources/data.bin"),
                            qint64(megabytes * 1024 * 1024));
-        return tree.path(bundle);
     }
     Q_INVOKABLE void clearApplications()
     {
