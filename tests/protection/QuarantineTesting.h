@@ -2,9 +2,9 @@
 
 #include "FileLocation.h"
 #include "ProtectionQuarantineManager.h"
+#include "TestEnvironment.h"
 
 #include <QAbstractItemModelTester>
-#include <QDir>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -90,10 +90,7 @@ struct LoadedQuarantine : ProtectionQuarantineManager
 
 inline QByteArray contents(const QString &path)
 {
-    QFile file;
-    FILE *f = fopen(FileLocation::encode(path).constData(), "r");
-    return f && file.open(f, QIODevice::ReadOnly, QFile::AutoCloseHandle) ? file.readAll()
-                                                                          : QByteArray("<missing>");
+    return fileContents(FileLocation::encode(path));
 }
 
 inline bool exists(const QString &path)
@@ -106,13 +103,6 @@ inline QStringList quarantineEntries(const QString &folder)
 {
     return QDir(folder).entryList(QDir::AllEntries | QDir::Hidden | QDir::System |
                                   QDir::NoDotAndDotDot);
-}
-
-inline void writeIndex(const QByteArray &bytes)
-{
-    QFile index(indexPath());
-    QVERIFY(index.open(QIODevice::WriteOnly | QIODevice::Truncate));
-    index.write(bytes);
 }
 
 inline QJsonObject runProbe(const QStringList &args, const QProcessEnvironment &env = {},

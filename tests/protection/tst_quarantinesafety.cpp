@@ -2,7 +2,6 @@
 #include "FileLocation.h"
 #include "MacTree.h"
 #include "ProtectionScanner.h"
-#include "ProtectionTrustStore.h"
 #include "QuarantineTesting.h"
 #include "StorageScanner.h"
 #include "TreeBuilder.h"
@@ -11,9 +10,8 @@
 #include <QtTest>
 
 // The quarantine kept whole: a process killed in the middle of every step, the
-// scanner's selection and trust, the walks that must never offer its contents,
-// the uninstaller that must never move it, the probe's reports, records that
-// point elsewhere, and items that changed or whose place is taken.
+// other modules that must never offer or move its contents, records that point
+// elsewhere, and restores that must not go through.
 using namespace QuarantineTesting;
 
 class TestQuarantineSafety : public QObject
@@ -22,12 +20,8 @@ class TestQuarantineSafety : public QObject
 
 private slots:
     void killedAtEveryStepLosesNothing();
-    void scannerSelectionTrustAndQuarantine();
     void otherModulesLeaveTheQuarantineAlone();
-    void probeReportsScanTrustAndQuarantine();
-    void recordsPointingElsewhereAreNeverFollowed();
-    void homeUnderAnotherSpelling();
-    void occupiedOrChangedItemsStay();
+    void recordsAndRestoresThatMustNotGoThrough();
 };
 
 namespace {
@@ -65,11 +59,10 @@ struct CrashTree : MacTree
         QVERIFY2(records() == recovered, qPrintable(when + ": the recovery was not kept"));
         QSet<QString> recordedOriginals, recordedFiles;
         for (const QJsonValue &v : recovered) {
-            const QJsonObject r = v.toObject();
-            QVERIFY2(exists(r.value("quarantinePath").toString()), qPrintable(when));
-            recordedOriginals.insert(r.value("originalPath").toString());
-            recordedFiles.insert(
-                FileLocation::lastPathComponent(r.value("quarantinePath").toString()));
+            const QString at = v.toObject().value("quarantinePath").toString();
+            QVERIFY2(exists(at), qPrintable(when));
+            recordedOriginals.insert(v.toObject().value("originalPath").toString());
+            recordedFiles.insert(FileLocation::lastPathComponent(at));
         }
         for (const QString &original : originals) {
             const bool trashed =
@@ -118,53 +111,6 @@ void TestQuarantineSafety::killedAtEveryStepLosesNothing()
         }
         QVERIFY2(kills >= run.kills, run.action);
     }
-}
-
-void TestQuarantineSafety::scannerSelectionTrustAndQuarantine()
-{
-    MacTree tree;
-    const QString run = tree.root.file("Users/ana/Downloads/run.sh", "#!/bin/sh\n");
-    const QString fix = tree.root.file("Users/ana/Downloads/fix.command", "#!/bin/sh\n");
-    const QString keep = tree.root.file("Users/ana/Downloads/keep.sh", "#!/bin/sh\n");
-
-    ProtectionTrustStore trust;
-    LoadedQuarantine manager;
-    ProtectionScanner scanner;
-    scanner.setTrustStore(&trust);
-    scanner.setQuarantine(&manager);
-    scanner.runFullScan();
-    QTRY_VERIFY_WITH_TIMEOUT(scanner.completedScanCount() == 1, 30000);
-    scanner.selectRecommendedFindings();
-    QCOMPARE(scanner.selectedCount(), 3);
-
-    // Trusting takes a finding out of the selection and out of every later
-    // recommended selection, and is remembered.
-    scanner.toggleTrust(keep);
-    QCOMPARE(scanner.selectedCount(), 2);
-    scanner.selectRecommendedFindings();
-    QCOMPARE(scanner.selectedCount(), 2);
-    QVERIFY(ProtectionTrustStore().isTrusted(keep));
-    scanner.toggleSelection(keep); // not selectable while trusted
-    QCOMPARE(scanner.selectedCount(), 2);
-
-    // One selected item vanishes before the move: it is skipped, the other goes.
-    QVERIFY(QFile::remove(fix));
-    scanner.quarantineSelected();
-    QTRY_VERIFY_WITH_TIMEOUT(!manager.isWorking() && !scanner.hasSelection(), 30000);
-    QCOMPARE(manager.recordCount(), 1);
-    QVERIFY(!exists(run));
-    QStringList left;
-    for (const SecurityFinding &f : scanner.findings())
-        left << f.name;
-    QVERIFY(!left.contains("run.sh"));
-    QVERIFY(left.contains("keep.sh"));
-
-    // Untrusting makes it selectable again.
-    scanner.toggleTrust(keep);
-    QVERIFY(!ProtectionTrustStore().isTrusted(keep));
-    scanner.selectRecommendedFindings();
-    QCOMPARE(scanner.selectedFindings().size(), 1);
-    QCOMPARE(scanner.selectedFindings().first().url, keep);
 }
 
 // The other modules never offer what the quarantine holds, nor move it: not
@@ -219,57 +165,20 @@ void TestQuarantineSafety::otherModulesLeaveTheQuarantineAlone()
     uninstaller.toggleSelection(uninstaller.applications().first());
     uninstaller.uninstallSelected();
     QTRY_VERIFY_WITH_TIMEOUT(!uninstaller.isRemoving(), 30000);
-    QVERIFY(!exists(app));
-    QVERIFY(!exists(cache));
+    QVERIFY(!exists(app) && !exists(cache));
     for (const ProtectionQuarantineRecord &r : manager.records())
         QVERIFY2(exists(r.quarantinePath), qPrintable(r.quarantinePath));
     QCOMPARE(LoadedQuarantine().recordCount(), 2);
 }
 
-void TestQuarantineSafety::probeReportsScanTrustAndQuarantine()
-{
-    MacTree tree;
-    const QString run = tree.root.file("Users/ana/Downloads/run.sh", "#!/bin/sh\n");
-    const QString keep = tree.root.file("Users/ana/Downloads/keep.sh", "#!/bin/sh\n");
-    tree.root.file("Library/LaunchDaemons/com.x.plist", "x");
-
-    // A scan: findings, counts and the recommended selection, once the trust
-    // is stored.
-    const QJsonObject scanned = runProbe({"protection", "--trust", keep});
-    QCOMPARE(scanned.value("counts").toObject(),
-             QJsonObject({{"dangerous", 0}, {"suspicious", 2}, {"review", 1}, {"safe", 0}}));
-    const QJsonObject script = scanned.value("items").toArray()[0].toObject();
-    QCOMPARE(script.value("url").toString(), keep);
-    QCOMPARE(script.value("type").toString(), QStringLiteral("script"));
-    QCOMPARE(script.value("level").toString(), QStringLiteral("suspicious"));
-    QCOMPARE(script.value("teamIdentifier"), QJsonValue(QJsonValue::Null));
-    QCOMPARE(scanned.value("selected").toArray(), QJsonArray({run}));
-
-    // The selection moved; the trusted item stays.
-    const QJsonObject out = runProbe({"protection", "--quarantine-selected"});
-    QCOMPARE(out.value("selected").toArray(), QJsonArray());
-    QCOMPARE(out.value("quarantine").toObject(),
-             QJsonObject({{"statusText", "1 elemento(s) en cuarentena."},
-                          {"errorMessage", QJsonValue::Null}}));
-    QVERIFY(exists(keep) && !exists(run));
-
-    const QJsonObject record = runProbe({"quarantine"}).value("records").toArray()[0].toObject();
-    QCOMPARE(record.value("originalPath").toString(), run);
-    const QJsonObject restored =
-        runProbe({"quarantine", "--restore", record.value("id").toString()});
-    QCOMPARE(restored.value("statusText").toString(), QStringLiteral("run.sh fue restaurado."));
-    QCOMPARE(restored.value("records").toArray(), QJsonArray());
-    QVERIFY(exists(run));
-}
-
-void TestQuarantineSafety::recordsPointingElsewhereAreNeverFollowed()
+void TestQuarantineSafety::recordsAndRestoresThatMustNotGoThrough()
 {
     MacTree tree;
     LoadedQuarantine().recordCount(); // makes the folder
+    // One record names a file outside the folder; another lies inside it but is
+    // a link to that file. Only the link is kept, and it moves as a link.
     const QString precious = tree.root.file("Users/ana/Documents/tax.pdf", "precious");
     const QString inside = quarantineFolder() + "/" + kId + "_link";
-    // One record names a file outside the folder; another lies inside it but is
-    // a link to that file.
     QVERIFY(QFile::link(precious, inside));
     const auto record = [&](const QString &id, const QString &from, const QString &at) {
         return QJsonObject{{"id", id},
@@ -279,80 +188,59 @@ void TestQuarantineSafety::recordsPointingElsewhereAreNeverFollowed()
                            {"size", 8},
                            {"quarantinedAt", 1.0}};
     };
-    writeIndex(QJsonDocument(QJsonArray{record(otherId('8'), "tax.pdf", precious),
-                                        record(kId, "link", inside)})
-                   .toJson());
+    TreeBuilder(quarantineFolder())
+        .file("records.json", QJsonDocument(QJsonArray{record(otherId('8'), "tax.pdf", precious),
+                                                       record(kId, "link", inside)})
+                                  .toJson());
     LoadedQuarantine manager;
     QCOMPARE(manager.recordCount(), 1);
-    QCOMPARE(manager.records().first().id, kId);
-    // Restoring the link moves the link, never what it points at.
     manager.restoreNow(kId);
-    QCOMPARE(contents(precious), QByteArray("precious"));
-    QVERIFY(QFileInfo(tree.home + "/Downloads/link").isSymLink());
     manager.trashNow(otherId('8'));
     QCOMPARE(contents(precious), QByteArray("precious"));
-
-    // A restore only ever goes into the home or the applications folder.
-    const QString item = tree.root.file("Users/ana/Downloads/c.sh", "c");
-    manager.take({item});
-    writeIndex(
-        contents(indexPath())
-            .replace(QFile::encodeName(item), QFile::encodeName(tree.root.path("Library/c.sh"))));
-    LoadedQuarantine again;
-    QCOMPARE(again.recordCount(), 1);
-    again.restoreNow(again.records().first().id);
-    QCOMPARE(again.errorMessage(),
-             QStringLiteral("No se pudo restaurar: La ubicación original está fuera de la carpeta "
-                            "personal y de Aplicaciones."));
-    QVERIFY(!exists(tree.root.path("Library/c.sh")));
-    QCOMPARE(again.recordCount(), 1);
-}
-
-// The same home under another spelling (through a link) keeps every record,
-// and a restore finds its way back.
-void TestQuarantineSafety::homeUnderAnotherSpelling()
-{
-    MacTree tree;
-    const QString item = tree.root.file("Users/ana/Downloads/run.sh", "x");
-    LoadedQuarantine().take({item});
-    const QString linked = tree.root.symlink("home-link", tree.home);
-    qputenv("HOME", QFile::encodeName(linked));
-    LoadedQuarantine manager;
-    QCOMPARE(manager.recordCount(), 1);
-    QCOMPARE(manager.records().first().originalPath, linked + "/Downloads/run.sh");
-    manager.restoreNow(manager.records().first().id);
-    QCOMPARE(manager.errorMessage(), QString());
-    QCOMPARE(contents(item), QByteArray("x"));
-}
-
-void TestQuarantineSafety::occupiedOrChangedItemsStay()
-{
-    // A restore onto an occupied path keeps both where they are.
-    MacTree tree;
-    const QString item = tree.root.file("Users/ana/Downloads/run.sh", "quarantined");
-    LoadedQuarantine manager;
-    manager.take({item});
-    QCOMPARE(manager.recordCount(), 1);
-    tree.root.file("Users/ana/Downloads/run.sh", "new one");
-    manager.restoreNow(manager.records().first().id);
-    QCOMPARE(manager.errorMessage(),
-             QStringLiteral("No se pudo restaurar: Ya existe un elemento con ese nombre en la "
-                            "ubicación original."));
-    QCOMPARE(contents(item), QByteArray("new one"));
-    QCOMPARE(manager.recordCount(), 1);
-    QCOMPARE(contents(manager.records().first().quarantinePath), QByteArray("quarantined"));
+    QVERIFY(QFileInfo(tree.home + "/Downloads/link").isSymLink());
 
     // An item changed since the scan stays where it is.
+    const QString item = tree.root.file("Users/ana/Downloads/run.sh", "quarantined");
+    const QString elsewhere = tree.root.file("Users/ana/Downloads/c.sh", "c");
     const QString changed = tree.root.file("Users/ana/Downloads/b.sh", "scanned");
     const SecurityFinding stale = findingFor(changed);
     QVERIFY(QFile::remove(changed));
     tree.root.file("Users/ana/Downloads/b.sh", "replaced after the scan");
-    manager.quarantine({stale});
+    manager.quarantine({findingFor(item), findingFor(elsewhere), stale});
     waitIdle(manager);
     QCOMPARE(manager.errorMessage(),
              QStringLiteral("No se pudo mover b.sh: El elemento cambió desde el análisis."));
     QCOMPARE(contents(changed), QByteArray("replaced after the scan"));
-    QCOMPARE(manager.recordCount(), 1);
+    QCOMPARE(manager.recordCount(), 2);
+
+    // The same home under another spelling (through a link) keeps every record
+    // and names its origins by it. A restore goes only into the home or the
+    // applications folder, and never over what took the item's place.
+    TreeBuilder(quarantineFolder())
+        .file("records.json", contents(indexPath())
+                                  .replace(QFile::encodeName(elsewhere),
+                                           QFile::encodeName(tree.root.path("Library/c.sh"))));
+    tree.root.file("Users/ana/Downloads/run.sh", "new one");
+    const QString linked = tree.root.symlink("home-link", tree.home);
+    qputenv("HOME", QFile::encodeName(linked));
+    LoadedQuarantine again;
+    QCOMPARE(again.recordCount(), 2);
+    again.restoreNow(again.recordOf(tree.root.path("Library/c.sh")).id);
+    QCOMPARE(again.errorMessage(),
+             QStringLiteral("No se pudo restaurar: La ubicación original está fuera de la carpeta "
+                            "personal y de Aplicaciones."));
+    QVERIFY(!exists(tree.root.path("Library/c.sh")));
+    const QString restored = linked + "/Downloads/run.sh";
+    again.restoreNow(again.recordOf(restored).id);
+    QCOMPARE(again.errorMessage(),
+             QStringLiteral("No se pudo restaurar: Ya existe un elemento con ese nombre en la "
+                            "ubicación original."));
+    QCOMPARE(contents(item), QByteArray("new one"));
+    QVERIFY(QFile::remove(item));
+    again.restoreNow(again.recordOf(restored).id);
+    QCOMPARE(again.errorMessage(), QString());
+    QCOMPARE(contents(item), QByteArray("quarantined"));
+    QCOMPARE(again.recordCount(), 1);
 }
 
 QTEST_GUILESS_MAIN(TestQuarantineSafety)

@@ -58,7 +58,7 @@ MUTANTS = [
          tests="tst_protectionscanner"),
     # Trust.
     dict(name="trust: untrusting keeps the trust", file="src/protection/ProtectionTrustStore.cpp",
-         old="    ids.remove(id);", new="    ids.insert(id);", tests="tst_quarantinesafety"),
+         old="    ids.remove(id);", new="    ids.insert(id);", tests="tst_protectionscanner$"),
     dict(name="counts: the summary's dangerous count read from the suspicious one",
          file='src/protection/ProtectionScanner.h',
          old='    int dangerousCount() const { return Findings::counts(findings()).dangerous; }',
@@ -72,7 +72,7 @@ MUTANTS = [
          file="src/protection/ProtectionScanner.cpp",
          old="    if (!status.isNull() && !isScanning())\n        setStatusText(status);",
          new="    if (!status.isNull() && isScanning())\n        setStatusText(status);",
-         tests="tst_protectionscanner$|tst_quarantinesafety"),
+         tests="tst_protectionscanner$"),
     dict(name="put back: an item restored is not rated again",
          file="src/protection/ProtectionScanner.cpp",
          old="    if (!restoredPath.isNull())\n        rateRestored(restoredPath);",
