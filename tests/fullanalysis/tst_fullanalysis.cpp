@@ -1,3 +1,4 @@
+#include "AnalysedMac.h"
 #include "FileLocation.h"
 #include "FullAnalysisCoordinator.h"
 #include "MacTree.h"
@@ -27,9 +28,8 @@ qint64 onDisk(const MacTree &tree, const QString &relative)
                : -1;
 }
 
-// The eleven totals of the tree below, each of its own value, so that a total
-// read from the wrong figure cannot go unnoticed. Sizes on disk are measured:
-// a file system may give a large file a block more than its length.
+// The eleven totals of the analysed Mac. Sizes on disk are measured: a file
+// system may give a large file a block more than its length.
 QList<std::pair<const char *, qint64>> totalsOf(const MacTree &tree)
 {
     const QString documents = QStringLiteral("Users/ana/Documents/a/");
@@ -51,33 +51,8 @@ QList<std::pair<const char *, qint64>> totalsOf(const MacTree &tree)
 
 void fillHome(MacTree &tree)
 {
-    TreeBuilder &r = tree.root;
-    r.allocatedFile("Users/ana/Movies/big.mov", 520 * MiB);
-    r.file("Users/ana/Documents/a/copy.bin", QByteArray(11 * MiB, 'x'));
-    r.file("Users/ana/Documents/b/copy.bin", QByteArray(11 * MiB, 'x'));
-    r.allocatedFile("Users/ana/Documents/a/zeros.bin", 12 * MiB);
-    r.allocatedFile("Users/ana/Documents/b/zeros.bin", 12 * MiB);
-    // Large and old enough for the smart selection's balanced mode.
-    r.sparseFile("Users/ana/Library/Caches/com.example.cache/data", 30 * MiB);
-    r.setModificationTime("Users/ana/Library/Caches/com.example.cache",
-                          QDateTime::currentDateTimeUtc().addDays(-10));
-    for (const char *cache : {"org.one/data", "org.two/data"})
-        r.file(QStringLiteral("Users/ana/Library/Caches/") + cache, QByteArray(700, 'c'));
-    // Each unsigned application is also one to review; so is each installer.
-    for (const char *name : {"Tool", "Editor", "Viewer", "Player"})
-        r.bundle(QStringLiteral("Applications/%1.app").arg(QLatin1String(name)),
-                 {{"CFBundleIdentifier", QStringLiteral("org.%1").arg(QLatin1String(name))}},
-                 false);
-    for (int i = 0; i < 3; ++i)
-        r.file(QStringLiteral("Users/ana/Downloads/setup%1.dmg").arg(i), "dmg");
-    for (int i = 0; i < 5; ++i)
-        r.file(QStringLiteral("Users/ana/Downloads/run%1.sh").arg(i), "#!/bin/sh\n");
-    for (int i = 0; i < 6; ++i)
-        r.plist(QStringLiteral("Users/ana/Library/LaunchAgents/org.agent%1.plist").arg(i),
-                {{"Label", QStringLiteral("org.agent%1").arg(i)},
-                 {"Program", QStringLiteral("/tmp/agent%1.sh").arg(i)},
-                 {"RunAtLoad", true}},
-                false);
+    TreeBuilder home(tree.home);
+    fillAnalysedMac(home, tree.root);
 }
 
 void waitUntilFinished(FullAnalysisCoordinator &coordinator)

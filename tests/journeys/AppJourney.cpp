@@ -34,6 +34,11 @@ void collectShown(QQuickItem *scope, const QString &objectName, QList<QQuickItem
 
 } // namespace
 
+QString AppJourney::textOf(const QQuickItem *item)
+{
+    return item ? item->property("text").toString() : QString();
+}
+
 AppJourney::~AppJourney()
 {
     m_app.reset();
@@ -133,21 +138,18 @@ QStringList AppJourney::selectedRows(const QString &list, const char *role) cons
 
 QString AppJourney::text(const QString &objectName) const
 {
-    const QQuickItem *found = item(objectName);
-    return found ? found->property("text").toString() : QString();
+    return textOf(item(objectName));
 }
 
 QString AppJourney::textIn(const QString &scope, const QString &objectName) const
 {
-    const QQuickItem *found = itemIn(item(scope), objectName);
-    return found ? found->property("text").toString() : QString();
+    return textOf(itemIn(item(scope), objectName));
 }
 
 QString AppJourney::textInRow(const QString &list, const char *role, const QString &value,
                               const QString &objectName) const
 {
-    const QQuickItem *found = itemIn(row(list, role, value), objectName);
-    return found ? found->property("text").toString() : QString();
+    return textOf(itemIn(row(list, role, value), objectName));
 }
 
 bool AppJourney::leave(const QString &banner)
@@ -196,17 +198,16 @@ void AppJourney::watchModels() const
     }
 }
 
-bool AppJourney::chooseFolder(const QString &folder, bool highlightLast)
+bool AppJourney::openChooser()
 {
     return click(QStringLiteral("headerButton")) &&
-           waitFor([this] { return chooserIsOpen(); }, 3000) &&
-           navigateChooser(folder, highlightLast) && click(QStringLiteral("chooserAccept")) &&
-           !chooserIsOpen();
+           waitFor([this] { return chooserIsOpen(); }, 3000);
 }
 
-bool AppJourney::tickRow(const QString &list, const char *role, const QString &value)
+bool AppJourney::chooseFolder(const QString &folder, bool highlightLast)
 {
-    return clickItem(itemIn(row(list, role, value), QStringLiteral("rowCheckBox")));
+    return openChooser() && navigateChooser(folder, highlightLast) &&
+           click(QStringLiteral("chooserAccept")) && !chooserIsOpen();
 }
 
 bool AppJourney::confirmSelectionAction(const QString &dialogTitle)

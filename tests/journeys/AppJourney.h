@@ -43,6 +43,7 @@ public:
     QQuickItem *row(const QString &list, const char *role, const QString &value) const;
     // The `role` of every row of `list` whose checkbox is on, in list order.
     QStringList selectedRows(const QString &list, const char *role) const;
+    static QString textOf(const QQuickItem *item);
     QString text(const QString &objectName) const;
     QString textIn(const QString &scope, const QString &objectName) const;
     QString cardValue(const QString &card) const { return textIn(card, "summaryValue"); }
@@ -53,6 +54,11 @@ public:
     // false when the item is missing, hidden or disabled.
     bool click(const QString &objectName) { return clickItem(item(objectName)); }
     bool clickItem(QQuickItem *item) { return press(item, {}, false); }
+    bool clickInRow(const QString &list, const char *role, const QString &value,
+                    const QString &objectName)
+    {
+        return clickItem(itemIn(row(list, role, value), objectName));
+    }
     bool clickAt(QQuickItem *item, QPointF local) { return press(item, local, false); }
     void key(int key);
 
@@ -67,7 +73,10 @@ public:
     // Holds the open screen's and scanner's list models to the item-model rules.
     void watchModels() const;
     bool chooseFolder(const QString &folder, bool highlightLast);
-    bool tickRow(const QString &list, const char *role, const QString &value);
+    bool tickRow(const QString &list, const char *role, const QString &value)
+    {
+        return clickInRow(list, role, value, QStringLiteral("rowCheckBox"));
+    }
     bool confirmSelectionAction(const QString &dialogTitle = {});
     bool waitForText(const QString &objectName, const QString &text, int timeoutMs = 10000) const;
     bool waitFor(const std::function<bool()> &condition, int timeoutMs = 20000) const
@@ -81,8 +90,9 @@ public:
     // Until the open module's scanner finished `count` scans in all and rests.
     bool waitForScans(int count, int timeoutMs = 30000) const;
 
-    // Finds a folder in the open folder chooser by double-clicking down from the
-    // folder it shows; with `highlightLast` the last level is only highlighted.
+    // The header button's folder chooser, then a folder in it found by double-clicking
+    // down from the folder it shows; with `highlightLast` the last level is only highlighted.
+    bool openChooser();
     bool navigateChooser(const QString &folder, bool highlightLast);
     bool chooserIsOpen() const { return item(QStringLiteral("folderChooser")) != nullptr; }
 

@@ -52,21 +52,18 @@ void FileJourneys::largeFilesChooseScanTrashAndReveal()
     QVERIFY(app.openModule("card_largeFiles", "Archivos grandes"));
     setMinimumTo100(app);
     const QString status = app.text("statusLine");
-    const auto open = [&] {
-        return app.click("headerButton") && app.waitFor([&] { return app.chooserIsOpen(); }, 3000);
-    };
 
     // Cancel, then Escape: each closes the chooser, changes nothing, and the next
     // press opens it again.
-    QVERIFY(open());
+    QVERIFY(app.openChooser());
     QVERIFY(app.click("chooserCancel") && !app.chooserIsOpen());
     QCOMPARE(app.cardValue("cardFolder"), "Sin seleccionar");
     QCOMPARE(app.text("statusLine"), status);
-    QVERIFY2(open(), "opens after Cancel");
+    QVERIFY2(app.openChooser(), "opens after Cancel");
     app.key(Qt::Key_Escape);
     QVERIFY(!app.chooserIsOpen());
     QCOMPARE(app.scanner()->property("completedScanCount").toInt(), 0);
-    QVERIFY2(open(), "opens after Escape");
+    QVERIFY2(app.openChooser(), "opens after Escape");
     QCOMPARE(app.text("chooserMessage"), "Velmora buscará archivos grandes sin eliminarlos.");
     QCOMPARE(app.text("chooserPath"), app.home());
     // The keyboard alone: Down highlights the first folder, the next Down the
@@ -93,10 +90,9 @@ void FileJourneys::largeFilesChooseScanTrashAndReveal()
     QCOMPARE(app.cardValue("cardSelected"), "0 KB");
 
     // With no file viewer on the machine the user is told so in the window.
-    QQuickItem *row = app.row("fileList", "name", "b-roll.mov");
     const QByteArray path = qgetenv("PATH");
     qputenv("PATH", QFile::encodeName(app.root() + "/no-programs"));
-    QVERIFY(app.clickItem(app.itemIn(row, "revealButton")));
+    QVERIFY(app.clickInRow("fileList", "name", "b-roll.mov", "revealButton"));
     const bool told = app.waitForItem("notice") != nullptr;
     qputenv("PATH", path);
     QVERIFY2(told, "a failed reveal is shown in the window");
@@ -113,11 +109,11 @@ void FileJourneys::largeFilesChooseScanTrashAndReveal()
     // Leaving the module with the chooser never answered must not block the next.
     QVERIFY(app.click("rescanButton"));
     QVERIFY(app.waitForScans(2));
-    QVERIFY(open());
+    QVERIFY(app.openChooser());
     app.key(Qt::Key_Escape);
     QVERIFY(app.leave("Archivos grandes terminado."));
     QVERIFY(app.openModule("sidebar_duplicates", "Duplicados"));
-    QVERIFY2(open(), "opens in another module");
+    QVERIFY2(app.openChooser(), "opens in another module");
     QCOMPARE(app.text("chooserMessage"), "Velmora buscará archivos duplicados sin eliminarlos.");
 }
 

@@ -1,3 +1,4 @@
+#include "AnalysedMac.h"
 #include "AppJourney.h"
 #include "AppSetup.h"
 #include "Formatters.h"
@@ -128,33 +129,9 @@ void TestJourneys::smallestWindowShowsEveryControl()
 void TestJourneys::runOpenModulesAndComeBack()
 {
     AppJourney app;
-    TreeBuilder home(app.home());
-    TreeBuilder root(app.root());
-    // Every figure of the summary is of its own value, so that one shown in
-    // another's place cannot go unnoticed.
-    const QString movie = home.allocatedFile("Movies/viaje.mov", qint64(600) << 20);
-    home.allocatedFile("Movies/corto.mov", qint64(510) << 20);
-    home.file("Documentos/a/informe.pdf", QByteArray(12 << 20, 'p'));
-    home.file("Documentos/b/informe.pdf", QByteArray(12 << 20, 'p'));
-    for (const auto &[cache, bytes] :
-         {std::pair{"com.example.app", 9000}, {"org.one", 700}, {"org.two", 300}})
-        home.file(QStringLiteral("Library/Caches/%1/cache.db").arg(QLatin1String(cache)),
-                  QByteArray(bytes, 'c'));
-    // Each unsigned application is also one to review, and so is each installer.
-    for (const char *name : {"Tool", "Editor", "Viewer", "Player"})
-        root.bundle(QStringLiteral("Applications/%1.app").arg(QLatin1String(name)),
-                    {{"CFBundleIdentifier", QStringLiteral("org.%1").arg(QLatin1String(name))}},
-                    false);
-    for (int i = 0; i < 3; ++i)
-        home.file(QStringLiteral("Downloads/setup%1.dmg").arg(i), "dmg");
-    for (int i = 0; i < 5; ++i)
-        home.file(QStringLiteral("Downloads/run%1.sh").arg(i), "#!/bin/sh\n");
-    for (int i = 0; i < 6; ++i)
-        home.plist(QStringLiteral("Library/LaunchAgents/org.agent%1.plist").arg(i),
-                   {{"Label", QStringLiteral("org.agent%1").arg(i)},
-                    {"Program", QStringLiteral("/tmp/agent%1.sh").arg(i)},
-                    {"RunAtLoad", true}},
-                   false);
+    TreeBuilder home(app.home()), root(app.root());
+    fillAnalysedMac(home, root);
+    const QString movie = home.path("Movies/big.mov");
     QVERIFY(app.start());
     const auto review = [&](const char *card, const char *title) {
         return app.clickItem(app.itemIn(app.item(card), "reviewButton")) &&
@@ -171,12 +148,12 @@ void TestJourneys::runOpenModulesAndComeBack()
     QCOMPARE(app.text("bottomText"),
              "Análisis terminado. Revisa cada módulo antes de eliminar archivos.");
     const QList<std::tuple<const char *, const char *, QString>> shown{
-        {"resultLargeFiles", "resultValue", "2"},
-        {"resultLargeFiles", "resultDetail", Formatters::bytes(qint64(1110) << 20)},
-        {"resultDuplicates", "resultValue", "1 grupos"},
-        {"resultDuplicates", "resultDetail", Formatters::bytes(12 << 20) + " recuperables"},
+        {"resultLargeFiles", "resultValue", "1"},
+        {"resultLargeFiles", "resultDetail", Formatters::bytes(qint64(520) << 20)},
+        {"resultDuplicates", "resultValue", "2 grupos"},
+        {"resultDuplicates", "resultDetail", Formatters::bytes(23 << 20) + " recuperables"},
         {"resultCleanup", "resultValue", "3 cachés"},
-        {"resultCleanup", "resultDetail", Formatters::bytes(10000)},
+        {"resultCleanup", "resultDetail", Formatters::bytes((30 << 20) + 1400)},
         {"resultApplications", "resultValue", "4"},
         {"cellDangerous", "cellCount", "6"},
         {"cellSuspicious", "cellCount", "5"},
@@ -193,14 +170,14 @@ void TestJourneys::runOpenModulesAndComeBack()
     QVERIFY(app.tickRow("fileList", "url", movie));
     QVERIFY(app.confirmSelectionAction());
     QVERIFY(app.waitFor([&] { return !QFile::exists(movie); }, 10000));
-    QCOMPARE(app.trashInfoPath("viaje.mov"), movie);
+    QCOMPARE(app.trashInfoPath("big.mov"), movie);
     QVERIFY(backToSummary());
     QCOMPARE(app.text("stepCount"), "5 de 5");
-    QCOMPARE(app.textIn("resultLargeFiles", "resultValue"), "2");
+    QCOMPARE(app.textIn("resultLargeFiles", "resultValue"), "1");
 
     // Each other module shows the same results as the summary.
     const char *const modules[][4] = {
-        {"resultDuplicates", "Duplicados", "cardGroups", "1"},
+        {"resultDuplicates", "Duplicados", "cardGroups", "2"},
         {"resultCleanup", "Limpieza segura", "cardFound", "3"},
         {"resultApplications", "Desinstalación profunda", "cardApplications", "4"}};
     for (const auto &[card, title, value, count] : modules) {
@@ -229,7 +206,7 @@ void TestJourneys::runOpenModulesAndComeBack()
     QVERIFY(app.click("recommendationsButton"));
     QVERIFY(app.waitForItem("fullAnalysisTitle"));
     QVERIFY(app.waitForText("stepCount", "5 de 5", 60000));
-    QCOMPARE(app.textIn("resultLargeFiles", "resultValue"), "1");
+    QCOMPARE(app.textIn("resultLargeFiles", "resultValue"), "0");
 }
 
 std::unique_ptr<QObject> fileJourneys();

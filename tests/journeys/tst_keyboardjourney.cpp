@@ -123,52 +123,40 @@ bool KeyboardJourney::buildDemo(AppJourney &app)
     return true;
 }
 
+// How each module is opened (scanning by itself, or from its header button,
+// which may ask for a folder), and how many rows must show whole at the default
+// and the minimum size.
+const struct Module
+{
+    const char *name, *entry, *title, *list;
+    bool fromHeader, chooses;
+    const char *disclosure;
+    int wide, narrow;
+} kModules[] = {
+    {"largefiles", "sidebar_largeFiles", "Archivos grandes", "fileList", true, true, "", 6, 4},
+    {"duplicates", "sidebar_duplicates", "Duplicados", "groupList", true, true, "", 6, 4},
+    {"cleanup", "sidebar_safeCleanup", "Limpieza segura", "cacheList", false, false, "", 6, 4},
+    {"uninstaller", "sidebar_uninstaller", "Desinstalación profunda", "applicationList", false,
+     false, "relatedLine", 6, 4},
+    {"protection", "sidebar_protection", "Protección", "findingList", true, false, "moreReasons", 4,
+     3},
+};
+
 void KeyboardJourney::everyRowByKeyboard_data()
 {
-    QTest::addColumn<QString>("entry");
-    QTest::addColumn<QString>("title");
-    QTest::addColumn<QString>("listName");
-    QTest::addColumn<bool>("choose");
-    QTest::addColumn<int>("scans");
-    QTest::addColumn<QString>("disclosure");
+    QTest::addColumn<int>("module");
     QTest::addColumn<bool>("minimumSize");
-    QTest::addColumn<int>("rowsWanted");
-    struct Module
-    {
-        const char *name, *entry, *title, *list;
-        bool choose;
-        int scans;
-        const char *disclosure;
-        int wide, narrow;
-    };
-    const Module modules[] = {
-        {"largefiles", "sidebar_largeFiles", "Archivos grandes", "fileList", true, -1, "", 6, 4},
-        {"duplicates", "sidebar_duplicates", "Duplicados", "groupList", true, -1, "", 6, 4},
-        {"cleanup", "sidebar_safeCleanup", "Limpieza segura", "cacheList", false, 1, "", 6, 4},
-        {"uninstaller", "sidebar_uninstaller", "Desinstalación profunda", "applicationList", false,
-         1, "relatedLine", 6, 4},
-        {"protection", "sidebar_protection", "Protección", "findingList", false, -1, "moreReasons",
-         4, 3},
-    };
-    for (const Module &module : modules) {
-        for (const bool minimum : {false, true}) {
-            QTest::addRow("%s %s", module.name, minimum ? "minimum" : "default")
-                << module.entry << module.title << module.list << module.choose << module.scans
-                << module.disclosure << minimum << (minimum ? module.narrow : module.wide);
-        }
-    }
+    for (int i = 0; i < int(std::size(kModules)); ++i)
+        for (const bool minimum : {false, true})
+            QTest::addRow("%s %s", kModules[i].name, minimum ? "minimum" : "default")
+                << i << minimum;
 }
 
 void KeyboardJourney::everyRowByKeyboard()
 {
-    QFETCH(QString, entry);
-    QFETCH(QString, title);
-    QFETCH(QString, listName);
-    QFETCH(bool, choose);
-    QFETCH(int, scans);
-    QFETCH(QString, disclosure);
+    QFETCH(int, module);
     QFETCH(bool, minimumSize);
-    QFETCH(int, rowsWanted);
+    const Module &m = kModules[module];
 
     AppJourney app;
     QVERIFY(buildDemo(app));
@@ -181,18 +169,13 @@ void KeyboardJourney::everyRowByKeyboard()
     QVERIFY(app.start());
     if (minimumSize)
         app.window()->resize(app.window()->minimumSize());
-    QVERIFY(app.openModule(entry, title, scans));
-    if (choose) {
-        // The chooser opens on the home folder, which is the one to scan.
-        QVERIFY(app.click("headerButton"));
-        QVERIFY(app.waitFor([&] { return app.chooserIsOpen(); }, 3000));
-        QVERIFY(app.click("chooserAccept"));
-        QVERIFY(app.waitForScans(1));
-    } else if (entry == QLatin1String("sidebar_protection")) {
-        QVERIFY(app.click("headerButton"));
-        QVERIFY(app.waitForScans(1));
-    }
-    QQuickItem *list = app.waitForItem(listName);
+    QVERIFY(app.openModule(m.entry, m.title, m.fromHeader ? -1 : 1));
+    // The chooser opens on the home folder, which is the one to scan.
+    if (m.fromHeader)
+        QVERIFY((m.chooses ? app.openChooser() && app.click("chooserAccept")
+                           : app.click("headerButton")) &&
+                app.waitForScans(1));
+    QQuickItem *list = app.waitForItem(m.list);
     QVERIFY(list);
     const int count = list->property("count").toInt();
     QVERIFY2(count > rowsInView(list),
@@ -200,13 +183,14 @@ void KeyboardJourney::everyRowByKeyboard()
                             .arg(count)
                             .arg(rowsInView(list))
                             .arg(app.scanner()->property("selectedFolder").toString())));
-    QTRY_VERIFY2(rowsInView(list) >= rowsWanted, qPrintable(QString::number(rowsInView(list))));
+    QTRY_VERIFY2(rowsInView(list) >= (minimumSize ? m.narrow : m.wide),
+                 qPrintable(QString::number(rowsInView(list))));
     VERIFY_NAMED(app);
 
     // Into the list from the way back to the dashboard, then row by row to its end.
     app.item("backButton")->forceActiveFocus(Qt::TabFocusReason);
     QList<int> visited;
-    bool disclosed = disclosure.isEmpty();
+    bool disclosed = !*m.disclosure;
     for (int press = 0; press < count * 10 + 40; ++press) {
         app.key(Qt::Key_Tab);
         QQuickItem *focused = app.window()->activeFocusItem();
@@ -221,7 +205,7 @@ void KeyboardJourney::everyRowByKeyboard()
         const int index = indexOfRow(list, row);
         if (visited.isEmpty() || visited.last() != index)
             visited << index;
-        if (!disclosed && focused->objectName() == disclosure) {
+        if (!disclosed && focused->objectName() == QLatin1String(m.disclosure)) {
             app.key(Qt::Key_Return);
             QTRY_VERIFY(focused->property("expanded").toBool());
             disclosed = true;
@@ -257,8 +241,7 @@ void KeyboardJourney::dashboardAndSheetsAreNamed()
     VERIFY_NAMED(app);
 
     QVERIFY(app.openModule("sidebar_protection", "Protección"));
-    QVERIFY(app.click("headerButton"));
-    QVERIFY(app.waitForScans(1));
+    QVERIFY(app.click("headerButton") && app.waitForScans(1));
     QVERIFY(app.click("selectionActionButton"));
     QVERIFY(app.waitForItem("dialogConfirmButton"));
     VERIFY_NAMED(app);
@@ -271,8 +254,7 @@ void KeyboardJourney::dashboardAndSheetsAreNamed()
 
     QVERIFY(app.click("backButton"));
     QVERIFY(app.click("card_largeFiles"));
-    QVERIFY(app.click("headerButton"));
-    QVERIFY(app.waitFor([&] { return app.chooserIsOpen(); }, 3000));
+    QVERIFY(app.openChooser());
     VERIFY_NAMED(app);
     QVERIFY(app.click("chooserCancel"));
 
