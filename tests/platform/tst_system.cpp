@@ -230,44 +230,30 @@ private Q_SLOTS:
         QVERIFY(Formatters::mediumDateTime(when, c).endsWith(QLatin1String(":05")));
     }
 
-    void namesGoBackToTheirExactBytes_data()
-    {
-        QTest::addColumn<QByteArray>("bytes");
-        QTest::addColumn<QString>("shown"); // what a screen shows
-        QTest::newRow("ascii") << QByteArray("/a/b.txt") << QStringLiteral("/a/b.txt");
-        QTest::newRow("valid UTF-8")
-            << QByteArray("/caf\xc3\xa9 \xf0\x9f\x93\x81") << QStringLiteral("/café 📁");
-        // U+10080: a pair whose second half lies where kept bytes are kept.
-        QTest::newRow("pair like a kept byte")
-            << QByteArray("\xf0\x90\x82\x80") << QString::fromUcs4(U"\U00010080", 1);
-        QTest::newRow("lone bytes")
-            << QByteArray("/caf\xe9\xff") << QStringLiteral("/caf\uFFFD\uFFFD");
-        QTest::newRow("overlong slash") << QByteArray("/a\xe0\x80\xaf"
-                                                      "b")
-                                        << QStringLiteral("/a\uFFFD\uFFFD\uFFFDb");
-        QTest::newRow("encoded surrogate")
-            << QByteArray("\xed\xa0\x80") << QStringLiteral("\uFFFD\uFFFD\uFFFD");
-        QTest::newRow("beyond U+10FFFF")
-            << QByteArray("\xf4\x90\x80\x80") << QStringLiteral("\uFFFD\uFFFD\uFFFD\uFFFD");
-        QTest::newRow("cut at the end")
-            << QByteArray("/x\xe6\x97") << QStringLiteral("/x\uFFFD\uFFFD");
-        QTest::newRow("mixed") << QByteArray("/\xe6\x97\xa5\xff\xe6\x97\xa5/\x80"
-                                             "a")
-                               << QStringLiteral("/日\uFFFD日/\uFFFDa");
-    }
-
     void namesGoBackToTheirExactBytes()
     {
-        QFETCH(QByteArray, bytes);
-        QFETCH(QString, shown);
-        const QString path = FileLocation::decode(bytes);
-        QCOMPARE(FileLocation::encode(path), bytes);
-        QCOMPARE(FileLocation::displayText(path), shown);
-        // Path operations keep the bytes of every component.
-        const QString inFolder =
-            FileLocation::appendingPathComponent(QStringLiteral("/r/./s"), path);
-        QCOMPARE(FileLocation::encode(FileLocation::standardizedPath(inFolder)),
-                 QByteArray("/r/s/") + (bytes.startsWith('/') ? bytes.mid(1) : bytes));
+        // A name's bytes, and what a screen shows for them.
+        const std::pair<QByteArray, QString> rows[] = {
+            {"/a/b.txt", "/a/b.txt"},
+            {"/caf\xc3\xa9 \xf0\x9f\x93\x81", "/café 📁"},
+            // U+10080: a pair whose second half lies where kept bytes are kept.
+            {"\xf0\x90\x82\x80", QString::fromUcs4(U"\U00010080", 1)},
+            {"/caf\xe9\xff", "/caf\uFFFD\uFFFD"},                          // lone bytes
+            {QByteArray("/a\xe0\x80\xaf") + 'b', "/a\uFFFD\uFFFD\uFFFDb"}, // an overlong slash
+            {"\xed\xa0\x80", "\uFFFD\uFFFD\uFFFD"},                        // an encoded surrogate
+            {"\xf4\x90\x80\x80", "\uFFFD\uFFFD\uFFFD\uFFFD"},              // beyond U+10FFFF
+            {"/x\xe6\x97", "/x\uFFFD\uFFFD"},                              // cut at the end
+            {QByteArray("/\xe6\x97\xa5\xff\xe6\x97\xa5/\x80") + 'a', "/日\uFFFD日/\uFFFDa"},
+        };
+        for (const auto &[bytes, shown] : rows) {
+            const QString path = FileLocation::decode(bytes);
+            QCOMPARE(FileLocation::encode(path), bytes);
+            QCOMPARE(FileLocation::displayText(path), shown);
+            // Path operations keep the bytes of every component.
+            const QString inFolder = FileLocation::appendingPathComponent("/r/./s", path);
+            QCOMPARE(FileLocation::encode(FileLocation::standardizedPath(inFolder)),
+                     "/r/s/" + (bytes.startsWith('/') ? bytes.mid(1) : bytes));
+        }
     }
 
     void processStartedFromABundleIsAnApplication()
