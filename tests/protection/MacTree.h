@@ -18,17 +18,4 @@ struct MacTree
         root.folder("Users/ana");
     }
     ~MacTree() { qputenv("HOME", QFile::encodeName(env.home())); }
-    // Small files of no particular contents.
-    void files(const QStringList &relatives)
-    {
-        for (const QString &relative : relatives)
-            root.file(relative, "x");
-    }
-    QString executable(const QString &relative)
-    {
-        const QString path = root.file(relative, "#!/bin/sh\n");
-        QFile::setPermissions(path, QFileDevice::ReadOwner | QFileDevice::WriteOwner |
-                                        QFileDevice::ExeOwner);
-        return path;
-    }
 };

@@ -8,12 +8,11 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QProcess>
 #include <QtTest>
 #include <sys/stat.h>
 
 // What the quarantine's tests share: findings made from files on disk, a
-// manager driven one action at a time, the folder's listing, and the probe.
+// manager driven one action at a time, and the folder's listing.
 namespace QuarantineTesting {
 
 const QString kId = QStringLiteral("0A1B2C3D-4E5F-4071-8293-A4B5C6D7E8F9");
@@ -103,19 +102,6 @@ inline QStringList quarantineEntries(const QString &folder)
 {
     return QDir(folder).entryList(QDir::AllEntries | QDir::Hidden | QDir::System |
                                   QDir::NoDotAndDotDot);
-}
-
-inline QJsonObject runProbe(const QStringList &args, const QProcessEnvironment &env = {},
-                            QProcess::ExitStatus *status = nullptr)
-{
-    QProcess probe;
-    if (!env.isEmpty())
-        probe.setProcessEnvironment(env);
-    probe.start(QStringLiteral(VELMORA_PROBE), args);
-    probe.waitForFinished(60000);
-    if (status)
-        *status = probe.exitStatus();
-    return QJsonDocument::fromJson(probe.readAllStandardOutput()).object();
 }
 
 } // namespace QuarantineTesting

@@ -4,7 +4,6 @@
 #include "TreeBuilder.h"
 #include "WalkControl.h"
 
-#include <QFile>
 #include <QtEndian>
 #include <QtTest>
 #include <functional>
@@ -19,12 +18,6 @@ constexpr int Root = 0, Nobody = 1, Stopping = 2;
 using Make = std::function<QString(TreeBuilder &)>; // what to check, in a private folder
 using Tamper = std::function<void(TreeBuilder &contents)>;
 
-QByteArray readAll(const QString &path)
-{
-    QFile f(path);
-    return f.open(QIODevice::ReadOnly) ? f.readAll() : QByteArray();
-}
-
 QByteArray flipped(QByteArray bytes, qint64 at)
 {
     bytes[at] = char(bytes.at(at) ^ 0x5a);
@@ -38,20 +31,6 @@ const MachOSigner::Options kViewer = [] {
     o.links = {{"Resources/Current", "es.lproj/Main.strings"}};
     return o;
 }();
-
-// A signed bundle with a sealed link, then changed inside its Contents folder.
-Make bundle(const Tamper &tamper, bool withFiles = true)
-{
-    return [=](TreeBuilder &t) {
-        const QMap<QString, QByteArray> files{{"Resources/icon.icns", "icon"},
-                                              {"Resources/es.lproj/Main.strings", "hola"}};
-        MachOSigner::writeBundle(t.path("Viewer.app"), "Viewer",
-                                 withFiles ? files : decltype(files)(), kViewer);
-        TreeBuilder contents(t.path("Viewer.app/Contents"));
-        tamper(contents);
-        return t.path("Viewer.app");
-    };
-}
 
 } // namespace
 
@@ -78,12 +57,12 @@ void TestCodeSignature::signatures_data()
     };
     // Signed ad-hoc by Debian's LLVM 15 (make-fixtures.sh): SHA-256, no team.
     // lipo puts x86_64 first: a universal file's identity is its first slice's.
-    const QByteArray arm = readAll(kFixtures + "llvm-adhoc-arm64");
-    const QByteArray fat = readAll(kFixtures + "llvm-adhoc-universal");
+    const QByteArray arm = fileContents(kFixtures + "llvm-adhoc-arm64");
+    const QByteArray fat = fileContents(kFixtures + "llvm-adhoc-universal");
     const auto slice = [&](int i) { return qFromBigEndian<quint32>(fat.data() + 16 + 20 * i); };
     file("llvm arm64", arm, Valid, "llvm-adhoc-arm64");
     file("llvm universal", fat, Valid, "llvm-adhoc-x86_64");
-    file("llvm unsigned", readAll(kFixtures + "llvm-unsigned-x86_64"), None);
+    file("llvm unsigned", fileContents(kFixtures + "llvm-unsigned-x86_64"), None);
     file("llvm code changed", flipped(arm, 0x300), Broken, "llvm-adhoc-arm64");
     file("llvm first slice changed", flipped(fat, slice(0) + 768), Broken, "llvm-adhoc-x86_64");
     file("llvm second slice changed", flipped(fat, slice(1) + 768), Broken, "llvm-adhoc-x86_64");
@@ -137,10 +116,19 @@ void TestCodeSignature::signatures_data()
     for (qint64 cut = 0; cut < thin64.size(); cut += 97)
         file(qPrintable(QStringLiteral("cut at %1").arg(cut)), thin64.left(cut), NotValid);
 
+    // A signed bundle with a sealed link, then changed inside its Contents folder.
     const auto row = [](const char *name, int verdict, const Tamper &tamper, int checker = Root,
                         bool withFiles = true) {
-        QTest::newRow(name) << bundle(tamper, withFiles) << verdict
-                            << QStringLiteral("com.example.viewer") << QStringLiteral("TEAM123456")
+        const Make make = [=](TreeBuilder &t) {
+            const QMap<QString, QByteArray> files{{"Resources/icon.icns", "icon"},
+                                                  {"Resources/es.lproj/Main.strings", "hola"}};
+            MachOSigner::writeBundle(t.path("Viewer.app"), "Viewer",
+                                     withFiles ? files : decltype(files)(), kViewer);
+            TreeBuilder contents(t.path("Viewer.app/Contents"));
+            tamper(contents);
+            return t.path("Viewer.app");
+        };
+        QTest::newRow(name) << make << verdict << QString(kViewer.identifier) << *kViewer.team
                             << checker;
     };
     const auto add = [](const char *name) { return [=](TreeBuilder &t) { t.file(name); }; };
@@ -148,7 +136,7 @@ void TestCodeSignature::signatures_data()
         return [=](TreeBuilder &t) { QFile::remove(t.path(name)); };
     };
     const auto change = [](const char *name, qint64 at) {
-        return [=](TreeBuilder &t) { t.file(name, flipped(readAll(t.path(name)), at)); };
+        return [=](TreeBuilder &t) { t.file(name, flipped(fileContents(t.path(name)), at)); };
     };
     const auto link = [](const char *target) {
         return [=](TreeBuilder &t) {
@@ -160,9 +148,9 @@ void TestCodeSignature::signatures_data()
         return [=](TreeBuilder &t) {
             MachOSigner::Options o = kViewer;
             if (sealed)
-                o.codeResources = readAll(t.path("_CodeSignature/CodeResources"));
+                o.codeResources = fileContents(t.path("_CodeSignature/CodeResources"));
             if (bound)
-                o.infoPlist = readAll(t.path("Info.plist"));
+                o.infoPlist = fileContents(t.path("Info.plist"));
             t.file("MacOS/Viewer", MachOSigner::signedSlice(true, o));
         };
     };

@@ -13,6 +13,8 @@
 
 // The seven automatic places, their walks and handlers, on a Mac tree whose home
 // lies inside the system root.
+using namespace QuarantineTesting;
+
 namespace {
 
 constexpr auto kReportToQtTest = QAbstractItemModelTester::FailureReportingMode::QtTest;
@@ -63,23 +65,26 @@ private Q_SLOTS:
 void TestProtectionScanner::walksHandlersAndLimits()
 {
     MacTree tree;
-    tree.files({"Users/ana/Downloads/setup.dmg", "Users/ana/Downloads/run.sh",
-                "Users/ana/Downloads/notes.txt",
-                "Users/ana/Downloads/a/b/c/deep.pkg",     // depth 4: walked
-                "Users/ana/Downloads/a/b/c/d/deeper.pkg", // depth 5: not
-                "Users/ana/Library/LaunchAgents/.hidden.plist", "Applications/readme.txt",
-                "Library/PrivilegedHelperTools/com.v.helper",
-                "Library/PrivilegedHelperTools/.hidden-helper"}); // flat listings skip it
+    for (const char *file :
+         {"Users/ana/Downloads/setup.dmg", "Users/ana/Downloads/run.sh",
+          "Users/ana/Downloads/notes.txt",
+          "Users/ana/Downloads/a/b/c/deep.pkg",     // depth 4: walked
+          "Users/ana/Downloads/a/b/c/d/deeper.pkg", // depth 5: not
+          "Users/ana/Library/LaunchAgents/.hidden.plist", "Applications/readme.txt",
+          "Library/PrivilegedHelperTools/com.v.helper",
+          "Library/PrivilegedHelperTools/.hidden-helper"}) // flat listings skip it
+        tree.root.file(file, "x");
     for (const char *bundle : {"Users/ana/Downloads/Loose.app", "Applications/Tool.app",
                                "Applications/Folder/Inner.app"})
         tree.root.folder(bundle + QStringLiteral("/Contents"));
     tree.root.plist("Users/ana/Library/LaunchAgents/com.v.agent.plist",
                     {{"Label", "com.v.agent"}, {"Program", "/tmp/x"}, {"RunAtLoad", true}}, false);
     tree.root.plist("Library/LaunchAgents/com.apple.x.plist", {{"Label", "com.apple.x"}}, false);
-    tree.executable("Users/ana/Library/Application Support/V/.hidden-tool");
-    tree.executable("Users/ana/Library/Application Support/V/visible-tool"); // not hidden: none
-    tree.executable("Users/ana/Library/Application Support/1/2/3/4/.at-five");
-    tree.executable("Users/ana/Library/Application Support/1/2/3/4/5/.at-six");
+    // Hidden tools down to depth 4; a visible one is none.
+    for (const char *tool :
+         {"V/.hidden-tool", "V/visible-tool", "1/2/3/4/.at-five", "1/2/3/4/5/.at-six"})
+        tree.root.executableFile(QStringLiteral("Users/ana/Library/Application Support/") + tool,
+                                 "#!/bin/sh\n");
 
     ProtectionScanner scanner;
     QCOMPARE(
@@ -131,12 +136,12 @@ void TestProtectionScanner::walksHandlersAndLimits()
              QStringLiteral("com.v.agent"));
 
     // A custom folder, from the chooser once it says OK: bundles, launch items
-    // inside LaunchAgents, hidden tools, down to depth 6.
+    // inside LaunchAgents, hidden tools.
     tree.root.folder("Elsewhere/Kit.app/Contents");
     tree.root.plist("Elsewhere/x/LaunchAgents/com.k.plist", {{"Label", "com.k"}}, false);
     tree.root.file("Elsewhere/plain.plist", "x");
-    tree.executable("Elsewhere/1/2/3/4/5/.six");
-    tree.executable("Elsewhere/1/2/3/4/5/6/.seven");
+    tree.root.executableFile("Elsewhere/1/2/3/4/5/.six", "#!/bin/sh\n"); // depth 6 here
+    tree.root.executableFile("Elsewhere/1/2/3/4/5/6/.seven", "#!/bin/sh\n");
     ScriptedChooser chooser;
     FolderChooser::setCurrent(&chooser);
     const auto restoreChooser = qScopeGuard([] { FolderChooser::setCurrent(nullptr); });
@@ -227,7 +232,7 @@ void TestProtectionScanner::signedBundlesAndHostileTrees()
                           "Viewer safe", "array review", "com.v.agent suspicious",
                           "dangling review", "liar review", "linked review", "typed review"}));
     QCOMPARE(byName["linked"].signatureDescription, QStringLiteral("Firma digital válida"));
-    QCOMPARE(byName["linked"].identity, QuarantineTesting::findingFor(linked).identity);
+    QCOMPARE(byName["linked"].identity, findingFor(linked).identity);
     QCOMPARE(byName["dangling"].signatureDescription, QStringLiteral("Sin firma verificable"));
     QCOMPARE(byName["Empty"].signatureDescription, QStringLiteral("Sin firma verificable"));
     // Wrong types count as absent: named by the file, no program, no flags.
@@ -243,13 +248,13 @@ void TestProtectionScanner::signedBundlesAndHostileTrees()
     // Quarantined, they leave the list and its counts, and the status says so;
     // the link goes alone. Put back, each is rated again as the scan rated it.
     const QList<SecurityFinding> scanned = scanner.findings();
-    QuarantineTesting::LoadedQuarantine manager;
+    LoadedQuarantine manager;
     scanner.setQuarantine(&manager);
     scanner.quarantineSelected();
     QTRY_COMPARE(scanner.statusText(), QStringLiteral("2 elemento(s) en cuarentena."));
     QCOMPARE(QList<int>({scanner.findingCount(), scanner.dangerousCount()}),
              QList<int>({int(scanned.size()) - 2, 0}));
-    QVERIFY(!QuarantineTesting::exists(agentLink) && QuarantineTesting::exists(agent));
+    QVERIFY(!exists(agentLink) && exists(agent));
     for (const ProtectionQuarantineRecord &r : QList(manager.records()))
         manager.restoreNow(r.id);
     QCOMPARE(scanner.statusText(), QStringLiteral("Dropper fue restaurado."));
@@ -328,22 +333,20 @@ void TestProtectionScanner::hostileFilesWhereAFileIsRead()
     QVERIFY(MachOSigner::writeBundle(bundle, "Dropper", {{"Resources/a.txt", "a"}}, o));
     const QString agent = tree.root.file("Library/LaunchAgents/com.vendor.agent.plist", "");
     QVERIFY(PropertyList::write(agent, {{"Label", "com.vendor.agent"}}, false));
-    const QString quarantine = ProtectionQuarantineManager::quarantineDirectory();
-    const QString intent = quarantine + "/0A1B2C3D-4E5F-4071-8293-A4B5C6D7E8F9.pending";
-    const QString preferences = tree.env.root() + "/xdg-config/Velmora/Velmora.conf";
-    qputenv("XDG_CONFIG_HOME", QFile::encodeName(tree.env.root() + "/xdg-config"));
     tree.root.folder("xdg-config/Velmora");
-    QuarantineTesting::LoadedQuarantine().recordCount(); // makes the folder
-    const QHash<QString, QString> where{{"launch list", agent},
-                                        {"quarantine index", quarantine + "/records.json"},
-                                        {"quarantine intent", intent},
-                                        {"preferences", preferences}};
+    qputenv("XDG_CONFIG_HOME", QFile::encodeName(tree.root.path("xdg-config")));
+    LoadedQuarantine().recordCount(); // makes the folder
+    const QHash<QString, QString> where{
+        {"launch list", agent},
+        {"quarantine index", indexPath()},
+        {"quarantine intent", quarantineFolder() + "/" + kId + ".pending"},
+        {"preferences", tree.root.path("xdg-config/Velmora/Velmora.conf")}};
     plant(where.value(place, bundle + "/" + place), kind);
 
     const long before = peakKilobytes();
     ProtectionScanner scanner;
     scanAndWait(scanner);
-    QuarantineTesting::LoadedQuarantine manager;
+    LoadedQuarantine manager;
     QCOMPARE(manager.recordCount(), 0);
     QCOMPARE(Preferences::string("velmora_cleanup_mode"), QString());
     QVERIFY2(peakKilobytes() - before < 100 * 1024, "memory grew by over 100 MB");

@@ -7,6 +7,7 @@
 #include "TreeBuilder.h"
 #include "UninstallerScanner.h"
 
+#include <QProcess>
 #include <QtTest>
 
 // The quarantine kept whole: a process killed in the middle of every step, the
@@ -26,29 +27,31 @@ private slots:
 
 namespace {
 
-// A home with four scripts to quarantine, and the probe's environment on it.
+// A home with four scripts to quarantine, and the probe run on it.
 struct CrashTree : MacTree
 {
     QStringList originals;
-    QProcessEnvironment probeEnv = QProcessEnvironment::systemEnvironment();
     CrashTree()
     {
         for (int i = 0; i < 4; ++i)
             originals << root.file(QStringLiteral("Users/ana/Downloads/s%1.sh").arg(i),
                                    QByteArray("script ") + QByteArray::number(i));
     }
-    // Runs the probe killed at the given step (0: not killed); true when it
-    // ended by itself.
-    bool run(const QStringList &args, int killAt)
+    // The probe's report, killed at the given step (0: never); *finished when
+    // it ended by itself.
+    QJsonObject probe(const QStringList &args, int killAt = 0, bool *finished = nullptr)
     {
-        QProcessEnvironment killing = probeEnv;
-        if (killAt > 0)
-            killing.insert("VELMORA_KILL_AT", QString::number(killAt));
-        QProcess::ExitStatus status;
-        runProbe(args, killing, &status);
-        return status == QProcess::NormalExit;
+        QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+        env.insert("VELMORA_KILL_AT", QString::number(killAt));
+        QProcess probe;
+        probe.setProcessEnvironment(env);
+        probe.start(QStringLiteral(VELMORA_PROBE), args);
+        probe.waitForFinished(60000);
+        if (finished)
+            *finished = probe.exitStatus() == QProcess::NormalExit;
+        return QJsonDocument::fromJson(probe.readAllStandardOutput()).object();
     }
-    QJsonArray records() { return runProbe({"quarantine"}, probeEnv).value("records").toArray(); }
+    QJsonArray records() { return probe({"quarantine"}).value("records").toArray(); }
 
     // Every item is where it was, in the Trash, or in the quarantine with a
     // record naming it; the quarantine holds nothing else. What a start
@@ -84,32 +87,29 @@ void TestQuarantineSafety::killedAtEveryStepLosesNothing()
     // ends by itself: a quarantine of four items (before, between and after
     // each item's move and index write), then a restore and a move to the Trash.
     const QStringList quarantine{"protection", "--quarantine-selected"};
-    const struct
-    {
-        const char *action;
-        int kills, left;
-    } runs[] = {{"", 4 * 3, 4}, {"--restore", 3, 3}, {"--trash", 3, 3}};
-    for (const auto &run : runs) {
+    for (const auto &[action, least, left] :
+         {std::tuple("", 4 * 3, 4), std::tuple("--restore", 3, 3), std::tuple("--trash", 3, 3)}) {
         int kills = 0;
         for (int at = 1;; ++at) {
             QVERIFY(at < 80);
             CrashTree tree;
             QStringList args = quarantine;
-            if (*run.action) {
-                QVERIFY(tree.run(quarantine, 0));
-                args = {"quarantine", run.action, tree.records()[0].toObject()["id"].toString()};
+            if (*action) {
+                tree.probe(quarantine);
+                args = {"quarantine", action, tree.records()[0].toObject()["id"].toString()};
             }
-            const bool finished = tree.run(args, at);
+            bool finished = false;
+            tree.probe(args, at, &finished);
             tree.checkInvariant(args.join(' ') + " killed at step " + QString::number(at));
             if (QTest::currentTestFailed())
                 return;
             if (finished) {
-                QCOMPARE(tree.records().size(), run.left);
+                QCOMPARE(tree.records().size(), left);
                 break;
             }
             ++kills;
         }
-        QVERIFY2(kills >= run.kills, run.action);
+        QVERIFY2(kills >= least, action);
     }
 }
 
