@@ -43,6 +43,7 @@ CleanupScanner::CleanupScanner(QObject *parent)
       m_runningApplications(&RunningApplications::list), m_clock(&QDateTime::currentDateTimeUtc)
 {
     setResults(&m_items);
+    setOperationModule(QStringLiteral("cleanup"));
     // The folder itself is resolved with each scan, off the main thread.
     setStatusText(QStringLiteral("Ruta automática lista: ~/Library/Caches"));
     // The first analysis starts on the next turn of the event loop, and not at

@@ -103,6 +103,13 @@ Q_SIGNALS:
     void recommendationChanged();
     void automationChanged();
 
+protected:
+    bool rescanAfterUndo() override
+    {
+        scan();
+        return true;
+    }
+
 private:
     void reportRemoval(const Trash::BatchOutcome &outcome);
     void setCachesPlace(const QString &caches, const QString &home);

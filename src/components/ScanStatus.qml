@@ -48,6 +48,17 @@ RowLayout {
             expanded: skippedLine.expanded
         }
     }
+    // The last removal can be taken back from here, until another replaces it.
+    VelmoraButton {
+        objectName: "undoButton"
+        Layout.alignment: Qt.AlignTop
+        visible: status.scanner.canUndo && !status.scanner.isScanning && !status.scanner.isRemoving
+        small: true
+        symbol: "arrow.uturn.backward"
+        text: "Deshacer"
+        Accessible.name: "Deshacer la última eliminación"
+        onClicked: status.scanner.undoLastRemoval()
+    }
     VelmoraButton {
         objectName: "stopButton"
         Layout.alignment: Qt.AlignTop

@@ -10,6 +10,7 @@ const QHash<QString, char16_t> &symbolTable()
         {QStringLiteral("arrow.clockwise"), 0xe5d5},               // refresh
         {QStringLiteral("arrow.right"), 0xe5c8},                   // arrow_forward
         {QStringLiteral("arrow.right.circle.fill"), 0xeaaa},       // arrow_circle_right
+        {QStringLiteral("arrow.uturn.backward"), 0xe166},          // undo
         {QStringLiteral("bolt.fill"), 0xea0b},                     // bolt
         {QStringLiteral("bolt.shield.fill"), 0xe932},              // offline_bolt
         {QStringLiteral("checkmark"), 0xe5ca},                     // check
@@ -18,6 +19,7 @@ const QHash<QString, char16_t> &symbolTable()
         {QStringLiteral("checkmark.shield.fill"), 0xe8e8},         // verified_user
         {QStringLiteral("chevron.left"), 0xe5cb},                  // chevron_left
         {QStringLiteral("chevron.right"), 0xe5cc},                 // chevron_right
+        {QStringLiteral("clock.arrow.circlepath"), 0xe889},        // history
         {QStringLiteral("clock.fill"), 0xe924},                    // watch_later
         {QStringLiteral("doc"), 0xe873},                           // description
         {QStringLiteral("doc.fill"), 0xe24d},                      // insert_drive_file

@@ -26,6 +26,7 @@ DuplicateScanner::DuplicateScanner(QObject *parent)
                    {"isKeeper", [](const DuplicateRow &row) { return QVariant(row.isKeeper); }}}})
 {
     setResults(&m_files);
+    setOperationModule(QStringLiteral("duplicates"));
 }
 
 int DuplicateScanner::duplicateFilesCount() const
@@ -85,7 +86,7 @@ void DuplicateScanner::scan(const QString &folder, int minimumSizeMB)
         setStatusText(QStringLiteral("Ya hay un análisis de duplicados en proceso."));
         return;
     }
-    const QString folderPath = selectFolder(folder);
+    const QString folderPath = selectFolder(folder, minimumSizeMB);
     m_files.clearSelection();
     m_stopped = false;
     setGroups({});

@@ -30,6 +30,7 @@ StorageScanner::StorageScanner(QObject *parent)
                         }}}})
 {
     setResults(&m_files);
+    setOperationModule(QStringLiteral("largefiles"));
     connect(&m_files, &ResultModel::modelReset, this, &StorageScanner::filesChanged);
 }
 
@@ -37,7 +38,7 @@ void StorageScanner::scan(const QString &folder, int minimumSizeMB)
 {
     if (deferWhileRemoving([this, folder, minimumSizeMB] { scan(folder, minimumSizeMB); }))
         return;
-    const QString folderPath = selectFolder(folder);
+    const QString folderPath = selectFolder(folder, minimumSizeMB);
     m_files.clearSelection();
     m_files.setItems({});
     setErrorMessage(QString());

@@ -111,3 +111,11 @@ void FolderHandle::sync() const
     if (m_fd >= 0)
         fsync(m_fd);
 }
+
+bool FolderHandle::keepPrivate(int fd, unsigned mode)
+{
+    struct stat st;
+    if (fstat(fd, &st) != 0 || st.st_uid != geteuid())
+        return false;
+    return (st.st_mode & 07777 & ~mode) == 0 || fchmod(fd, st.st_mode & mode) == 0;
+}

@@ -31,6 +31,10 @@ public:
     int fd() const { return m_fd; }
     // Makes the folder's entries (names made, renamed, removed) durable.
     void sync() const;
+    // Ours alone: owned by this account, with no permission outside `mode`. A
+    // file or folder of ours left open wider is closed first; false for another's.
+    static bool keepPrivate(int fd, unsigned mode);
+    bool keepPrivate(unsigned mode) const { return keepPrivate(m_fd, mode); }
 
 private:
     explicit FolderHandle(int fd) : m_fd(fd) {}

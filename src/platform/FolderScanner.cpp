@@ -14,9 +14,18 @@ void FolderScanner::chooseFolderAndScan(int minimumSizeMB)
     });
 }
 
-QString FolderScanner::selectFolder(const QString &folder)
+QString FolderScanner::selectFolder(const QString &folder, int minimumSizeMB)
 {
+    m_minimumSizeMB = minimumSizeMB;
     const QString path = FileLocation::standardizedPath(folder);
     publish(m_selectedFolder, path, &FolderScanner::selectedFolderChanged);
     return path;
+}
+
+bool FolderScanner::rescanAfterUndo()
+{
+    if (m_selectedFolder.isEmpty())
+        return false;
+    scan(m_selectedFolder, m_minimumSizeMB);
+    return true;
 }

@@ -27,10 +27,12 @@ Q_SIGNALS:
     void selectedFolderChanged();
 
 protected:
-    // The standardized folder, now the selected one.
-    QString selectFolder(const QString &folder);
+    // The standardized folder, now the selected one, scanned again after an undo.
+    QString selectFolder(const QString &folder, int minimumSizeMB);
+    bool rescanAfterUndo() override;
 
 private:
     FolderRequest m_request;
     QString m_selectedFolder;
+    int m_minimumSizeMB = 0;
 };

@@ -4,6 +4,8 @@
 #include "FileDigest.h"
 #include "PosixEntries.h"
 
+#include <QRandomGenerator>
+
 #include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
@@ -372,3 +374,22 @@ bool removeTree(int dirFd, const QByteArray &name)
 }
 
 } // namespace ItemMove
+
+bool ItemMove::replaceFile(int dirFd, const QByteArray &name, const QByteArray &bytes)
+{
+    const QByteArray temporary = "." + name + "." +
+                                 QByteArray::number(QRandomGenerator::global()->generate64(), 16) +
+                                 ".tmp";
+    const int fd = openat(dirFd, temporary.constData(),
+                          O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+    if (fd < 0)
+        return false;
+    const bool written = writeAll(fd, bytes) && fsync(fd) == 0;
+    close(fd);
+    if (!written || renameat(dirFd, temporary.constData(), dirFd, name.constData()) != 0) {
+        unlinkat(dirFd, temporary.constData(), 0);
+        return false;
+    }
+    fsync(dirFd);
+    return true;
+}

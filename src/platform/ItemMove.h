@@ -53,6 +53,11 @@ inline bool writeAll(int fd, const QByteArray &bytes)
     return writeAll(fd, bytes.constData(), bytes.size());
 }
 
+// Writes a whole new file under `name` (mode 0600): created beside it under a
+// name of its own, flushed, then renamed over it, so readers see the old or
+// the new one.
+bool replaceFile(int dirFd, const QByteArray &name, const QByteArray &bytes);
+
 // Removes a tree that is ours (an unfinished copy): links are removed, never
 // followed. False when something stayed.
 bool removeTree(int dirFd, const QByteArray &name);

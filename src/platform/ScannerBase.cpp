@@ -187,6 +187,39 @@ void ScannerBase::failScan(const QString &error, const QString &status)
 
 void ScannerBase::countCompletedScan()
 {
+    if (m_undoReport) {
+        setStatusText(m_undoReport->first);
+        setErrorMessage(m_undoReport->second);
+        m_undoReport.reset();
+    }
     ++m_completedScanCount;
     Q_EMIT completedScanCountChanged();
+}
+
+void ScannerBase::setLastOperation(const QString &operation)
+{
+    publish(m_lastOperation, operation, &ScannerBase::lastOperationChanged);
+}
+
+void ScannerBase::undoLastRemoval()
+{
+    if (m_lastOperation.isEmpty() || isRemoving())
+        return;
+    setErrorMessage(QString());
+    runRemoval<OperationUndo::Report>(
+        [operation = m_lastOperation] { return OperationUndo::undo(operation); },
+        [this](const OperationUndo::Report &report) {
+            setLastOperation(QString());
+            finishUndo(report);
+        });
+}
+
+void ScannerBase::finishUndo(const OperationUndo::Report &report)
+{
+    const QString status = OperationUndo::statusText(report);
+    const QString error = OperationUndo::errorText(report);
+    if (rescanAfterUndo())
+        m_undoReport = {status, error};
+    setStatusText(status);
+    setErrorMessage(error);
 }

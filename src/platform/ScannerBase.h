@@ -1,5 +1,7 @@
 #pragma once
 
+#include "OperationJournal.h"
+#include "OperationUndo.h"
 #include "ResultList.h"
 #include "Trash.h"
 #include "WalkControl.h"
@@ -54,6 +56,8 @@ class ScannerBase : public QObject
     // And which: {path (display text), reason (case name), reasonText}, by path,
     // at most WalkControl::kSkippedListed of them.
     Q_PROPERTY(QVariantList skippedItems READ skippedItems NOTIFY skippedItemsChanged)
+    // The last removal moved something that "Deshacer" can put back.
+    Q_PROPERTY(bool canUndo READ canUndo NOTIFY lastOperationChanged)
 
 public:
     explicit ScannerBase(const QString &initialStatus, QObject *parent = nullptr);
@@ -70,6 +74,8 @@ public:
     QString progressText() const { return m_progressText; }
     QString skippedText() const { return m_skippedText; }
     QVariantList skippedItems() const { return m_skippedItems; }
+    QString lastOperationId() const { return m_lastOperation; }
+    bool canUndo() const { return !m_lastOperation.isEmpty(); }
 
     void setErrorMessage(const QString &message);
     Q_INVOKABLE void clearError() { setErrorMessage(QString()); }
@@ -78,6 +84,9 @@ public:
     // Stops the scan running now and publishes what it had finished; the scan
     // counts as completed. Nothing happens when no scan runs.
     Q_INVOKABLE void stopScan();
+    // Puts back what the last removal moved, then scans again so that it is
+    // listed again; the scan's end says what came back.
+    Q_INVOKABLE virtual void undoLastRemoval();
 
 Q_SIGNALS:
     void isScanningChanged();
@@ -89,6 +98,7 @@ Q_SIGNALS:
     void progressTextChanged();
     void skippedTextChanged();
     void skippedItemsChanged();
+    void lastOperationChanged();
 
 protected:
     // Sets a subclass's published value and announces it, only when it changes.
@@ -103,6 +113,13 @@ protected:
 
     // The list whose selection this scanner publishes.
     void setResults(ResultModel *results);
+    // The module its removals are written down under in the history.
+    void setOperationModule(const QString &module) { m_operationModule = module; }
+    void setLastOperation(const QString &operation);
+    // After an undo: scans again as last asked; false when there is no such scan.
+    virtual bool rescanAfterUndo() { return false; }
+    // Says what an undo did, once the scan after it (if any) has ended.
+    void finishUndo(const OperationUndo::Report &report);
 
     void setScanning(bool scanning);
     void setStatusText(const QString &text);
@@ -208,15 +225,27 @@ protected:
         setErrorMessage(QString());
         // The outcome is a Trash::BatchOutcome, or a module's own that holds one
         // and more; `forget` takes its moved set, or the whole outcome.
+        // The removal is one operation of the history, which "Deshacer" takes back.
         using Outcome = std::invoke_result_t<Move, const QList<Item> &>;
-        runRemoval<Outcome>([items, move] { return move(items); },
-                            [forget, report](const Outcome &outcome) {
-                                report(outcome);
-                                if constexpr (std::is_invocable_v<Forget, const Outcome &>)
-                                    forget(outcome);
-                                else
-                                    forget(outcome.moved);
-                            });
+        struct Recorded
+        {
+            Outcome outcome;
+            QString operation;
+        };
+        runRemoval<Recorded>(
+            [items, move, module = m_operationModule] {
+                OperationRecording recording(module);
+                Outcome outcome = move(items);
+                return Recorded{std::move(outcome), recording.finish()};
+            },
+            [this, forget, report](const Recorded &done) {
+                setLastOperation(done.operation);
+                report(done.outcome);
+                if constexpr (std::is_invocable_v<Forget, const Outcome &>)
+                    forget(done.outcome);
+                else
+                    forget(done.outcome.moved);
+            });
     }
 
     // "No fue posible mover: a, b." and the like.
@@ -243,6 +272,10 @@ private:
     bool m_isRemoving = false;
     std::deque<std::function<void()>> m_removals;
     std::function<void()> m_deferredScan;
+    QString m_operationModule;
+    QString m_lastOperation;
+    // What an undo did, said once the scan after it has ended.
+    std::optional<std::pair<QString, QString>> m_undoReport;
 
     quint64 m_generation = 0;
     WalkControl::Handle m_control;

@@ -1,6 +1,8 @@
 #include "Trash.h"
 
+#include "CrashPoint.h"
 #include "FileLocation.h"
+#include "OperationJournal.h"
 #include "TrashCan.h"
 
 #include <sys/stat.h>
@@ -16,10 +18,9 @@ bool fail(QString *error, const QString &why)
     return false;
 }
 
-} // namespace
-
-bool moveToTrash(const PinnedItem &item, QString *error, const std::function<bool()> &stillValid,
-                 const QByteArray &restorePath)
+// The move itself; *where gets the Trash folder and the item's name in it.
+bool moveInto(const PinnedItem &item, QString *error, const std::function<bool()> &stillValid,
+              const QByteArray &restorePath, std::pair<QByteArray, QByteArray> *where)
 {
     // An item on the data home's file system goes to the home Trash. One on
     // another volume, or on a bind mount of the home's (the rename then fails
@@ -32,7 +33,9 @@ bool moveToTrash(const PinnedItem &item, QString *error, const std::function<boo
         if (!home && TrashCan::deviceHolding(TrashCan::dataHome()) == item.status().st_dev)
             return fail(error, homeError);
         if (home) {
-            const TrashCan::Result result = home->take(item, error, stillValid, restorePath);
+            const TrashCan::Result result =
+                home->take(item, error, stillValid, restorePath, &where->second);
+            where->first = home->folder();
             if (result != TrashCan::Result::CrossDevice)
                 return result == TrashCan::Result::Moved;
         }
@@ -47,10 +50,39 @@ bool moveToTrash(const PinnedItem &item, QString *error, const std::function<boo
     std::optional<TrashCan> can = TrashCan::forVolume(topdir, error);
     if (!can)
         return false;
-    const TrashCan::Result result = can->take(item, error, stillValid, restorePath);
+    const TrashCan::Result result = can->take(item, error, stillValid, restorePath, &where->second);
+    where->first = can->folder();
     if (result == TrashCan::Result::CrossDevice)
         return fail(error, QStringLiteral("no Trash on the item's volume"));
     return result == TrashCan::Result::Moved;
+}
+
+} // namespace
+
+bool moveToTrash(const PinnedItem &item, QString *error, const std::function<bool()> &stillValid,
+                 const QByteArray &restorePath)
+{
+    // A removal that is recording its operation writes the item down before it
+    // moves and where it went after, so that it can be put back.
+    OperationRecording *recording = OperationRecording::current();
+    const OperationJournal *journal = recording ? recording->journal() : nullptr;
+    const int index = journal ? recording->nextIndex() : -1;
+    const QString originalPath =
+        FileLocation::decode(restorePath.startsWith('/') ? restorePath : item.resolvedPath());
+    if (journal)
+        journal->itemIntended(recording->id(), recording->module(), index, originalPath,
+                              FileIdentity::of(item.status()));
+    std::pair<QByteArray, QByteArray> where;
+    const bool moved = moveInto(item, error, stillValid, restorePath, &where);
+    if (journal && moved) {
+        CrashPoint::pass();
+        journal->itemInTrash(recording->id(), index, FileLocation::decode(where.first),
+                             FileLocation::decode(where.second), recording->takeQuarantineRecord());
+        recording->itemMoved();
+    } else if (journal) {
+        journal->itemStayed(recording->id(), index);
+    }
+    return moved;
 }
 
 bool moveToTrash(const ResolvedRoot &root, const QString &path, const FileIdentity &expected,

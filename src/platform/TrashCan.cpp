@@ -144,7 +144,10 @@ std::optional<TrashCan> TrashCan::home(QString *why)
     }
     const int trashFd = ownFolder(dataFd, "Trash", why);
     close(dataFd);
-    return openFolders(trashFd, {}, why);
+    std::optional<TrashCan> can = openFolders(trashFd, {}, why);
+    if (can)
+        can->m_folder = data + "/Trash";
+    return can;
 }
 
 std::optional<TrashCan> TrashCan::forVolume(const QByteArray &topdir, QString *why)
@@ -160,14 +163,21 @@ std::optional<TrashCan> TrashCan::forVolume(const QByteArray &topdir, QString *w
     // The administrator's shared .Trash counts only as a real, sticky folder.
     const int shared = openat(topFd, ".Trash", O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
     struct stat st;
+    const QByteArray top = topdir == "/" ? QByteArray() : topdir;
+    QByteArray folder = top + "/.Trash/" + uid;
     if (shared >= 0 && fstat(shared, &st) == 0 && S_ISDIR(st.st_mode) && (st.st_mode & S_ISVTX))
         trashFd = ownFolder(shared, uid.constData(), why);
     if (shared >= 0)
         close(shared);
-    if (trashFd < 0)
+    if (trashFd < 0) {
         trashFd = ownFolder(topFd, (".Trash-" + uid).constData(), why);
+        folder = top + "/.Trash-" + uid;
+    }
     close(topFd);
-    return openFolders(trashFd, topdir, why);
+    std::optional<TrashCan> can = openFolders(trashFd, topdir, why);
+    if (can)
+        can->m_folder = folder;
+    return can;
 }
 
 std::optional<TrashCan> TrashCan::openFolders(int trashFd, const QByteArray &topdir, QString *why)
@@ -223,7 +233,7 @@ QByteArray TrashCan::mountPointOf(const QByteArray &resolvedPath)
 
 TrashCan::TrashCan(TrashCan &&other) noexcept
     : m_filesFd(std::exchange(other.m_filesFd, -1)), m_infoFd(std::exchange(other.m_infoFd, -1)),
-      m_topdir(std::move(other.m_topdir))
+      m_topdir(std::move(other.m_topdir)), m_folder(std::move(other.m_folder))
 {}
 
 TrashCan::~TrashCan()
@@ -248,7 +258,7 @@ QByteArray TrashCan::infoFor(const QByteArray &resolvedPath) const
 
 TrashCan::Result TrashCan::take(const PinnedItem &item, QString *why,
                                 const std::function<bool()> &stillValid,
-                                const QByteArray &restorePath)
+                                const QByteArray &restorePath, QByteArray *takenName)
 {
     // The restore path names where the item really is: a folder on the way
     // renamed since it was pinned would make it name another place.
@@ -298,8 +308,11 @@ TrashCan::Result TrashCan::take(const PinnedItem &item, QString *why,
             // instant between the check and the rename goes back.
             struct stat arrived;
             if (fstatat(m_filesFd, name.constData(), &arrived, AT_SYMLINK_NOFOLLOW) == 0 &&
-                arrived.st_dev == item.status().st_dev && arrived.st_ino == item.status().st_ino)
+                arrived.st_dev == item.status().st_dev && arrived.st_ino == item.status().st_ino) {
+                if (takenName)
+                    *takenName = name;
                 return Result::Moved;
+            }
             if (ItemMove::renameNoReplace(m_filesFd, name.constData(), item.parentFd(),
                                           item.name().constData()) == 0)
                 unlinkat(m_infoFd, infoName.constData(), 0);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "FileIdentity.h"
 #include "PinnedItem.h"
 
 #include <QByteArray>
@@ -46,8 +47,42 @@ public:
     // `restorePath`, when given, is where the Trash's restore puts the item
     // back and the name it is kept under (an item held elsewhere for a while);
     // a path outside this Trash's volume is ignored.
+    // `takenName`, when given, gets the item's name in "files".
     Result take(const PinnedItem &item, QString *why, const std::function<bool()> &stillValid = {},
-                const QByteArray &restorePath = {});
+                const QByteArray &restorePath = {}, QByteArray *takenName = nullptr);
+
+    // The Trash folder (holding "files" and "info"), as a path.
+    const QByteArray &folder() const { return m_folder; }
+    // The Trash whose folder is `folder`: the home Trash or a volume's.
+    static std::optional<TrashCan> openFolder(const QByteArray &folder, QString *why);
+
+    // An item of "files" is still the one put there: the same file, and its
+    // .trashinfo still names `originalPath`. Another tool that put it back, or
+    // an emptied Trash, makes it not.
+    bool holds(const QByteArray &name, const FileIdentity &identity,
+               const QString &originalPath) const;
+    struct PutBack
+    {
+        enum class Outcome
+        {
+            back,
+            notInTrash,  // see holds()
+            throughLink, // a folder on the way back is a link now
+            failed,
+        } outcome = Outcome::failed;
+        QString path; // where it is back: the original path or "{name} (restaurado)" beside
+        int error = 0;
+    };
+    // Moves an item of "files" back to its original place, reached from "/"
+    // without following a link (missing folders are made), then drops its
+    // .trashinfo. Nothing is replaced: a place taken gets it as
+    // "{name} (restaurado)" beside it. `beforeInfoDropped` runs between the two.
+    // The .trashinfo of an item no longer in "files" (put back before a crash
+    // let its information go).
+    void dropLeftoverInfo(const QByteArray &name) const;
+    PutBack putBack(const QByteArray &name, const FileIdentity &identity,
+                    const QString &originalPath,
+                    const std::function<void()> &beforeInfoDropped = {}) const;
 
 private:
     TrashCan() = default;
@@ -57,7 +92,10 @@ private:
     static std::optional<TrashCan> openFolders(int trashFd, const QByteArray &topdir, QString *why);
     int m_filesFd = -1;
     int m_infoFd = -1;
+    // What its .trashinfo files call a path: relative to the top folder of a volume.
+    QByteArray infoPathOf(const QString &originalPath) const;
     QByteArray m_topdir; // empty for the home Trash, whose paths are absolute
+    QByteArray m_folder;
 };
 
 namespace TrashNames {

@@ -6,6 +6,7 @@
 #include "FileSystem.h"
 #include "Formatters.h"
 #include "ItemMove.h"
+#include "OperationJournal.h"
 #include "PinnedItem.h"
 #include "QuarantineFolder.h"
 #include "SystemLayout.h"
@@ -146,7 +147,10 @@ void ProtectionQuarantineManager::restore(const QString &recordId)
         return;
     run(
         [record = *record](QList<ProtectionQuarantineRecord> records) {
-            return restoreOne(std::move(records), record);
+            Outcome out = restoreOne(std::move(records), record);
+            if (!out.restored.isEmpty())
+                journalRestored(record.id, out.restored);
+            return out;
         },
         QString(), {});
 }
@@ -182,9 +186,14 @@ void ProtectionQuarantineManager::run(Action action, const QString &startStatus,
                 m_isReady = true;
                 Q_EMIT isReadyChanged();
             }
+            if (out.operation)
+                setLastOperation(*out.operation);
             if (done)
                 done(out.gone);
             Q_EMIT actionEnded(out.statusText, out.restored);
+            // Items an undo put back are rated again where they are.
+            for (const QString &path : out.undone)
+                Q_EMIT actionEnded(QString(), path);
         });
 }
 
@@ -193,6 +202,7 @@ ProtectionQuarantineManager::quarantineAll(QList<ProtectionQuarantineRecord> rec
                                            const QList<SecurityFinding> &findings, const Clock &now)
 {
     Outcome out;
+    OperationRecording recording(QStringLiteral("protection"));
     QString folderError;
     const std::optional<QuarantineFolder> folder = QuarantineFolder::open(true, &folderError);
     if (!folder)
@@ -215,6 +225,7 @@ ProtectionQuarantineManager::quarantineAll(QList<ProtectionQuarantineRecord> rec
             out.gone.insert(finding.id());
     out.records = records;
     out.statusText = QStringLiteral("%1 elemento(s) en cuarentena.").arg(records.size());
+    out.operation = recording.finish();
     return out;
 }
 
@@ -246,10 +257,23 @@ QString ProtectionQuarantineManager::quarantineOne(const QuarantineFolder &folde
         now};
     if (!folder.writeIntent({QuarantineFolder::Operation::quarantine, record}))
         return ErrorText::describe(errno);
+    // The history hears of the move before and after, as for the Trash.
+    OperationRecording *recording = OperationRecording::current();
+    const OperationJournal *journal = recording ? recording->journal() : nullptr;
+    const int index = journal ? recording->nextIndex() : -1;
+    if (journal)
+        journal->itemIntended(recording->id(), recording->module(), index, source,
+                              FileIdentity::of(item->status()));
     CrashPoint::pass();
     const ItemMove::Result moved =
         ItemMove::move(item->parentFd(), item->name(), item->status(), folder.fd(), name,
                        QuarantineFolder::temporaryName(record.id));
+    if (journal && moved.moved) {
+        journal->itemInQuarantine(recording->id(), index, record.id);
+        recording->itemMoved();
+    } else if (journal) {
+        journal->itemStayed(recording->id(), index);
+    }
     if (!moved.moved) {
         folder.dropIntent(record.id);
         // Renamed in place, the item is refused only when it is not what was
@@ -273,9 +297,10 @@ QString ProtectionQuarantineManager::quarantineOne(const QuarantineFolder &folde
 
 ProtectionQuarantineManager::Outcome
 ProtectionQuarantineManager::restoreOne(QList<ProtectionQuarantineRecord> records,
-                                        const ProtectionQuarantineRecord &record)
+                                        const ProtectionQuarantineRecord &record, bool beside)
 {
-    Outcome out{records, QString(), QString(), {}, QString()};
+    Outcome out;
+    out.records = records;
     QString folderError;
     const std::optional<QuarantineFolder> folder = QuarantineFolder::open(false, &folderError);
     struct stat st;
@@ -290,14 +315,24 @@ ProtectionQuarantineManager::restoreOne(QList<ProtectionQuarantineRecord> record
     const std::optional<FolderHandle> target =
         QuarantineFolder::openOriginalFolder(destination, true, &error);
     if (!target) {
+        out.restoreError = error;
         out.errorMessage = failed + (error == EPERM ? QStringLiteral("La ubicación original está "
                                                                      "fuera de la carpeta personal "
                                                                      "y de Aplicaciones.")
                                                     : ErrorText::describe(error));
         return out;
     }
-    const QByteArray name = FileLocation::encode(FileLocation::lastPathComponent(destination));
+    QString placed = destination;
+    QByteArray name = FileLocation::encode(FileLocation::lastPathComponent(destination));
     struct stat occupied;
+    for (int attempt = 1;
+         beside && attempt < 100 &&
+         fstatat(target->fd(), name.constData(), &occupied, AT_SYMLINK_NOFOLLOW) == 0;
+         ++attempt) {
+        placed = destination + (attempt == 1 ? QStringLiteral(" (restaurado)")
+                                             : QStringLiteral(" (restaurado %1)").arg(attempt));
+        name = FileLocation::encode(FileLocation::lastPathComponent(placed));
+    }
     if (fstatat(target->fd(), name.constData(), &occupied, AT_SYMLINK_NOFOLLOW) == 0) {
         out.errorMessage = failed + kDestinationExists;
         return out;
@@ -326,7 +361,7 @@ ProtectionQuarantineManager::restoreOne(QList<ProtectionQuarantineRecord> record
         folder->dropIntent(record.id);
     }
     out.statusText = record.name + QStringLiteral(" fue restaurado.");
-    out.restored = destination;
+    out.restored = placed;
     return out;
 }
 
@@ -334,7 +369,8 @@ ProtectionQuarantineManager::Outcome
 ProtectionQuarantineManager::trashOne(QList<ProtectionQuarantineRecord> records,
                                       const ProtectionQuarantineRecord &record)
 {
-    Outcome out{records, QString(), QString(), {}, QString()};
+    Outcome out;
+    out.records = records;
     const std::optional<QuarantineFolder> folder = QuarantineFolder::open(false, nullptr);
     struct stat st;
     if (folder && fstatat(folder->fd(), QuarantineFolder::itemName(record).constData(), &st,

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "OperationUndo.h"
+
 #include "ProtectionQuarantineRecord.h"
 #include "ResultList.h"
 #include "ScannerBase.h"
@@ -50,6 +52,11 @@ public:
     void quarantine(const QList<SecurityFinding> &findings, Done done = {});
     Q_INVOKABLE void restore(const QString &recordId);
     Q_INVOKABLE void moveToTrash(const QString &recordId);
+    // Takes back the last quarantine: its items return to their places.
+    void undoLastRemoval() override;
+
+    // What the history's undo needs from the quarantine.
+    static OperationUndo::Quarantine undoAccess();
 
     // When an item went into quarantine, in the index's seconds; tools that
     // must show the same dates on every run fix it.
@@ -71,12 +78,20 @@ private:
         QList<ProtectionQuarantineRecord> records;
         QString statusText;
         QString errorMessage;
-        QSet<QString> gone; // the findings no longer in their place
-        QString restored;   // where a restore put its item back
+        QSet<QString> gone;   // the findings no longer in their place
+        QString restored;     // where a restore put its item back
+        int restoreError = 0; // errno of a restore that could not reach the original folder
+        // A quarantine's operation in the history (empty when nothing moved);
+        // nothing for the other actions.
+        std::optional<QString> operation;
+        QStringList undone; // where an undo put items back
     };
     using Action = std::function<Outcome(QList<ProtectionQuarantineRecord>)>;
 
     static Outcome startUp();
+    // A restore from the quarantine takes back that item of its quarantine:
+    // the history says so.
+    static void journalRestored(const QString &recordId, const QString &path);
     // `startStatus` shows while the action runs (null: the status stays).
     void run(Action action, const QString &startStatus, Done done);
     std::optional<ProtectionQuarantineRecord> recordWithId(const QString &id) const;
@@ -85,8 +100,10 @@ private:
                                  const QList<SecurityFinding> &findings, const Clock &now);
     static QString quarantineOne(const QuarantineFolder &folder, const SecurityFinding &finding,
                                  QList<ProtectionQuarantineRecord> &records, double now);
+    // `beside`: a taken place gets the item as "{name} (restaurado)" beside
+    // it (an undo); else the restore is refused.
     static Outcome restoreOne(QList<ProtectionQuarantineRecord> records,
-                              const ProtectionQuarantineRecord &record);
+                              const ProtectionQuarantineRecord &record, bool beside = false);
     static Outcome trashOne(QList<ProtectionQuarantineRecord> records,
                             const ProtectionQuarantineRecord &record);
 

@@ -72,6 +72,15 @@ Card {
             }
         }
         VelmoraButton {
+            objectName: "undoButton"
+            visible: card.manager.canUndo && !card.manager.isWorking
+            small: true
+            symbol: "arrow.uturn.backward"
+            text: "Deshacer"
+            Accessible.name: "Deshacer la última cuarentena"
+            onClicked: card.manager.undoLastRemoval()
+        }
+        VelmoraButton {
             objectName: "selectRecommendedButton"
             visible: !card.scanner.isScanning
             kind: "borderless"

@@ -48,27 +48,6 @@ std::optional<QByteArray> readSmallFile(int dirFd, const QByteArray &name)
     return DiskFile::read(dirFd, name, kIndexLimit, DiskFile::Links::refuse);
 }
 
-// Writes a whole new file under `name`: created beside it under a name of its
-// own, flushed, then renamed over it, so readers see the old or the new one.
-bool replaceFile(int dirFd, const QByteArray &name, const QByteArray &bytes)
-{
-    const QByteArray temporary = "." + name + "." +
-                                 QByteArray::number(QRandomGenerator::global()->generate64(), 16) +
-                                 ".tmp";
-    const int fd = openat(dirFd, temporary.constData(),
-                          O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
-    if (fd < 0)
-        return false;
-    const bool written = ItemMove::writeAll(fd, bytes) && fsync(fd) == 0;
-    close(fd);
-    if (!written || renameat(dirFd, temporary.constData(), dirFd, name.constData()) != 0) {
-        unlinkat(dirFd, temporary.constData(), 0);
-        return false;
-    }
-    fsync(dirFd);
-    return true;
-}
-
 } // namespace
 
 QString QuarantineFolder::path()
@@ -79,16 +58,6 @@ QString QuarantineFolder::path()
 namespace {
 
 const QString kOtherOwner = QStringLiteral("La carpeta de cuarentena pertenece a otra cuenta.");
-
-// Ours alone: owned by this account, and nobody else may list, enter or change
-// it. A folder of ours left open wider is closed before use.
-bool keepPrivate(int fd, mode_t mode)
-{
-    struct stat st;
-    if (fstat(fd, &st) != 0 || st.st_uid != geteuid())
-        return false;
-    return (st.st_mode & 07777 & ~mode) == 0 || fchmod(fd, st.st_mode & mode) == 0;
-}
 
 } // namespace
 
@@ -109,7 +78,7 @@ std::optional<QuarantineFolder> QuarantineFolder::open(bool create, QString *err
         return failed(why == ELOOP
                           ? QStringLiteral("La carpeta de cuarentena es un enlace simbólico.")
                           : ErrorText::describe(why));
-    if (!keepPrivate(velmora->fd(), 0700))
+    if (!velmora->keepPrivate(0700))
         return failed(kOtherOwner);
     const QByteArray name = FileLocation::encode(FileLocation::lastPathComponent(path()));
     if (create && mkdirat(velmora->fd(), name.constData(), 0700) != 0 && errno != EEXIST)
@@ -121,7 +90,7 @@ std::optional<QuarantineFolder> QuarantineFolder::open(bool create, QString *err
                           ? QStringLiteral("La carpeta de cuarentena es un enlace simbólico.")
                           : ErrorText::describe(errno));
     QuarantineFolder folder{FolderHandle::adopt(fd)};
-    if (!keepPrivate(fd, 0700))
+    if (!FolderHandle::keepPrivate(fd, 0700))
         return failed(kOtherOwner);
     struct stat st;
     fstat(fd, &st);
@@ -164,7 +133,7 @@ QuarantineFolder::Index QuarantineFolder::readIndex() const
         index.whole = errno == ENOENT;
         return index;
     }
-    keepPrivate(fd, 0600);
+    FolderHandle::keepPrivate(fd, 0600);
     const std::optional<QByteArray> bytes = DiskFile::readAll(fd, kIndexLimit);
     close(fd);
     if (!bytes)
@@ -199,15 +168,15 @@ bool QuarantineFolder::writeIndex(const QList<ProtectionQuarantineRecord> &recor
     // it: it is kept aside, never written over.
     if (!readIndex().whole && !keepIndexAside())
         return false;
-    return replaceFile(fd(), kIndexName, QuarantineIndex::encode(records));
+    return ItemMove::replaceFile(fd(), kIndexName, QuarantineIndex::encode(records));
 }
 
 bool QuarantineFolder::writeIntent(const Intent &intent) const
 {
     const QJsonObject object{{QStringLiteral("operation"), operationName(intent.operation)},
                              {QStringLiteral("record"), QuarantineIndex::toJson(intent.record)}};
-    return replaceFile(fd(), intent.record.id.toLatin1() + kIntentSuffix,
-                       QJsonDocument(object).toJson(QJsonDocument::Compact));
+    return ItemMove::replaceFile(fd(), intent.record.id.toLatin1() + kIntentSuffix,
+                                 QJsonDocument(object).toJson(QJsonDocument::Compact));
 }
 
 void QuarantineFolder::dropIntent(const QString &recordId) const
@@ -254,7 +223,7 @@ QList<QuarantineFolder::Intent> QuarantineFolder::intents() const
     return found;
 }
 
-// What replaceFile() leaves when the process dies between creating its file and
+// What ItemMove::replaceFile() leaves when the process dies between creating its file and
 // renaming it: ".records.json.<hex>.tmp" or ".<UUID>.pending.<hex>.tmp".
 bool QuarantineFolder::isLeftoverTemporary(const QByteArray &name)
 {

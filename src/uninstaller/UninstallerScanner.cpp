@@ -82,6 +82,7 @@ UninstallerScanner::UninstallerScanner(QObject *parent)
              }}}})
 {
     setResults(&m_applications);
+    setOperationModule(QStringLiteral("uninstaller"));
     // What would stay with an uninstall depends on what else goes with it, and
     // on what else is installed.
     connect(&m_applications, &ResultModel::selectionChanged, this,

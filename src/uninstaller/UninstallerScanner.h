@@ -66,6 +66,13 @@ Q_SIGNALS:
     void applicationsChanged();
     void selectedKeptCountChanged();
 
+protected:
+    bool rescanAfterUndo() override
+    {
+        scanApplications();
+        return true;
+    }
+
 private:
     // An uninstall's outcome, with the applications that stay as they are now.
     struct UninstallOutcome : Trash::BatchOutcome

@@ -7,12 +7,13 @@ std::unique_ptr<ProbeDriver> makeUninstallerDriver();
 std::unique_ptr<ProbeDriver> makeProtectionDriver();
 std::unique_ptr<ProbeDriver> makeQuarantineDriver();
 std::unique_ptr<ProbeDriver> makeFullDriver();
+std::unique_ptr<ProbeDriver> makeHistoryDriver();
 
 // Module drivers, in catalogue order; each module adds its own as it lands.
 const QList<ProbeDriverFactory> &probeDrivers()
 {
     static const QList<ProbeDriverFactory> drivers = {
         makeLargeFilesDriver, makeDuplicatesDriver, makeCleanupDriver, makeUninstallerDriver,
-        makeProtectionDriver, makeQuarantineDriver, makeFullDriver};
+        makeProtectionDriver, makeQuarantineDriver, makeFullDriver,    makeHistoryDriver};
     return drivers;
 }
