@@ -1,15 +1,13 @@
 #include "MacTree.h"
 #include "MachOSigner.h"
 #include "Preferences.h"
-#include "PropertyList.h"
 #include "ProtectionFindingFilter.h"
 #include "ProtectionScanner.h"
 #include "QuarantineTesting.h"
 
 #include <QtTest>
-#include <fcntl.h>
 #include <sys/resource.h>
-#include <unistd.h>
+#include <sys/stat.h>
 
 // The seven automatic places, their walks and handlers, on a Mac tree whose home
 // lies inside the system root.
@@ -275,32 +273,20 @@ void TestProtectionScanner::signedBundlesAndHostileTrees()
     QCOMPARE(scanner.selectedCount(), 2);
 }
 
-// Puts at `path` something that is no small regular file.
-void plant(const QString &path, const QString &kind)
+// Puts at `relative` something that is no small regular file: a pipe, a huge
+// sparse file, a link to a device or a link to itself.
+void plant(TreeBuilder &root, const QString &relative, const QString &kind)
 {
-    const QByteArray bytes = QFile::encodeName(path);
-    unlink(bytes.constData());
-    if (kind == "pipe") {
-        QCOMPARE(mkfifo(bytes.constData(), 0644), 0);
-    } else if (kind == "device") {
-        QCOMPARE(symlink("/dev/zero", bytes.constData()), 0);
-    } else if (kind == "loop") {
-        QCOMPARE(
-            symlink(QFile::encodeName(QFileInfo(path).fileName()).constData(), bytes.constData()),
-            0);
-    } else if (kind == "sparse") {
-        const int fd = open(bytes.constData(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644);
-        QVERIFY(fd >= 0);
-        QCOMPARE(ftruncate(fd, qint64(40) << 30), 0); // 40 GB, no blocks
-        close(fd);
-    }
-}
-
-long peakKilobytes()
-{
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    return usage.ru_maxrss;
+    QFile::remove(root.path(relative));
+    if (kind == "pipe")
+        mkfifo(QFile::encodeName(root.path(relative)).constData(), 0644);
+    else if (kind == "sparse")
+        root.sparseFile(relative, qint64(40) << 30); // 40 GB, no blocks
+    else
+        root.symlink(relative, kind == "device" ? "/dev/zero" : QFileInfo(relative).fileName());
+    struct stat st;
+    QVERIFY(lstat(QFile::encodeName(root.path(relative)).constData(), &st) == 0 &&
+            (!S_ISREG(st.st_mode) || st.st_size > (1 << 30)));
 }
 
 void TestProtectionScanner::hostileFilesWhereAFileIsRead_data()
@@ -327,22 +313,27 @@ void TestProtectionScanner::hostileFilesWhereAFileIsRead()
     QFETCH(QString, place);
     QFETCH(QString, kind);
     MacTree tree;
-    const QString bundle = tree.root.path("Users/ana/Downloads/Dropper.app");
     MachOSigner::Options o;
     o.identifier = "com.vendor.dropper";
-    QVERIFY(MachOSigner::writeBundle(bundle, "Dropper", {{"Resources/a.txt", "a"}}, o));
-    const QString agent = tree.root.file("Library/LaunchAgents/com.vendor.agent.plist", "");
-    QVERIFY(PropertyList::write(agent, {{"Label", "com.vendor.agent"}}, false));
+    QVERIFY(MachOSigner::writeBundle(tree.root.path("Users/ana/Downloads/Dropper.app"), "Dropper",
+                                     {{"Resources/a.txt", "a"}}, o));
+    tree.root.plist("Library/LaunchAgents/com.vendor.agent.plist", {{"Label", "com.vendor.agent"}},
+                    false);
     tree.root.folder("xdg-config/Velmora");
     qputenv("XDG_CONFIG_HOME", QFile::encodeName(tree.root.path("xdg-config")));
     LoadedQuarantine().recordCount(); // makes the folder
+    const QString quarantine = quarantineFolder().mid(tree.root.root().size() + 1);
     const QHash<QString, QString> where{
-        {"launch list", agent},
-        {"quarantine index", indexPath()},
-        {"quarantine intent", quarantineFolder() + "/" + kId + ".pending"},
-        {"preferences", tree.root.path("xdg-config/Velmora/Velmora.conf")}};
-    plant(where.value(place, bundle + "/" + place), kind);
-
+        {"launch list", "Library/LaunchAgents/com.vendor.agent.plist"},
+        {"quarantine index", quarantine + "/records.json"},
+        {"quarantine intent", quarantine + "/" + kId + ".pending"},
+        {"preferences", "xdg-config/Velmora/Velmora.conf"}};
+    plant(tree.root, where.value(place, "Users/ana/Downloads/Dropper.app/" + place), kind);
+    const auto peakKilobytes = [] {
+        rusage usage{};
+        getrusage(RUSAGE_SELF, &usage);
+        return usage.ru_maxrss;
+    };
     const long before = peakKilobytes();
     ProtectionScanner scanner;
     scanAndWait(scanner);
