@@ -104,8 +104,6 @@ void mutate(QByteArray &data, Random &random, const std::vector<QByteArray> &see
     data.truncate(std::min(data.size(), kMaxInput));
 }
 
-// Property lists -----------------------------------------------------------
-
 // Values of every binary kind, each as its marker and bytes: an ASCII string, a
 // 1-byte integer, true, the real 1.0, a date, data, a UTF-16 string, a UID, and
 // a string with its count as an integer.
@@ -244,8 +242,6 @@ const char *checkList(const QByteArray &, const QByteArray &input)
         return "read a list deeper than the limit";
     return nullptr;
 }
-
-// Code signatures ----------------------------------------------------------
 
 std::vector<QByteArray> codeSeeds(const QString &source)
 {
