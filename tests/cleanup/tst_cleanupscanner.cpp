@@ -36,13 +36,13 @@ struct Caches
         tester = std::make_unique<QAbstractItemModelTester>(scanner->itemsModel());
         scanner->setRunningApplicationsSource([running] { return running; });
         scanner->setClock([] { return kNow; });
-        (void)QTest::qWaitFor([this] { return scanned(); }, 20000);
+        (void)QTest::qWaitFor(
+            [this] {
+                return !scanner->isScanning() &&
+                       (scanner->completedScanCount() >= 1 || !scanner->errorMessage().isEmpty());
+            },
+            20000);
         return *scanner;
-    }
-    bool scanned() const
-    {
-        return !scanner->isScanning() &&
-               (scanner->completedScanCount() >= 1 || !scanner->errorMessage().isEmpty());
     }
     // A cache folder of the given logical size (sparse) and age.
     void add(const QString &name, qint64 bytes, std::optional<qint64> ageSeconds)

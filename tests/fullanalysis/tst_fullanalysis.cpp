@@ -12,9 +12,8 @@
 #include <cstdio>
 #include <sys/stat.h>
 
-// The coordinator: its steps in order with their texts and progress, the totals
-// of each scanner, the time limit on an injected clock (never by waiting ten
-// minutes), a step whose scanner cannot start, a second start, and the probe.
+// The coordinator's steps, totals and time limit (on an injected clock, never by
+// waiting ten minutes), and the probe's run of it.
 namespace {
 
 constexpr qint64 MiB = 1024 * 1024;
@@ -55,8 +54,12 @@ void fillHome(MacTree &tree)
     fillAnalysedMac(home, tree.root);
 }
 
-void waitUntilFinished(FullAnalysisCoordinator &coordinator)
+// Starts a run unless one is under way, and waits for its end.
+void runToTheEnd(FullAnalysisCoordinator &coordinator)
 {
+    coordinator.setPollIntervalMs(20);
+    if (!coordinator.isRunning())
+        coordinator.start();
     QTRY_VERIFY_WITH_TIMEOUT(!coordinator.isRunning(), 60000);
 }
 
@@ -92,7 +95,7 @@ void TestFullAnalysis::stepsTextsProgressAndTotals()
     coordinator.start();
     coordinator.start(); // a second start while running is ignored
     QVERIFY(coordinator.isRunning());
-    waitUntilFinished(coordinator);
+    runToTheEnd(coordinator);
 
     QCOMPARE(texts, QStringList({"Preparando análisis completo", "Buscando archivos grandes…",
                                  "Buscando archivos duplicados…", "Analizando cachés…",
@@ -135,7 +138,7 @@ void TestFullAnalysis::stepsTextsProgressAndTotals()
     // A new run starts from zero, and "resetResults" alone does the same.
     coordinator.start();
     QCOMPARE(coordinator.largeFilesCount() + coordinator.completedSteps(), 0);
-    waitUntilFinished(coordinator);
+    runToTheEnd(coordinator);
     QCOMPARE(coordinator.largeFilesCount(), 1);
     coordinator.resetResults();
     QCOMPARE(coordinator.currentStep(), QStringLiteral("Preparando análisis completo"));
@@ -155,8 +158,7 @@ void TestFullAnalysis::aStepOutOfTimeIsSkippedAndItsLateResultUnread()
     // step is out of time at its first check, before its scanner can answer.
     qint64 now = 0;
     coordinator.setClock([&] { return now += 11 * 60 * 1000; });
-    coordinator.start();
-    waitUntilFinished(coordinator);
+    runToTheEnd(coordinator);
     QCOMPARE(coordinator.errorMessage(),
              QStringLiteral("Uno de los análisis tardó demasiado y fue omitido."));
     QCOMPARE(coordinator.completedSteps(), 5);
@@ -171,9 +173,7 @@ void TestFullAnalysis::aStepOutOfTimeIsSkippedAndItsLateResultUnread()
 
     // A run within the limit clears the message.
     coordinator.setClock([] { return QDateTime::currentMSecsSinceEpoch(); });
-    coordinator.setPollIntervalMs(20);
-    coordinator.start();
-    waitUntilFinished(coordinator);
+    runToTheEnd(coordinator);
     QCOMPARE(coordinator.errorMessage(), QString());
     QCOMPARE(coordinator.largeFilesCount(), 1);
 }
@@ -185,9 +185,7 @@ void TestFullAnalysis::aScannerThatCannotStartEndsItsStepAtOnce()
     // their steps end at the next check, and the run goes on.
     qputenv("HOME", QFile::encodeName(tree.home + "/missing"));
     FullAnalysisCoordinator coordinator;
-    coordinator.setPollIntervalMs(20);
-    coordinator.start();
-    waitUntilFinished(coordinator);
+    runToTheEnd(coordinator);
     QCOMPARE(coordinator.completedSteps(), 5);
     QCOMPARE(coordinator.errorMessage(), QString()); // the scanners' errors stay theirs
     QVERIFY(!coordinator.storageScanner()->errorMessage().isEmpty());
@@ -222,9 +220,7 @@ void TestFullAnalysis::whatEachModuleLeavesOutIsNamed()
     for (const QString &folder : closed)
         QVERIFY(::chmod(FileLocation::encode(folder).constData(), 0) == 0);
     FullAnalysisCoordinator coordinator;
-    coordinator.setPollIntervalMs(20);
-    coordinator.start();
-    waitUntilFinished(coordinator);
+    runToTheEnd(coordinator);
     for (const QString &folder : closed)
         ::chmod(FileLocation::encode(folder).constData(), 0700);
 

@@ -3,11 +3,10 @@
 #include <QAbstractItemModelTester>
 #include <QCoreApplication>
 #include <QDir>
-#include <QElapsedTimer>
-#include <QFile>
 #include <QMetaProperty>
 #include <QQuickItem>
 #include <QQuickWindow>
+#include <QSettings>
 #include <QUrl>
 
 namespace {
@@ -222,16 +221,6 @@ bool AppJourney::waitForText(const QString &objectName, const QString &wanted, i
     return waitFor([&] { return text(objectName) == wanted; }, timeoutMs);
 }
 
-void AppJourney::settle(int ms) const
-{
-    QElapsedTimer timer;
-    timer.start();
-    while (timer.elapsed() < ms) {
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 10);
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    }
-}
-
 QObject *AppJourney::screen() const
 {
     const QQuickItem *loader = item(QStringLiteral("moduleScreen"));
@@ -275,15 +264,10 @@ bool AppJourney::navigateChooser(const QString &folder, bool highlightLast)
 
 QString AppJourney::trashInfoPath(const QString &name) const
 {
-    QFile info(m_env.dataHome() + QStringLiteral("/Trash/info/") + name +
-               QStringLiteral(".trashinfo"));
-    if (!info.open(QIODevice::ReadOnly))
-        return {};
-    const QList<QByteArray> lines = info.readAll().split('\n');
-    for (const QByteArray &line : lines)
-        if (line.startsWith("Path="))
-            return QUrl::fromPercentEncoding(line.mid(5));
-    return {};
+    const QSettings info(m_env.dataHome() + QStringLiteral("/Trash/info/") + name +
+                             QStringLiteral(".trashinfo"),
+                         QSettings::IniFormat);
+    return QUrl::fromPercentEncoding(info.value(QStringLiteral("Trash Info/Path")).toByteArray());
 }
 
 QStringList AppJourney::trashNames() const

@@ -64,9 +64,8 @@ public:
 
     // The steps every module's journey takes, each false when it could not be
     // taken: a module opened from a card or the sidebar (until its title shows,
-    // then until its scanner finished `scans` scans), a folder chosen in the
-    // chooser, a row's box ticked, the selection's action confirmed (after its
-    // dialog showed that title, when one is given).
+    // then until its scanner finished `scans` scans), the selection's action
+    // confirmed (after its dialog showed that title, when one is given).
     bool openModule(const QString &entry, const QString &title, int scans = -1);
     // Back to the dashboard, whose banner then tells what ended.
     bool leave(const QString &banner);
@@ -83,7 +82,8 @@ public:
     {
         return QTest::qWaitFor(condition, timeoutMs);
     }
-    void settle(int ms = 100) const;
+    // Lets the window react to what was just done (events and deferred deletes).
+    void settle(int ms = 100) const { QTest::qWait(ms); }
 
     QObject *screen() const;
     QObject *scanner() const;

@@ -140,10 +140,12 @@ void TestJourneys::runOpenModulesAndComeBack()
     const auto backToSummary = [&] {
         return app.click("backButton") && app.waitForItem("fullAnalysisTitle", 3000);
     };
+    const auto runFrom = [&](const char *button) {
+        return app.click(button) && app.waitForItem("fullAnalysisTitle") &&
+               app.waitForText("stepCount", "5 de 5", 60000);
+    };
 
-    QVERIFY(app.click("quickAnalysisButton"));
-    QVERIFY(app.waitForItem("fullAnalysisTitle"));
-    QVERIFY(app.waitForText("stepCount", "5 de 5", 60000));
+    QVERIFY(runFrom("quickAnalysisButton"));
     QCOMPARE(app.text("currentStep"), "Análisis completo terminado");
     QCOMPARE(app.text("bottomText"),
              "Análisis terminado. Revisa cada módulo antes de eliminar archivos.");
@@ -203,9 +205,7 @@ void TestJourneys::runOpenModulesAndComeBack()
     QVERIFY(!app.item("fullAnalysisTitle"));
 
     // "Ver recomendaciones" after a finished run starts a new one.
-    QVERIFY(app.click("recommendationsButton"));
-    QVERIFY(app.waitForItem("fullAnalysisTitle"));
-    QVERIFY(app.waitForText("stepCount", "5 de 5", 60000));
+    QVERIFY(runFrom("recommendationsButton"));
     QCOMPARE(app.textIn("resultLargeFiles", "resultValue"), "0");
 }
 

@@ -55,16 +55,15 @@ class TestStorageScanner : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void whatCountsAsLarge();
+    void whatCountsAsLargeAndStatusTexts();
     void largestFirstWithTiesInWalkOrder();
-    void statusTextsAndFolders();
     void moveReportsWhatCouldNotGo();
     void parallelWalkMatchesTheSequentialOrder();
     void unreadableAndOddEntriesAreSkipped();
     void stopKeepsWhatWasFound();
 };
 
-void TestStorageScanner::whatCountsAsLarge()
+void TestStorageScanner::whatCountsAsLargeAndStatusTexts()
 {
     Home h;
     // The threshold is inclusive and counts blocks on disk, not lengths.
@@ -80,6 +79,7 @@ void TestStorageScanner::whatCountsAsLarge()
     h.tree.symlink("link.bin", h.tree.path("exact.bin"));
     h.tree.symlink("Movies/loop", h.tree.path("Movies"));
 
+    QCOMPARE(h.scanner.statusText(), QStringLiteral("Selecciona una carpeta para comenzar."));
     QVERIFY(h.scan(h.env.home(), 3));
     QCOMPARE(h.names(), QStringList({"exact.bin"}));
     const LargeFileItem exact = h.scanner.files().first();
@@ -89,6 +89,22 @@ void TestStorageScanner::whatCountsAsLarge()
     QVERIFY(h.scan(h.env.home(), 0)); // a minimum of 0 lists even empty files
     QCOMPARE(h.scanner.fileCount(), 4);
     QCOMPARE(h.scanner.totalSize(), 6 * MiB - 4096);
+    QCOMPARE(h.scanner.statusText(), QStringLiteral("Se encontraron 4 archivos grandes."));
+    QCOMPARE(h.scanner.selectedFolder(), h.env.home());
+
+    h.scanner.selectAll();
+    QVERIFY(h.scan(h.env.home(), 7));
+    QCOMPARE(h.scanner.statusText(), QStringLiteral("No se encontraron archivos mayores de 7 MB."));
+    QVERIFY2(h.scanner.selectedFileIDs().isEmpty(), "a new scan clears the selection");
+
+    h.scanner.scan(h.env.home() + "/missing", 1);
+    QCOMPARE(h.scanner.statusText(), QStringLiteral("Analizando missing…"));
+    QTRY_VERIFY(!h.scanner.isScanning());
+    QCOMPARE(h.scanner.errorMessage(),
+             QStringLiteral("No fue posible abrir la carpeta seleccionada."));
+    QCOMPARE(h.scanner.statusText(), QStringLiteral("No fue posible completar el análisis."));
+    QCOMPARE(h.scanner.completedScanCount(), 3);
+    QVERIFY(h.scanner.files().isEmpty());
 }
 
 void TestStorageScanner::largestFirstWithTiesInWalkOrder()
@@ -112,31 +128,6 @@ void TestStorageScanner::largestFirstWithTiesInWalkOrder()
     const auto *model = h.scanner.filesModel();
     QCOMPARE(model->data(model->index(0), model->role("sizeText")).toString(),
              QStringLiteral("66 KB"));
-}
-
-void TestStorageScanner::statusTextsAndFolders()
-{
-    Home h;
-    h.tree.allocatedFile("Downloads/one.dmg", 2 * MiB);
-    h.tree.allocatedFile("Downloads/two.dmg", 2 * MiB);
-    QCOMPARE(h.scanner.statusText(), QStringLiteral("Selecciona una carpeta para comenzar."));
-    QVERIFY(h.scan(h.tree.path("Downloads"), 1));
-    QCOMPARE(h.scanner.statusText(), QStringLiteral("Se encontraron 2 archivos grandes."));
-    QCOMPARE(h.scanner.selectedFolder(), h.tree.path("Downloads"));
-
-    h.scanner.selectAll();
-    QVERIFY(h.scan(h.tree.path("Downloads"), 7));
-    QCOMPARE(h.scanner.statusText(), QStringLiteral("No se encontraron archivos mayores de 7 MB."));
-    QVERIFY2(h.scanner.selectedFileIDs().isEmpty(), "a new scan clears the selection");
-
-    h.scanner.scan(h.env.home() + "/missing", 1);
-    QCOMPARE(h.scanner.statusText(), QStringLiteral("Analizando missing…"));
-    QTRY_VERIFY(!h.scanner.isScanning());
-    QCOMPARE(h.scanner.errorMessage(),
-             QStringLiteral("No fue posible abrir la carpeta seleccionada."));
-    QCOMPARE(h.scanner.statusText(), QStringLiteral("No fue posible completar el análisis."));
-    QCOMPARE(h.scanner.completedScanCount(), 2);
-    QVERIFY(h.scanner.files().isEmpty());
 }
 
 void TestStorageScanner::moveReportsWhatCouldNotGo()

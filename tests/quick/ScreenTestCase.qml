@@ -2,14 +2,12 @@ import QtQuick
 import QtTest
 
 // What every screen test does: open the screen in the host (its parent), find
-// its items by name, read its summary cards and rows, and go through its
-// confirmation.
+// its items, read its cards and rows, and go through its confirmation.
 TestCase {
     when: windowShown
 
     required property Component screen
-    // The list whose rows rowNamed() looks through.
-    property string listName
+    property string listName // where rowNamed() looks
     property var view: null
     property var scanner: null
 

@@ -24,10 +24,6 @@ public:
     {
         return TreeBuilder(home()).allocatedFile(relative, qint64(megabytes * 1024 * 1024));
     }
-    Q_INVOKABLE QString folder(const QString &relative)
-    {
-        return TreeBuilder(home()).folder(relative);
-    }
     Q_INVOKABLE bool remove(const QString &path)
     {
         return QFileInfo(path).isDir() ? QDir(path).removeRecursively() : QFile::remove(path);

@@ -17,10 +17,9 @@ Item {
         function init() { open(); }
 
         function test_confirmThenPartialFailure() {
-            const folder = Fixtures.folder("Trash");
             const keep = Fixtures.allocate("Trash/keep.bin", 130);
             const gone = Fixtures.allocate("Trash/gone.bin", 110);
-            scanner.scan(folder, 100);
+            scanner.scan(Fixtures.home + "/Trash", 100);
             tryVerify(() => scanner.completedScanCount === 1, 10000);
             scanner.selectAll();
             Fixtures.remove(gone); // it cannot be moved any more
@@ -136,7 +135,7 @@ Item {
         function init() { Fixtures.clearApplications(); }
 
         // A folder the scan reads by name that loops: left out, and the count
-        // unfolds by mouse or keyboard to the path and the reason.
+        // unfolds to the path and the reason.
         function test_leftOutUnfolds() {
             const logs = Fixtures.home + "/Library/Logs";
             verify(Fixtures.link(logs, logs));
@@ -150,11 +149,6 @@ Item {
             tryVerify(() => list.visible && list.count === 1);
             compare(findChild(list, "skippedPath").text, "~/Library/Logs");
             compare(findChild(list, "skippedReason").text, "Bucle de enlaces simbólicos.");
-            verify(line.activeFocus);
-            keyClick(Qt.Key_Space);
-            verify(!list.visible);
-            keyClick(Qt.Key_Return);
-            verify(list.visible);
         }
 
         function test_searchKeepsSelectionAndUninstalls() {

@@ -1,3 +1,4 @@
+#include "DemoGuard.h"
 #include "TestEnvironment.h"
 #include "TreeBuilder.h"
 
@@ -5,10 +6,14 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
+#include <QTemporaryDir>
 #include <QtTest>
 
-// The probe is what benchmarks and scripts read: its JSON keeps one shape.
-class TestProbe : public QObject
+// The tools beside the app. The probe is what benchmarks and scripts read: its
+// JSON keeps one shape. The demo generator writes only into an empty folder or
+// a demo tree of its own; its trees are built under a folder of their own that
+// stands in for /tmp, so these checks hold wherever the checkout is.
+class TestTools : public QObject
 {
     Q_OBJECT
 
@@ -18,6 +23,8 @@ private Q_SLOTS:
     void uninstallerSelectsByNameOrPath();
     void usageErrors();
     void faultInjectedBeforeRemoval();
+    void demoWritesOnlyWhereItMay();
+    void demoClearsOnlyItsOwnTree();
 };
 
 namespace {
@@ -43,7 +50,7 @@ QJsonObject without(QJsonObject object, const QStringList &keys)
 
 } // namespace
 
-void TestProbe::largeFilesScanSelectAndTrash()
+void TestTools::largeFilesScanSelectAndTrash()
 {
     TestEnvironment env;
     TreeBuilder tree(env.home());
@@ -73,14 +80,9 @@ void TestProbe::largeFilesScanSelectAndTrash()
     QVERIFY(!QFile::exists(tree.path("Movies/big.mov")));
     QVERIFY(QFile::exists(env.trashFiles() + "/big.mov"));
     QVERIFY(QFile::exists(tree.path("Movies/small.mov")));
-
-    const QJsonObject missing = run({"largefiles", env.home() + "/nope", "--min-mb", "1"});
-    QCOMPARE(missing.value("errorMessage").toString(),
-             QStringLiteral("No fue posible abrir la carpeta seleccionada."));
-    QCOMPARE(missing.value("completedScanCount").toInt(), 0);
 }
 
-void TestProbe::duplicatesAndCleanupShapes()
+void TestTools::duplicatesAndCleanupShapes()
 {
     TestEnvironment env;
     TreeBuilder tree(env.home());
@@ -107,7 +109,7 @@ void TestProbe::duplicatesAndCleanupShapes()
     QCOMPARE(cleanup.value("selected").toArray().size(), 1);
 }
 
-void TestProbe::uninstallerSelectsByNameOrPath()
+void TestTools::uninstallerSelectsByNameOrPath()
 {
     TestEnvironment env;
     TreeBuilder root(env.root()), home(env.home());
@@ -156,23 +158,21 @@ void TestProbe::uninstallerSelectsByNameOrPath()
     QVERIFY(removed.value("selected").toArray().isEmpty());
     QVERIFY(removed.value("items").toArray().isEmpty());
     QVERIFY(!QFile::exists(log));
-    int code = 0;
-    run({"uninstaller", "--select", "Nope"}, &code);
-    QCOMPARE(code, 2);
 }
 
-void TestProbe::usageErrors()
+void TestTools::usageErrors()
 {
     int code = 0;
     for (const QStringList &args :
          {QStringList{}, QStringList{"nosuchmodule"}, QStringList{"largefiles", "/x"},
-          QStringList{"largefiles", "/x", "--min-mb", "lots"}}) {
+          QStringList{"largefiles", "/x", "--min-mb", "lots"},
+          QStringList{"uninstaller", "--select", "Nope"}}) {
         run(args, &code);
         QVERIFY2(code == 2, qPrintable(args.join(' ')));
     }
 }
 
-void TestProbe::faultInjectedBeforeRemoval()
+void TestTools::faultInjectedBeforeRemoval()
 {
     TestEnvironment env;
     TreeBuilder tree(env.home());
@@ -198,5 +198,76 @@ void TestProbe::faultInjectedBeforeRemoval()
     QVERIFY(!QFile::exists(marker));
 }
 
-QTEST_GUILESS_MAIN(TestProbe)
-#include "tst_probe.moc"
+void TestTools::demoWritesOnlyWhereItMay()
+{
+    using DemoGuard::Action;
+    QTemporaryDir base;
+    QVERIFY(base.isValid());
+    TreeBuilder tree(DemoGuard::resolvedPath(base.path()));
+    const QStringList tmp = DemoGuard::temporaryRoots(), refused{tree.folder("temporary")};
+    tree.folder("empty");
+    tree.file("foreign/notes.txt", "mine");
+    // A link into a refused folder is refused like the folder itself, and so is
+    // a dangling one that would land there.
+    tree.symlink("toTmp", "/tmp");
+    tree.symlink("toTemporary", tree.path("temporary/not-yet"));
+    tree.folder("fake/.velmora-demo");              // a folder merely named like the marker
+    tree.file("planted/.velmora-demo", "anything"); // a marker this generator did not write
+    tree.file("planted/thesis.tex", "years of work");
+    const QString demo = tree.folder("demo");
+    const struct
+    {
+        QString path;
+        bool force;
+        const QStringList &roots;
+        Action action;
+        QByteArray marker = {}; // written into demo first
+    } rows[] = {
+        {"/tmp/velmora-demo-test", false, tmp, Action::Refuse},
+        {"/tmp/../tmp/x", true, tmp, Action::Refuse},
+        {"/tmp", false, tmp, Action::Refuse},
+        {tree.path("temporary/demo"), false, refused, Action::Refuse},
+        {tree.path("new"), false, refused, Action::Build},
+        {tree.path("empty"), false, refused, Action::Build},
+        {tree.path("temporaryish"), false, refused, Action::Build}, // not under "temporary"
+        {tree.path("foreign"), false, refused, Action::Refuse},
+        {tree.path("foreign"), true, refused, Action::Refuse},
+        {tree.path("foreign/notes.txt"), true, refused, Action::Refuse},
+        {tree.path("toTmp/demo"), false, tmp, Action::Refuse},
+        {tree.path("toTemporary"), false, refused, Action::Refuse},
+        {tree.path("fake"), true, refused, Action::Refuse},
+        {tree.path("planted"), false, refused, Action::Refuse},
+        {tree.path("planted"), true, refused, Action::Refuse},
+        {demo, false, refused, Action::Nothing, DemoGuard::markerContents()},
+        {demo, true, refused, Action::Rebuild, DemoGuard::markerContents()},
+        {demo, false, refused, Action::Rebuild, DemoGuard::unfinishedMarkerContents()},
+        // A tree of an earlier version of the generator is rebuilt, not kept or refused.
+        {demo, false, refused, Action::Rebuild, "velmora-demo 1\n"},
+        {demo, false, refused, Action::Refuse, "velmora-demo 1 but edited\n"},
+    };
+    for (const auto &row : rows) {
+        QVERIFY(row.marker.isNull() || DemoGuard::writeMarker(demo, row.marker));
+        QVERIFY2(DemoGuard::decide(row.path, row.force, row.roots).action == row.action,
+                 qPrintable(row.path + (row.force ? " forced " : " ") + row.marker));
+    }
+}
+
+void TestTools::demoClearsOnlyItsOwnTree()
+{
+    QTemporaryDir base;
+    QVERIFY(base.isValid());
+    TreeBuilder tree(DemoGuard::resolvedPath(base.path()));
+    const QString demo = tree.folder("demo");
+    QVERIFY(DemoGuard::writeMarker(demo, DemoGuard::markerContents()));
+    const QString precious = tree.file("precious/keep.txt", "keep");
+    tree.file("demo/Users/demo/file.txt", "x");
+    tree.symlink("demo/Users/demo/link", tree.path("precious"));
+    QString error;
+    QVERIFY2(DemoGuard::clearTree(demo, &error), qPrintable(error));
+    QCOMPARE(QDir(demo).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
+             QStringList({".velmora-demo"}));
+    QVERIFY2(QFile::exists(precious), "a link's target outside the tree is left alone");
+}
+
+QTEST_GUILESS_MAIN(TestTools)
+#include "tst_tools.moc"
