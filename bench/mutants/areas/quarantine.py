@@ -64,5 +64,5 @@ MUTANTS = [
     dict(name='quarantine: a vanished item stops the ones after it',
          file='src/protection/ProtectionQuarantineManager.cpp',
          old='        if (!FileSystem::resourceValues(p) || !isQuarantinePlace(p))\n            continue;',
-         new='        if (!FileSystem::resourceValues(p) || !isQuarantinePlace(p))\n            break;', tests='tst_quarantinesafety'),
+         new='        if (!FileSystem::resourceValues(p) || !isQuarantinePlace(p))\n            break;', tests='tst_quarantine$'),
 ]
