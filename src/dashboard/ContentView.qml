@@ -177,6 +177,7 @@ Rectangle {
             quickAnalysisAvailable: true
             onOpenModule: module => root.openModule(module)
             onStartQuickAnalysis: root.startQuickAnalysis()
+            onOpenHistory: historySheet.open()
         }
     }
 
@@ -199,5 +200,10 @@ Rectangle {
         coordinator: coordinator
         onClosed: root.showingFullAnalysis = false
         onOpenModuleRequested: (module, filter) => root.openModuleFromAnalysis(module, filter)
+    }
+
+    HistorySheet {
+        id: historySheet
+        objectName: "historySheet"
     }
 }

@@ -15,6 +15,7 @@ Flickable {
     property bool quickAnalysisAvailable: false
     signal openModule(string module)
     signal startQuickAnalysis
+    signal openHistory
 
     readonly property real columnSpacing: 16
 
@@ -50,6 +51,13 @@ Flickable {
                     font.pixelSize: 14
                     wrapMode: Text.WordWrap
                 }
+            }
+            VelmoraButton {
+                objectName: "historyButton"
+                text: "Historial"
+                symbol: "clock.arrow.circlepath"
+                Accessible.name: "Historial de eliminaciones"
+                onClicked: content.openHistory()
             }
             DashboardGradientButton {
                 objectName: "quickAnalysisButton"

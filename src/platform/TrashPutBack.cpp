@@ -66,9 +66,11 @@ QByteArray TrashCan::infoPathOf(const QString &originalPath) const
 bool TrashCan::holds(const QByteArray &name, const FileIdentity &identity,
                      const QString &originalPath) const
 {
+    // A file must also be unchanged: a file made after the item was emptied
+    // from the Trash may get its inode number.
     struct stat st;
     if (fstatat(m_filesFd, name.constData(), &st, AT_SYMLINK_NOFOLLOW) != 0 ||
-        !identity.sameFile(st))
+        !(S_ISDIR(st.st_mode) ? identity.sameFile(st) : identity.unchanged(st)))
         return false;
     const std::optional<QByteArray> info =
         DiskFile::read(m_infoFd, name + ".trashinfo", kInfoLimit, DiskFile::Links::refuse);

@@ -198,5 +198,6 @@ int ShotSession::renderAll()
     shootLongScans(*this);
     shootMinimumSize(*this);
     shootRemoval(*this);
+    shootHistory(*this);
     return m_failures;
 }

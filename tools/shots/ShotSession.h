@@ -77,3 +77,4 @@ void shootScanning(ShotSession &session);
 void shootMinimumSize(ShotSession &session);
 void shootLongScans(ShotSession &session);
 void shootRemoval(ShotSession &session);
+void shootHistory(ShotSession &session);
