@@ -211,6 +211,7 @@ void TestJourneys::runOpenModulesAndComeBack()
 
 std::unique_ptr<QObject> fileJourneys();
 std::unique_ptr<QObject> systemJourneys();
+std::unique_ptr<QObject> undoJourneys();
 
 int main(int argc, char *argv[])
 {
@@ -219,7 +220,7 @@ int main(int argc, char *argv[])
     AppSetup::configureApplication();
     int failed = 0;
     for (const auto &journeys : {std::unique_ptr<QObject>(std::make_unique<TestJourneys>()),
-                                 fileJourneys(), systemJourneys()})
+                                 fileJourneys(), systemJourneys(), undoJourneys()})
         failed += QTest::qExec(journeys.get(), argc, argv);
     return failed;
 }
