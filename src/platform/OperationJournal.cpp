@@ -245,7 +245,7 @@ bool OperationJournal::itemIntended(const QString &operation, const QString &mod
 {
     QJsonObject l = line("intend", operation, index);
     l.insert(QStringLiteral("module"), module);
-    l.insert(QStringLiteral("date"), now().toUTC().toString(Qt::ISODate));
+    l.insert(QStringLiteral("date"), now().toUTC().toString(Qt::ISODateWithMs));
     l.insert(QStringLiteral("path"), originalPath);
     l.insert(QStringLiteral("dev"), double(identity.device));
     l.insert(QStringLiteral("ino"), double(identity.inode));
