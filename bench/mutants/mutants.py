@@ -8,5 +8,5 @@ import os
 import sys
 
 sys.path.insert(0, os.path.dirname(__file__))
-AREAS = ["platform", "quarantine", "signatures", "protection", "modules", "screens"]
+AREAS = ["platform", "quarantine", "signatures", "protection", "modules", "screens", "undo"]
 MUTANTS = [m for area in AREAS for m in importlib.import_module("areas." + area).MUTANTS]
