@@ -55,7 +55,8 @@ QList<HistoryOperation> readHistory(QString *error)
             if (place == Place::stayed)
                 continue;
             shown.items.append({index, item.originalPath, item.identity.size, place,
-                                item.restoredPath, item.place == JournalItem::Place::quarantine});
+                                item.restoredPath, item.place == JournalItem::Place::quarantine,
+                                !item.quarantineRecord.isEmpty()});
             shown.size += item.identity.size;
         }
         if (!shown.items.isEmpty())
@@ -127,6 +128,8 @@ QString OperationHistory::placeText(const HistoryItem &item)
     case Place::quarantine:
         return QStringLiteral("En cuarentena");
     case Place::restored:
+        if (item.toQuarantine)
+            return QStringLiteral("Devuelto a la cuarentena");
         return item.restoredPath == item.originalPath
                    ? QStringLiteral("Devuelto a su lugar")
                    : QStringLiteral("Devuelto como “%1”")

@@ -17,6 +17,7 @@ struct HistoryItem
     OperationUndo::Place place = OperationUndo::Place::gone;
     QString restoredPath;
     bool fromQuarantine = false;
+    bool toQuarantine = false; // moved from the quarantine to the Trash
 };
 
 // One removal as the history shows it: where each of its items is now.

@@ -146,17 +146,23 @@ Report undo(const QString &operation, const QList<int> &items)
             continue;
         }
         CrashPoint::pass();
-        const TrashCan::PutBack result = fromTrash
-                                             ? can->putBack(FileLocation::encode(item.trashName),
-                                                            item.identity, item.originalPath)
-                                             : q.putBack(item.recordId);
+        // An item that came to the Trash from the quarantine goes back into it.
+        const bool readmit = fromTrash && !item.quarantineRecord.isEmpty();
+        TrashCan::PutBack result;
+        if (readmit && q.readmit)
+            result = q.readmit(*can, item);
+        else if (fromTrash && !readmit)
+            result = can->putBack(FileLocation::encode(item.trashName), item.identity,
+                                  item.originalPath);
+        else if (!fromTrash)
+            result = q.putBack(item.recordId);
         using Outcome = TrashCan::PutBack::Outcome;
         if (result.outcome == Outcome::back) {
             journal->itemPutBack(operation, index, result.path);
             CrashPoint::pass();
             report.back << name;
             report.backPaths << result.path;
-            if (result.path != item.originalPath)
+            if (!readmit && result.path != item.originalPath)
                 report.beside << name;
             continue;
         }
@@ -194,7 +200,16 @@ QList<JournalOperation> recover(QString *error)
             const std::optional<TrashCan> can = fromTrash ? trashOf(item) : std::nullopt;
             const bool stillThere =
                 fromTrash ? inTrash(item, can) : q.holds && q.holds(item.recordId);
-            const QString back = stillThere ? QString() : arrived(item, !fromTrash);
+            // Back in the quarantine, an item that came from it has its record again.
+            const QString readmitted = item.quarantineRecord.value(QStringLiteral("id")).toString();
+            const QString back =
+                stillThere ? QString()
+                : !item.quarantineRecord.isEmpty()
+                    ? (q.holds && q.holds(readmitted)
+                           ? item.quarantineRecord.value(QStringLiteral("quarantinePath"))
+                                 .toString()
+                           : QString())
+                    : arrived(item, !fromTrash);
             if (back.isEmpty()) {
                 changed |= journal->putBackEnded(operation.id, index);
                 continue;

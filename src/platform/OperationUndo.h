@@ -32,6 +32,9 @@ struct Quarantine
     // Moves the record's item back to its original place, or beside it as
     // "{name} (restaurado)" when that is taken.
     std::function<TrashCan::PutBack(const QString &recordId)> putBack;
+    // Takes an item moved from the quarantine to the Trash back into the
+    // quarantine, under its record again.
+    std::function<TrashCan::PutBack(const TrashCan &can, const JournalItem &item)> readmit;
 };
 void setQuarantine(Quarantine quarantine);
 

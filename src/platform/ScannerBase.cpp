@@ -14,6 +14,9 @@ constexpr int kProgressIntervalMs = 100;
 ScannerBase::ScannerBase(const QString &initialStatus, QObject *parent)
     : QObject(parent), m_statusText(initialStatus)
 {
+    // A child, so that a test can see how often the line may be renewed.
+    m_progressTimer.setParent(this);
+    m_progressTimer.setObjectName(QStringLiteral("progressTimer"));
     m_progressTimer.setInterval(kProgressIntervalMs);
     connect(&m_progressTimer, &QTimer::timeout, this, &ScannerBase::updateProgress);
 }

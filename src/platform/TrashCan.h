@@ -80,6 +80,11 @@ public:
     // The .trashinfo of an item no longer in "files" (put back before a crash
     // let its information go).
     void dropLeftoverInfo(const QByteArray &name) const;
+    // Moves an item of "files" into an open folder under `toName` (never
+    // replacing), then drops its .trashinfo: the way back of an item that was
+    // held elsewhere (the quarantine) before it came to the Trash.
+    PutBack moveInto(const QByteArray &name, const FileIdentity &identity,
+                     const QString &originalPath, int toDirFd, const QByteArray &toName) const;
     PutBack putBack(const QByteArray &name, const FileIdentity &identity,
                     const QString &originalPath,
                     const std::function<void()> &beforeInfoDropped = {}) const;

@@ -140,3 +140,30 @@ TrashCan::PutBack TrashCan::putBack(const QByteArray &name, const FileIdentity &
     out.error = EEXIST;
     return out;
 }
+
+TrashCan::PutBack TrashCan::moveInto(const QByteArray &name, const FileIdentity &identity,
+                                     const QString &originalPath, int toDirFd,
+                                     const QByteArray &toName) const
+{
+    PutBack out;
+    if (!holds(name, identity, originalPath)) {
+        out.outcome = PutBack::Outcome::notInTrash;
+        return out;
+    }
+    if (ItemMove::renameNoReplace(m_filesFd, name.constData(), toDirFd, toName.constData()) != 0) {
+        out.error = errno;
+        return out;
+    }
+    struct stat arrived;
+    if (fstatat(toDirFd, toName.constData(), &arrived, AT_SYMLINK_NOFOLLOW) != 0 ||
+        !identity.sameFile(arrived)) {
+        ItemMove::renameNoReplace(toDirFd, toName.constData(), m_filesFd, name.constData());
+        out.outcome = PutBack::Outcome::notInTrash;
+        return out;
+    }
+    fsync(toDirFd);
+    CrashPoint::pass();
+    unlinkat(m_infoFd, (name + ".trashinfo").constData(), 0);
+    out.outcome = PutBack::Outcome::back;
+    return out;
+}

@@ -377,6 +377,9 @@ ProtectionQuarantineManager::trashOne(QList<ProtectionQuarantineRecord> records,
                           AT_SYMLINK_NOFOLLOW) == 0) {
         QString why;
         const bool intent = folder->writeIntent({QuarantineFolder::Operation::trash, record});
+        // One operation of the history, whose undo brings the item back in here.
+        OperationRecording recording(QStringLiteral("protection"));
+        recording.setQuarantineRecord(QuarantineIndex::toJson(record));
         const int intentError = intent ? 0 : errno;
         CrashPoint::pass();
         const ResolvedRoot root = ResolvedRoot::resolve(SystemLayout::homeFolder());

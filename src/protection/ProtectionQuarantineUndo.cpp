@@ -1,3 +1,4 @@
+#include "FileLocation.h"
 #include "OperationJournal.h"
 #include "ProtectionQuarantineManager.h"
 #include "QuarantineFolder.h"
@@ -49,30 +50,54 @@ OperationUndo::Quarantine ProtectionQuarantineManager::undoAccess()
                 found = record;
         return found;
     };
-    return {[recordOf](const QString &id) {
-                const std::optional<QuarantineFolder> folder =
-                    QuarantineFolder::open(false, nullptr);
-                return folder && recordOf(*folder, id).has_value();
-            },
-            [recordOf](const QString &id) {
-                TrashCan::PutBack result;
-                const std::optional<QuarantineFolder> folder =
-                    QuarantineFolder::open(false, nullptr);
-                const std::optional<ProtectionQuarantineRecord> record =
-                    folder ? recordOf(*folder, id) : std::nullopt;
-                if (!record) {
-                    result.outcome = TrashCan::PutBack::Outcome::notInTrash;
-                    return result;
-                }
-                const Outcome out = restoreOne(folder->readIndex().records, *record, true);
-                result.path = out.restored;
-                result.error = out.restoreError;
-                using enum TrashCan::PutBack::Outcome;
-                result.outcome = !out.restored.isEmpty()     ? back
-                                 : out.restoreError == ELOOP ? throughLink
-                                                             : failed;
+    return {
+        [recordOf](const QString &id) {
+            const std::optional<QuarantineFolder> folder = QuarantineFolder::open(false, nullptr);
+            return folder && recordOf(*folder, id).has_value();
+        },
+        [recordOf](const QString &id) {
+            TrashCan::PutBack result;
+            const std::optional<QuarantineFolder> folder = QuarantineFolder::open(false, nullptr);
+            const std::optional<ProtectionQuarantineRecord> record =
+                folder ? recordOf(*folder, id) : std::nullopt;
+            if (!record) {
+                result.outcome = TrashCan::PutBack::Outcome::notInTrash;
                 return result;
-            }};
+            }
+            const Outcome out = restoreOne(folder->readIndex().records, *record, true);
+            result.path = out.restored;
+            result.error = out.restoreError;
+            using enum TrashCan::PutBack::Outcome;
+            result.outcome = !out.restored.isEmpty()     ? back
+                             : out.restoreError == ELOOP ? throughLink
+                                                         : failed;
+            return result;
+        },
+        [](const TrashCan &can, const JournalItem &item) {
+            TrashCan::PutBack result;
+            const std::optional<ProtectionQuarantineRecord> record =
+                QuarantineIndex::fromJson(item.quarantineRecord);
+            const std::optional<QuarantineFolder> folder = QuarantineFolder::open(true, nullptr);
+            if (!record || !folder)
+                return result;
+            // As any move in: the intent first, so that a kill leaves a record.
+            QList<ProtectionQuarantineRecord> records = folder->readIndex().records;
+            if (!folder->writeIntent({QuarantineFolder::Operation::quarantine, *record}))
+                return result;
+            result =
+                can.moveInto(FileLocation::encode(item.trashName), item.identity, item.originalPath,
+                             folder->fd(), QuarantineFolder::itemName(*record));
+            if (result.outcome != TrashCan::PutBack::Outcome::back) {
+                folder->dropIntent(record->id);
+                return result;
+            }
+            records.removeIf([&](const auto &r) { return r.id == record->id; });
+            records.prepend(*record);
+            if (folder->writeIndex(records))
+                folder->dropIntent(record->id);
+            result.path = record->quarantinePath;
+            return result;
+        }};
 }
 
 namespace {

@@ -64,6 +64,7 @@ private Q_SLOTS:
     void putBack();
     void journalKeptPrivateAndTruthful();
     void killedAtEveryStepLosesNothing();
+    void fromTheQuarantineToTheTrashAndBack();
 };
 
 void TestUndo::putBack_data()
@@ -90,7 +91,7 @@ void TestUndo::putBack_data()
         << "restored elsewhere"
         << ""
         << "Ya no están en la Papelera ni en la cuarentena y no se tocaron: a.bin.";
-    QTest::newRow("another file in its place in the Trash")
+    QTest::newRow("changed in the Trash")
         << "swapped"
         << ""
         << "Ya no están en la Papelera ni en la cuarentena y no se tocaron: a.bin.";
@@ -114,12 +115,11 @@ void TestUndo::putBack()
         t.home.file("Docs/a.bin", "new");
     if (change == "no folder")
         QVERIFY(QDir(t.home.path("Docs")).removeRecursively());
-    if (change == "emptied" || change == "swapped")
+    if (change == "emptied")
         QVERIFY(QFile::remove(trashed));
     if (change == "swapped") {
-        TreeBuilder(t.env.trashFiles()).file("a.bin", kContent);
-        TreeBuilder(t.env.trashFiles())
-            .setModificationTime("a.bin", QDateTime::currentDateTimeUtc().addDays(-1));
+        QFile changed(trashed);
+        QVERIFY(changed.open(QIODevice::Append) && changed.write("!") == 1);
     }
     if (change == "restored elsewhere") {
         const QString trashRestore = QStandardPaths::findExecutable("trash-restore");
@@ -154,7 +154,7 @@ void TestUndo::putBack()
     }
     if (change == "taken")
         QCOMPARE(fileContents(t.file), QByteArray("new"));
-    if (change == "swapped" || change == "link")
+    if (change == "link")
         QCOMPARE(fileContents(trashed), kContent);
     // Taken back once, it cannot be taken back again.
     QCOMPARE(OperationUndo::undo(id).back, QStringList());
@@ -251,6 +251,34 @@ void TestUndo::killedAtEveryStepLosesNothing()
         if (finished)
             break;
     }
+}
+
+// A quarantined item moved on to the Trash goes back into the quarantine,
+// under its record, when that move is taken back.
+void TestUndo::fromTheQuarantineToTheTrashAndBack()
+{
+    Tree t;
+    const QString script = t.home.file("Downloads/instalar.command", "#!/bin/sh\ncurl x | sh\n");
+    QFile::setPermissions(script, QFileDevice::ReadOwner | QFileDevice::ExeOwner);
+    t.probe({"protection", "--quarantine-selected"});
+    const auto records = [&] {
+        QProcess probe;
+        probe.start(QStringLiteral(VELMORA_PROBE), {"quarantine"});
+        probe.waitForFinished(60000);
+        return QJsonDocument::fromJson(probe.readAllStandardOutput())["records"].toArray();
+    };
+    const QJsonObject record = records().at(0).toObject();
+    QCOMPARE(record["originalPath"].toString(), script);
+    QProcess trash;
+    trash.start(QStringLiteral(VELMORA_PROBE), {"quarantine", "--trash", record["id"].toString()});
+    QVERIFY(trash.waitForFinished(60000) && records().isEmpty());
+    const QJsonObject moved = t.probe({"history"}).at(0).toObject();
+    QCOMPARE(moved["items"][0]["place"].toString(), "trash");
+    t.probe({"history", "--undo", moved["id"].toString()});
+    QCOMPARE(records(), QJsonArray{record});
+    QCOMPARE(fileContents(record["quarantinePath"].toString()), "#!/bin/sh\ncurl x | sh\n");
+    QCOMPARE(t.probe({"history"}).at(0)["state"].toString(), "Deshecha");
+    QVERIFY(QDir(t.env.trashFiles()).isEmpty());
 }
 
 QTEST_GUILESS_MAIN(TestUndo)
