@@ -27,16 +27,18 @@ struct Tree
         return env.home() + "/Library/Application Support/Velmora/History/operations.journal";
     }
     // Trashes the file as one operation and gives its id.
-    QString trashIt(const QString &module = QStringLiteral("largefiles"))
+    QString trashIt()
     {
-        OperationRecording recording(module);
+        OperationRecording recording(QStringLiteral("largefiles"));
         return Trash::moveToTrash(file) ? recording.finish() : QString();
     }
     QList<JournalOperation> operations() const
     {
         return OperationJournal::open(false)->operations();
     }
-    QJsonArray probe(const QStringList &args, int killAt = 0, bool *finished = nullptr) const
+    // The probe's list under `key` ("operations" for the history).
+    QJsonArray probe(const QStringList &args, int killAt = 0, bool *finished = nullptr,
+                     const QString &key = QStringLiteral("operations")) const
     {
         QProcess probe;
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
@@ -46,10 +48,7 @@ struct Tree
         probe.waitForFinished(60000);
         if (finished)
             *finished = probe.exitStatus() == QProcess::NormalExit && probe.exitCode() == 0;
-        return QJsonDocument::fromJson(probe.readAllStandardOutput())
-            .object()
-            .value("operations")
-            .toArray();
+        return QJsonDocument::fromJson(probe.readAllStandardOutput())[key].toArray();
     }
 };
 
@@ -164,11 +163,12 @@ void TestUndo::journalKeptPrivateAndTruthful()
 {
     Tree t;
     const QString id = t.trashIt();
-    struct stat st;
-    QVERIFY(stat(QFile::encodeName(t.journal()).constData(), &st) == 0);
-    QCOMPARE(st.st_mode & 07777, 0600u);
-    QVERIFY(stat(QFile::encodeName(QFileInfo(t.journal()).path()).constData(), &st) == 0);
-    QCOMPARE(st.st_mode & 07777, 0700u);
+    const auto mode = [](const QString &path) {
+        struct stat st;
+        return stat(QFile::encodeName(path).constData(), &st) == 0 ? st.st_mode & 07777 : 0u;
+    };
+    QCOMPARE(std::pair(mode(t.journal()), mode(QFileInfo(t.journal()).path())),
+             std::pair(0600u, 0700u));
     const JournalOperation operation = t.operations().value(0);
     QCOMPARE(operation.module, QStringLiteral("largefiles"));
     QCOMPARE(operation.items.value(0).originalPath, t.file);
@@ -178,9 +178,7 @@ void TestUndo::journalKeptPrivateAndTruthful()
     // read is written anew. A line pointing at another file of the Trash with
     // its own identity makes nothing move.
     QFile journal(t.journal());
-    QVERIFY(journal.open(QIODevice::ReadOnly));
-    const QByteArray good = journal.readAll();
-    journal.close();
+    const QByteArray good = fileContents(t.journal());
     const QString other = t.home.file("Docs/other.bin", "other");
     QVERIFY(Trash::moveToTrash(other));
     QByteArray forged = good;
@@ -216,14 +214,13 @@ void TestUndo::killedAtEveryStepLosesNothing()
 {
     for (int at = 1;; ++at) {
         Tree t;
-        const QString second = t.home.file("Docs/b.bin", kContent + "b");
+        t.home.file("Docs/b.bin", kContent + "b");
         bool finished = false;
         t.probe({"largefiles", t.home.path("Docs"), "--min-mb", "0", "--select-all",
                  "--trash-selected"},
                 0, &finished);
         QVERIFY(finished);
-        const QJsonArray before = t.probe({"history"});
-        const QString id = before.at(0)["id"].toString();
+        const QString id = t.probe({"history"}).at(0)["id"].toString();
         t.home.file("Docs/a.bin", "taken");
         t.probe({"history", "--undo", id}, at, &finished);
         const auto check = [&](const QJsonArray &history) {
@@ -261,17 +258,12 @@ void TestUndo::fromTheQuarantineToTheTrashAndBack()
     const QString script = t.home.file("Downloads/instalar.command", "#!/bin/sh\ncurl x | sh\n");
     QFile::setPermissions(script, QFileDevice::ReadOwner | QFileDevice::ExeOwner);
     t.probe({"protection", "--quarantine-selected"});
-    const auto records = [&] {
-        QProcess probe;
-        probe.start(QStringLiteral(VELMORA_PROBE), {"quarantine"});
-        probe.waitForFinished(60000);
-        return QJsonDocument::fromJson(probe.readAllStandardOutput())["records"].toArray();
+    const auto records = [&](const QStringList &actions = {}) {
+        return t.probe(QStringList{"quarantine"} + actions, 0, nullptr, "records");
     };
     const QJsonObject record = records().at(0).toObject();
     QCOMPARE(record["originalPath"].toString(), script);
-    QProcess trash;
-    trash.start(QStringLiteral(VELMORA_PROBE), {"quarantine", "--trash", record["id"].toString()});
-    QVERIFY(trash.waitForFinished(60000) && records().isEmpty());
+    QVERIFY(records({"--trash", record["id"].toString()}).isEmpty());
     const QJsonObject moved = t.probe({"history"}).at(0).toObject();
     QCOMPARE(moved["items"][0]["place"].toString(), "trash");
     t.probe({"history", "--undo", moved["id"].toString()});
