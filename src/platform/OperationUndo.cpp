@@ -51,11 +51,8 @@ bool inTrash(const JournalItem &item, const std::optional<TrashCan> &can)
 // from the quarantine may have been copied across volumes: there its size tells.
 QString arrived(const JournalItem &item, bool fromQuarantine)
 {
-    for (int attempt = 0; attempt < 100; ++attempt) {
-        const QString path =
-            attempt == 0   ? item.originalPath
-            : attempt == 1 ? item.originalPath + QStringLiteral(" (restaurado)")
-                           : item.originalPath + QStringLiteral(" (restaurado %1)").arg(attempt);
+    for (int attempt = 0; attempt < TrashNames::kRestoredNames; ++attempt) {
+        const QString path = TrashNames::restoredName(item.originalPath, attempt);
         struct stat st;
         if (lstat(FileLocation::encode(path).constData(), &st) != 0)
             continue;

@@ -108,4 +108,9 @@ namespace TrashNames {
 QByteArray shortened(const QByteArray &name, int limit);
 // Bytes escaped as in URLs, "/" kept.
 QByteArray percentEncoded(const QByteArray &path);
+// What an item put back is called: `name` itself (attempt 0), or, where that
+// is taken, "{name} (restaurado)", then "{name} (restaurado 2)"…
+QString restoredName(const QString &name, int attempt);
+// How many of those names are tried before giving up.
+constexpr int kRestoredNames = 100;
 } // namespace TrashNames

@@ -33,6 +33,14 @@ QByteArray infoPath(const QByteArray &info)
 
 } // namespace
 
+QString TrashNames::restoredName(const QString &name, int attempt)
+{
+    if (attempt == 0)
+        return name;
+    return attempt == 1 ? name + QStringLiteral(" (restaurado)")
+                        : name + QStringLiteral(" (restaurado %1)").arg(attempt);
+}
+
 std::optional<TrashCan> TrashCan::openFolder(const QByteArray &folder, QString *why)
 {
     const QByteArray uid = QByteArray::number(geteuid());
@@ -102,12 +110,9 @@ TrashCan::PutBack TrashCan::putBack(const QByteArray &name, const FileIdentity &
         return out;
     }
     const QString original = FileLocation::lastPathComponent(originalPath);
-    for (int attempt = 0; attempt < 100; ++attempt) {
+    for (int attempt = 0; attempt < TrashNames::kRestoredNames; ++attempt) {
         // A place taken keeps what is there; ours goes beside it.
-        const QString back = attempt == 0 ? original
-                             : attempt == 1
-                                 ? original + QStringLiteral(" (restaurado)")
-                                 : original + QStringLiteral(" (restaurado %1)").arg(attempt);
+        const QString back = TrashNames::restoredName(original, attempt);
         const QByteArray backName = FileLocation::encode(back);
         if (backName.size() > 255)
             break;

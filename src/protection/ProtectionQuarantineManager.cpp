@@ -326,11 +326,10 @@ ProtectionQuarantineManager::restoreOne(QList<ProtectionQuarantineRecord> record
     QByteArray name = FileLocation::encode(FileLocation::lastPathComponent(destination));
     struct stat occupied;
     for (int attempt = 1;
-         beside && attempt < 100 &&
+         beside && attempt < TrashNames::kRestoredNames &&
          fstatat(target->fd(), name.constData(), &occupied, AT_SYMLINK_NOFOLLOW) == 0;
          ++attempt) {
-        placed = destination + (attempt == 1 ? QStringLiteral(" (restaurado)")
-                                             : QStringLiteral(" (restaurado %1)").arg(attempt));
+        placed = TrashNames::restoredName(destination, attempt);
         name = FileLocation::encode(FileLocation::lastPathComponent(placed));
     }
     if (fstatat(target->fd(), name.constData(), &occupied, AT_SYMLINK_NOFOLLOW) == 0) {
