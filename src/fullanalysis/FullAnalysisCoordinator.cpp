@@ -31,6 +31,18 @@ FullAnalysisCoordinator::FullAnalysisCoordinator(QObject *parent)
     m_pollTimer.setSingleShot(true);
     m_pollTimer.setTimerType(Qt::PreciseTimer); // a steady timer, no coalescing
     connect(&m_pollTimer, &QTimer::timeout, this, &FullAnalysisCoordinator::poll);
+    // A step ends as soon as its scanner says so; the timer only watches the
+    // limit. Queued, so that the scanner has published all of its result first.
+    for (int step = 1; step <= kTotalSteps; ++step) {
+        ScannerBase *scanner = scannerOf(step);
+        const auto changed = [this, scanner] {
+            if (m_step != 0 && scannerOf(m_step) == scanner)
+                settle();
+        };
+        connect(scanner, &ScannerBase::completedScanCountChanged, this, changed,
+                Qt::QueuedConnection);
+        connect(scanner, &ScannerBase::isScanningChanged, this, changed, Qt::QueuedConnection);
+    }
 }
 
 FullAnalysisCoordinator::~FullAnalysisCoordinator() = default;
@@ -122,15 +134,21 @@ void FullAnalysisCoordinator::beginStep(int step)
 
 void FullAnalysisCoordinator::poll()
 {
-    ScannerBase *scanner = scannerOf(m_step);
-    if (m_clock() >= m_deadline) {
-        setErrorMessage(QStringLiteral("Uno de los análisis tardó demasiado y fue omitido."));
-    } else if (scanner->completedScanCount() <= m_startCount && scanner->isScanning()) {
+    if (!settle())
         m_pollTimer.start(m_pollIntervalMs);
-        return;
-    }
+}
+
+bool FullAnalysisCoordinator::settle()
+{
+    ScannerBase *scanner = scannerOf(m_step);
+    if (m_clock() >= m_deadline)
+        setErrorMessage(QStringLiteral("Uno de los análisis tardó demasiado y fue omitido."));
+    else if (scanner->completedScanCount() <= m_startCount && scanner->isScanning())
+        return false;
     // A new result, a scan that stopped without one, or the limit.
+    m_pollTimer.stop();
     finishStep();
+    return true;
 }
 
 void FullAnalysisCoordinator::readTotals(int step)

@@ -18,8 +18,9 @@
 // for at most ten minutes, and keeps a few totals of each for the summary. It
 // owns its scanners; a module opened from the summary is handed the matching
 // one, so it shows this run's results. Everything happens on the main thread:
-// a step is started, then polled every 0.3 s on a monotonic timer until its
-// scanner has a new result, stopped without one, or ran out of time.
+// a step is started and ends when its scanner signals a new result or a stop
+// without one; a check every 0.3 s on a monotonic timer ends it when it runs
+// out of time.
 class FullAnalysisCoordinator : public QObject
 {
     Q_OBJECT
@@ -117,6 +118,8 @@ private:
     ScannerBase *scannerOf(int step) const;
     void beginStep(int step);
     void poll();
+    // Ends the running step when its scanner is done or out of time; true then.
+    bool settle();
     void finishStep();
     void readTotals(int step);
     void setCurrentStep(const QString &text);

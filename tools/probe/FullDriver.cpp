@@ -48,8 +48,8 @@ public:
             tick.start();
         }
         coordinator.start();
-        while (coordinator.isRunning())
-            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
+        waitUntil(&coordinator, &FullAnalysisCoordinator::stateChanged,
+                  [&coordinator] { return !coordinator.isRunning(); });
         const qint64 elapsedMs = elapsed.elapsed();
         if (measureStalls)
             std::fprintf(stderr, "longest main-thread stall: %lld ms\n",

@@ -32,8 +32,8 @@ void waitForScan(ScannerBase *scanner, int before)
 
 void waitForRemoval(ScannerBase *scanner)
 {
-    while (scanner->isRemoving())
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
+    waitUntil(scanner, &ScannerBase::isRemovingChanged,
+              [scanner] { return !scanner->isRemoving(); });
 }
 
 namespace {

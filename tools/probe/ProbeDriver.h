@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QEventLoop>
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QString>
@@ -40,6 +41,22 @@ using ProbeDriverFactory = std::function<std::unique_ptr<ProbeDriver>()>;
 
 // Every module that has a driver, in catalogue order.
 const QList<ProbeDriverFactory> &probeDrivers();
+
+// Sleeps in an event loop until done() holds, looking again whenever `sender`
+// emits `changed`. Never a loop of processEvents(): that spins a core the walks
+// being measured need.
+template <typename Sender, typename Signal>
+void waitUntil(const Sender *sender, Signal changed, const std::function<bool()> &done)
+{
+    if (done())
+        return;
+    QEventLoop loop;
+    QObject::connect(sender, changed, &loop, [&] {
+        if (done())
+            loop.quit();
+    });
+    loop.exec();
+}
 
 // Waits, as the full analysis does, until the scanner's completed count rises
 // above `before` or it stops scanning without a result.

@@ -20,8 +20,8 @@ QJsonValue optionalText(const QString &text)
 
 void waitForQuarantine(const ProtectionQuarantineManager &manager)
 {
-    while (manager.isWorking())
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
+    waitUntil(&manager, &ProtectionQuarantineManager::isRemovingChanged,
+              [&manager] { return !manager.isWorking(); });
 }
 
 // protection [--custom FOLDER] [--trust ID]… [--quarantine-selected]: the

@@ -52,6 +52,10 @@ MUTANTS = [
          new="        } else if (isApples(entryName) && appleApplication) {",
          tests="tst_uninstaller$"),
     # Full analysis.
+    dict(name="full analysis: a step waits for the timed check instead of its scanner",
+         file="src/fullanalysis/FullAnalysisCoordinator.cpp",
+         old="        connect(scanner, &ScannerBase::isScanningChanged, this, changed, Qt::QueuedConnection);",
+         new="", tests="tst_fullanalysis"),
     dict(name="full analysis: the dangerous count is the suspicious one",
          file="src/fullanalysis/FullAnalysisCoordinator.cpp",
          old="m_totals.dangerousCount = m_protection->dangerousCount();",
