@@ -3,6 +3,7 @@
 #include "ContentComparison.h"
 #include "ContentDigest.h"
 #include "FileWalker.h"
+#include "FolderListing.h"
 #include "RegularFileWalk.h"
 #include "WorkQueue.h"
 
@@ -62,7 +63,8 @@ std::vector<std::optional<Key>> computeKeys(const QList<QList<Candidate>> &lists
 
 } // namespace
 
-WalkOutcome<QList<DuplicateGroup>> findDuplicates(const QString &inside, qint64 minimumBytes)
+WalkOutcome<QList<DuplicateGroup>> findDuplicates(const QString &inside, qint64 minimumBytes,
+                                                  const FolderListing *listing)
 {
     const RegularFileWalk::Keep<Candidate> keep =
         [minimumBytes](const FileEntry &entry) -> std::optional<Candidate> {
@@ -72,8 +74,10 @@ WalkOutcome<QList<DuplicateGroup>> findDuplicates(const QString &inside, qint64 
                           entry.modificationTimeMs(), FileIdentity::of(entry.st)},
                          qint64(entry.st.st_size)};
     };
+    if (listing && listing->minimumBytes() > minimumBytes)
+        listing = nullptr; // it left out files this walk wants
     const auto found = RegularFileWalk::collect<Candidate>(
-        inside, SkipPackageContents | SkipHiddenFiles | SkipQuarantine, keep);
+        inside, SkipPackageContents | SkipHiddenFiles | SkipQuarantine, keep, {listing, nullptr});
     if (!found)
         return WalkOutcome<QList<DuplicateGroup>>::failure(
             QStringLiteral("No fue posible abrir la carpeta seleccionada."));

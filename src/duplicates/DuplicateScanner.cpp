@@ -80,7 +80,15 @@ void DuplicateScanner::setGroups(const QList<DuplicateGroup> &groups)
 
 void DuplicateScanner::scan(const QString &folder, int minimumSizeMB)
 {
-    if (deferWhileRemoving([this, folder, minimumSizeMB] { scan(folder, minimumSizeMB); }))
+    scanFromListing(folder, minimumSizeMB, nullptr);
+}
+
+void DuplicateScanner::scanFromListing(const QString &folder, int minimumSizeMB,
+                                       std::shared_ptr<const FolderListing> listing)
+{
+    if (deferWhileRemoving([this, folder, minimumSizeMB, listing] {
+            scanFromListing(folder, minimumSizeMB, listing);
+        }))
         return;
     if (isScanning()) {
         setStatusText(QStringLiteral("Ya hay un análisis de duplicados en proceso."));
@@ -101,11 +109,11 @@ void DuplicateScanner::scan(const QString &folder, int minimumSizeMB)
         ResolvedRoot root;
     };
     runWalk<Scan>(
-        [folderPath, minimumBytes]() -> WalkOutcome<Scan> {
+        [folderPath, minimumBytes, listing = std::move(listing)]() -> WalkOutcome<Scan> {
             // Resolved here, off the main thread, before the walk meets any file.
             ResolvedRoot root = ResolvedRoot::resolve(folderPath);
             WalkOutcome<QList<DuplicateGroup>> found =
-                DuplicateFinder::findDuplicates(folderPath, minimumBytes);
+                DuplicateFinder::findDuplicates(folderPath, minimumBytes, listing.get());
             if (!found.value)
                 return WalkOutcome<Scan>::failure(found.error);
             return WalkOutcome<Scan>::success({std::move(*found.value), std::move(root)});

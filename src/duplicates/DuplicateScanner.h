@@ -1,12 +1,14 @@
 #pragma once
 
 #include "DuplicateTypes.h"
+#include "FolderListing.h"
 #include "FolderScanner.h"
 #include "ResolvedRoot.h"
 #include "ResultList.h"
 #include "Trash.h"
 
 #include <QtQml/qqmlregistration.h>
+#include <memory>
 
 // Finds files with identical content below a chosen folder, keeps the oldest of
 // each group and moves the chosen copies to the Trash.
@@ -42,6 +44,10 @@ public:
     static qint64 thresholdBytes(qint64 minimumSizeMB);
 
     void scan(const QString &folder, int minimumSizeMB) override;
+    // The same scan, taking from an earlier walk's listing of the folder what has
+    // not changed since (the full analysis hands in its large-file walk's).
+    void scanFromListing(const QString &folder, int minimumSizeMB,
+                         std::shared_ptr<const FolderListing> listing);
     void toggleSelection(const DuplicateFileItem &item) { toggleSelection(item.id()); }
     void toggleSelection(const QString &itemId) override;
     bool isKeeper(const DuplicateFileItem &item) const;

@@ -108,10 +108,13 @@ void FullAnalysisCoordinator::beginStep(int step)
     m_startCount = scanner->completedScanCount();
     switch (step) {
     case 1:
-        m_storage->scan(SystemLayout::homeFolder(), 500);
+        // One walk of the home for the first two steps: this one lists what the
+        // duplicate step needs, which then reads again only what changed since.
+        m_storage->scanAndList(SystemLayout::homeFolder(), 500,
+                               DuplicateScanner::thresholdBytes(10));
         break;
     case 2:
-        m_duplicates->scan(SystemLayout::homeFolder(), 10);
+        m_duplicates->scanFromListing(SystemLayout::homeFolder(), 10, m_storage->takeListing());
         break;
     case 3: {
         // The settings of a screen shown on this scanner since may be gone.

@@ -36,9 +36,22 @@ StorageScanner::StorageScanner(QObject *parent)
 
 void StorageScanner::scan(const QString &folder, int minimumSizeMB)
 {
-    if (deferWhileRemoving([this, folder, minimumSizeMB] { scan(folder, minimumSizeMB); }))
+    startScan(folder, minimumSizeMB, -1);
+}
+
+void StorageScanner::scanAndList(const QString &folder, int minimumSizeMB, qint64 listMinimumBytes)
+{
+    startScan(folder, minimumSizeMB, listMinimumBytes);
+}
+
+void StorageScanner::startScan(const QString &folder, int minimumSizeMB, qint64 listMinimumBytes)
+{
+    if (deferWhileRemoving([this, folder, minimumSizeMB, listMinimumBytes] {
+            startScan(folder, minimumSizeMB, listMinimumBytes);
+        }))
         return;
     const QString folderPath = selectFolder(folder, minimumSizeMB);
+    m_listing.reset();
     m_files.clearSelection();
     m_files.setItems({});
     setErrorMessage(QString());
@@ -51,18 +64,24 @@ void StorageScanner::scan(const QString &folder, int minimumSizeMB)
     {
         QList<LargeFileItem> found;
         ResolvedRoot root;
+        std::shared_ptr<const FolderListing> listing;
     };
     runWalk<Scan>(
-        [folderPath, minimumBytes]() -> WalkOutcome<Scan> {
+        [folderPath, minimumBytes, listMinimumBytes]() -> WalkOutcome<Scan> {
             // Resolved here, off the main thread, before the walk meets any file.
             ResolvedRoot root = ResolvedRoot::resolve(folderPath);
-            WalkOutcome<QList<LargeFileItem>> found = findLargeFiles(folderPath, minimumBytes);
+            auto listing =
+                listMinimumBytes >= 0 ? std::make_shared<FolderListing>(listMinimumBytes) : nullptr;
+            WalkOutcome<QList<LargeFileItem>> found =
+                findLargeFiles(folderPath, minimumBytes, listing.get());
             if (!found.value)
                 return WalkOutcome<Scan>::failure(found.error);
-            return WalkOutcome<Scan>::success({std::move(*found.value), std::move(root)});
+            return WalkOutcome<Scan>::success(
+                {std::move(*found.value), std::move(root), std::move(listing)});
         },
         [this, minimumSizeMB](Scan scan) {
             m_root = std::move(scan.root);
+            m_listing = std::move(scan.listing);
             QList<LargeFileItem> &found = scan.found;
             // Stable: files of equal size keep the order the walk met them in.
             std::stable_sort(
@@ -87,8 +106,8 @@ void StorageScanner::scan(const QString &folder, int minimumSizeMB)
         });
 }
 
-WalkOutcome<QList<LargeFileItem>> StorageScanner::findLargeFiles(const QString &inside,
-                                                                 qint64 minimumBytes)
+WalkOutcome<QList<LargeFileItem>>
+StorageScanner::findLargeFiles(const QString &inside, qint64 minimumBytes, FolderListing *record)
 {
     const RegularFileWalk::Keep<LargeFileItem> keep =
         [minimumBytes](const FileEntry &entry) -> std::optional<LargeFileItem> {
@@ -101,7 +120,7 @@ WalkOutcome<QList<LargeFileItem>> StorageScanner::findLargeFiles(const QString &
                              size,         entry.modificationTimeMs(), FileIdentity::of(entry.st)};
     };
     auto found = RegularFileWalk::collect<LargeFileItem>(
-        inside, SkipPackageContents | SkipHiddenFiles | SkipQuarantine, keep);
+        inside, SkipPackageContents | SkipHiddenFiles | SkipQuarantine, keep, {nullptr, record});
     if (!found)
         return WalkOutcome<QList<LargeFileItem>>::failure(
             QStringLiteral("No fue posible abrir la carpeta seleccionada."));

@@ -8,6 +8,8 @@
 #include <optional>
 #include <sys/stat.h>
 
+class FolderListing;
+
 // One regular file met by a RegularFileWalk: its folder and name as the bytes on
 // disk (any bytes; the paths it gives are FileLocation::decode's) and its lstat data.
 struct FileEntry
@@ -49,19 +51,30 @@ struct Sink
     virtual Sink *spawn() = 0;
 };
 
-// Passed as each folder is about to be read (the root at level 1), on the
-// thread that reads it, before the walk looks for a request to stop. The
+// Passed as each folder is about to be read from the disk (the root at level 1),
+// on the thread that reads it, before the walk looks for a request to stop; a
+// folder taken from a listing is not read. The
 // program links an empty definition (FolderReachedNone.cpp); a tool that holds
 // a walk in flight links one of its own in its place (tools/shots).
 void folderReached(const QByteArray &folder, int level);
 
+// A walk may take the folders that did not change from an earlier walk's
+// listing, and may record one of its own; either may be absent. A listing made
+// of another root or with other options is not used.
+struct Listings
+{
+    const FolderListing *reuse = nullptr;
+    FolderListing *record = nullptr;
+};
+
 // Walks root; the items come back through the tree of sinks spawned from `top`,
 // which join() then concatenates in walk order. False when the root cannot be
 // opened.
-bool walk(const QString &root, int options, Sink *top);
+bool walk(const QString &root, int options, Sink *top, Listings listings = {});
 
 template <typename Item>
-std::optional<QList<Item>> collect(const QString &root, int options, const Keep<Item> &keep)
+std::optional<QList<Item>> collect(const QString &root, int options, const Keep<Item> &keep,
+                                   Listings listings = {})
 {
     struct ItemSink : Sink
     {
@@ -95,7 +108,7 @@ std::optional<QList<Item>> collect(const QString &root, int options, const Keep<
         }
     };
     ItemSink top(keep);
-    if (!walk(root, options, &top))
+    if (!walk(root, options, &top, listings))
         return std::nullopt;
     QList<Item> out;
     top.joinInto(out);

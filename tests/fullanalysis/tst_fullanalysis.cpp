@@ -1,16 +1,28 @@
 #include "AnalysedMac.h"
 #include "FileLocation.h"
+#include "FolderListing.h"
 #include "FullAnalysisCoordinator.h"
 #include "MacTree.h"
+#include "RegularFileWalk.h"
 
+#include <QDirIterator>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QProcess>
+#include <QScopeGuard>
 #include <QSignalSpy>
 #include <QtTest>
+#include <atomic>
 #include <cstdio>
 #include <sys/stat.h>
+
+// The folders walks read from the disk; the program's own definition is empty.
+static std::atomic<int> g_foldersRead{0};
+void RegularFileWalk::folderReached(const QByteArray &, int)
+{
+    ++g_foldersRead;
+}
 
 // The coordinator's steps, totals and time limit (on an injected clock, never by
 // waiting ten minutes), and the probe's run of it.
@@ -74,6 +86,7 @@ private slots:
     void stepsTextsProgressAndTotals();
     void aStepOutOfTimeIsSkippedAndItsLateResultUnread();
     void aScannerThatCannotStartEndsItsStepAtOnce();
+    void theDuplicateStepReadsOnlyWhatChangedAfterTheFirst();
     void whatEachModuleLeavesOutIsNamed();
 };
 
@@ -192,6 +205,64 @@ void TestFullAnalysis::aScannerThatCannotStartEndsItsStepAtOnce()
     QVERIFY(!coordinator.storageScanner()->errorMessage().isEmpty());
     QCOMPARE(coordinator.storageScanner()->completedScanCount(), 0);
     QCOMPARE(coordinator.largeFilesCount() + coordinator.duplicateGroupsCount(), 0);
+}
+
+void TestFullAnalysis::theDuplicateStepReadsOnlyWhatChangedAfterTheFirst()
+{
+    MacTree tree;
+    fillHome(tree);
+    TreeBuilder home(tree.home);
+    const QByteArray k(11 << 20, 'k'), e(11 << 20, 'e');
+    for (const char *name : {"Keep/k1.bin", "Keep/deep/k2.bin"})
+        home.file(name, k);
+    for (const char *name : {"Edit/e1.bin", "Edit2/e2.bin"})
+        home.file(name, e);
+    // Folder times are trusted once the clock they come from has passed them.
+    const qint64 settle = FolderListing::settleNs();
+    const auto restore = qScopeGuard([settle] { FolderListing::setSettleNs(settle); });
+    FolderListing::setSettleNs(0);
+    qint64 newest = 0;
+    for (QDirIterator it(tree.home, QDir::Dirs | QDir::NoDotAndDotDot | QDir::Hidden,
+                         QDirIterator::Subdirectories);
+         it.hasNext();) {
+        struct stat st
+        {};
+        ::lstat(FileLocation::encode(it.next()).constData(), &st);
+        newest = std::max(newest, qint64(st.st_ctim.tv_sec) * 1000000000 + st.st_ctim.tv_nsec);
+    }
+    QTRY_VERIFY(FolderListing::nowNs() > newest);
+
+    FullAnalysisCoordinator coordinator;
+    QTRY_VERIFY(coordinator.cleanupScanner()->completedScanCount() == 1 &&
+                coordinator.uninstallerScanner()->completedScanCount() == 1);
+    int readByStepTwo = -1;
+    connect(&coordinator, &FullAnalysisCoordinator::stepFinished, this, [&](int step) {
+        if (step == 2)
+            readByStepTwo = g_foldersRead;
+        if (step != 1)
+            return;
+        // Between the steps: a copy added, one removed, one rewritten in place
+        // to match another group, one made longer, and a new folder.
+        home.file("Documents/a/copy2.bin", QByteArray(11 << 20, 'x'));
+        QVERIFY(QFile::remove(home.path("Documents/b/zeros.bin")));
+        QFile rewritten(home.path("Edit2/e2.bin")), longer(home.path("Keep/deep/k2.bin"));
+        QVERIFY(rewritten.open(QIODevice::ReadWrite) && rewritten.write(k) == k.size());
+        QVERIFY(longer.open(QIODevice::Append) && longer.write("k") == 1);
+        home.file("New/deep/n.bin", k);
+        g_foldersRead = 0;
+    });
+    runToTheEnd(coordinator);
+
+    DuplicateScanner fresh;
+    fresh.scan(tree.home, 10);
+    QTRY_COMPARE(fresh.completedScanCount(), 1);
+    QCOMPARE(coordinator.duplicateScanner()->groups(), fresh.groups());
+    QCOMPARE(coordinator.duplicateScanner()->selectedFileIDs(), fresh.selectedFileIDs());
+    QCOMPARE(fresh.groupCount(), 2);
+    QCOMPARE(fresh.duplicateFilesCount(), 4); // x: a/copy, a/copy2, b/copy; k: k1, e2, n
+    // Read again: the home, whose names are read before it can be stamped, the
+    // two changed folders and the two new ones.
+    QCOMPARE(readByStepTwo, 5);
 }
 
 void TestFullAnalysis::whatEachModuleLeavesOutIsNamed()
