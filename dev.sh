@@ -17,19 +17,7 @@ TEST_PACKAGES=(trash-cli)
 
 BUILD=build
 
-# The demo Mac tree lives in the build folder, except in a checkout under /tmp:
-# the generator never builds there (it is emptied behind one's back, and /tmp is
-# a suspicious place to the protection rules), so the tree goes to the user's
-# cache folder instead.
-demo_folder() {
-    local here tmp
-    here=$(pwd -P)
-    tmp=$(cd /tmp && pwd -P)
-    case "$here/" in
-    /tmp/* | "$tmp"/*) echo "${XDG_CACHE_HOME:-$HOME/.cache}/velmora/demo-mac" ;;
-    *) echo "$here/$BUILD/demo-mac" ;;
-    esac
-}
+. tools/demo/folder.sh
 DEMO=$(demo_folder)
 
 install_missing() {
