@@ -16,6 +16,10 @@
 //                        99 only in the last 16 bytes, 66 only at the middle, and
 //                        33 are 15 true pairs and a triple (differing from the
 //                        others next to the middle).
+//   dup-nearend, dup-nearstart, dup-lasttenth ROOT: 500 files of exactly 12 MiB,
+//                        one random body, 400 unique by one byte and 50 true
+//                        pairs, differing just before the last 4 KiB, just
+//                        after the first 4 KiB, or anywhere in the last tenth.
 
 #include "dupcorpus.h"
 
@@ -212,6 +216,42 @@ int makeDuplicateCorpus(const std::string &kind, const std::string &root)
         for (int set = 0; set < 16; ++set)
             for (int c = 0; c < (set == 15 ? 3 : 2); ++c)
                 write(size / 2 + 1, char(1 + set));
+        return 0;
+    }
+    // 500 files of exactly 12 MiB in ten folders, one random body: 400 differ
+    // from every other file in one byte of their own, the rest are 50 true pairs
+    // (a byte of their own per pair). Where that byte lies names the corpus:
+    // just before the last 4 KiB, just after the first 4 KiB, or anywhere in
+    // the last tenth.
+    if (kind == "dup-nearend" || kind == "dup-nearstart" || kind == "dup-lasttenth") {
+        const long long size = 12 * MiB;
+        const long long from = kind == "dup-nearend"     ? size - 4096 - 65536
+                               : kind == "dup-nearstart" ? 4096
+                                                         : size - size / 10;
+        const long long span = kind == "dup-lasttenth" ? size / 10 : 65536;
+        Rng rng{kind.size() * 7919ull};
+        std::vector<char> body(static_cast<size_t>(size));
+        fill(body, 99);
+        int n = 0;
+        const auto write = [&](long long patch, char value, int copies) {
+            const char was = body[size_t(patch)];
+            body[size_t(patch)] = char(was ^ value);
+            for (int c = 0; c < copies; ++c) {
+                const std::string dir = root + "/d" + std::to_string(n % 10);
+                makeDir(dir);
+                const std::string path = dir + "/f" + std::to_string(n++);
+                const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+                if (fd < 0 || ::write(fd, body.data(), body.size()) != (ssize_t)body.size()) {
+                    std::perror(path.c_str());
+                    std::exit(1);
+                }
+                close(fd);
+            }
+            body[size_t(patch)] = was;
+        };
+        for (int i = 0; i < 450; ++i)
+            write(from + (long long)(rng.next() % (unsigned long long)span), char(1 + i % 255),
+                  i < 400 ? 1 : 2);
         return 0;
     }
     std::fprintf(stderr, "unknown corpus %s\n", kind.c_str());

@@ -101,10 +101,10 @@ void branch(const std::string &dir, int depth)
 int main(int argc, char **argv)
 {
     if (argc != 3) {
-        std::fprintf(
-            stderr,
-            "usage: velmora-bench-corpus "
-            "largefiles|dup-trap|dup-throughput|dup-threshold|dup-sameclass|dup-middle ROOT\n");
+        std::fprintf(stderr,
+                     "usage: velmora-bench-corpus "
+                     "largefiles|dup-trap|dup-throughput|dup-threshold|dup-sameclass|dup-middle|"
+                     "dup-nearend|dup-nearstart|dup-lasttenth ROOT\n");
         return 2;
     }
     if (std::strncmp(argv[1], "dup-", 4) == 0)

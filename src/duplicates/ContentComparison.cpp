@@ -15,6 +15,7 @@
 #include <mutex>
 #include <optional>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
 
@@ -43,6 +44,15 @@ constexpr qint64 kParallelBytes = 1024 * 1024;
 // while they are still in the processor's cache.
 constexpr qint64 kHashLag = 8 * 1024 * 1024;
 constexpr qint64 kHashTrail = 1024 * 1024;
+// Before the march from the front, the last 64 KiB and then the rest of the
+// last MiB are compared: files that share both 4 KiB edges and differ near the
+// end (a trailing index, a footer, a log's tail) part there after reading a
+// small part of each. Only what is still alike then goes from the front, where
+// the first chunks are the windows at the front; that pass reads the last MiB
+// again, from the page cache, for the digest. Files shorter than this are
+// simply read from the front.
+constexpr qint64 kEndWindows[] = {64 * 1024, 1024 * 1024};
+constexpr qint64 kEndWindowsFrom = 8 * 1024 * 1024;
 
 struct Member
 {
@@ -124,11 +134,18 @@ public:
 
 private:
     qint64 read(const Member &member, char *buffer, qint64 length, qint64 offset) const;
-    void split(Part part, qint64 offset, qint64 chunk, Scratch &scratch, Outcome &out) const;
+    // With `onlyCompare`, the chunk tells files apart and is neither kept for
+    // the digest nor taken as the end of the files.
+    void split(Part part, qint64 offset, qint64 chunk, bool onlyCompare, Scratch &scratch,
+               Outcome &out) const;
+    // Splits every open set at one place, side by side on the cores.
+    std::vector<Part> splitAll(std::vector<Part> open, qint64 offset, qint64 chunk,
+                               bool onlyCompare, std::vector<IdenticalFiles> &done);
     std::unique_ptr<Scratch> takeScratch();
     void giveBack(std::unique_ptr<Scratch> scratch);
 
     std::vector<Member> m_members;
+    qint64 m_length = -1; // of the files, as the first one readable says
     bool m_keepOpen = true;
     std::mutex m_scratchMutex;
     std::vector<std::unique_ptr<Scratch>> m_scratch; // one per set split at once
@@ -138,6 +155,19 @@ private:
 // open, so that two comparisons side by side leave plenty for the rest.
 int openFileAllowance()
 {
+    // Once: the soft limit goes up to the hard one (within reason), so that a
+    // large class keeps its files open instead of opening one per chunk read.
+    static const bool raised = [] {
+        rlimit limit{};
+        if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
+            return false;
+        const rlim_t wanted = std::min<rlim_t>(limit.rlim_max, 65536);
+        if (limit.rlim_cur >= wanted)
+            return false;
+        limit.rlim_cur = wanted;
+        return setrlimit(RLIMIT_NOFILE, &limit) == 0;
+    }();
+    Q_UNUSED(raised);
     rlimit limit{};
     if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur == RLIM_INFINITY)
         return kMaxOpenFiles;
@@ -155,6 +185,15 @@ Comparison::Comparison(const QList<QString> &paths)
             if (member.fd < 0)
                 continue; // unreadable: left out
             posix_fadvise(member.fd, 0, 0, POSIX_FADV_SEQUENTIAL);
+        }
+        if (m_length < 0) {
+            struct stat st
+            {};
+            const int fd = member.fd >= 0 ? member.fd : ContentDigest::openForReading(member.path);
+            if (fd >= 0 && fstat(fd, &st) == 0)
+                m_length = qint64(st.st_size);
+            if (fd >= 0 && fd != member.fd)
+                ::close(fd);
         }
         m_members.push_back(std::move(member));
     }
@@ -204,7 +243,8 @@ qint64 Comparison::read(const Member &member, char *buffer, qint64 length, qint6
 // that reached the end together, and files unlike every content this pass
 // could hold, to be split at the same place, go to `out`. A lone file is
 // unlike every other and is read no further.
-void Comparison::split(Part part, qint64 offset, qint64 chunk, Scratch &scratch, Outcome &out) const
+void Comparison::split(Part part, qint64 offset, qint64 chunk, bool onlyCompare, Scratch &scratch,
+                       Outcome &out) const
 {
     std::vector<ChunkBuffers::Buffer> &buffers = scratch.buffers;
     std::vector<qint64> &gotOf = scratch.got;
@@ -323,6 +363,10 @@ void Comparison::split(Part part, qint64 offset, qint64 chunk, Scratch &scratch,
         if (way.members.size() < 2)
             continue; // unlike every other file: no need to read it further
         Part set = carryOn(std::move(way.members));
+        if (onlyCompare) {
+            out.next.push_back(std::move(set));
+            continue;
+        }
         set.pendingBytes += way.got;
         way.bytes->resize(size_t(way.got)); // a last chunk may be short
         set.pending.push_back(ChunkBuffers::keep(way.bytes));
@@ -344,6 +388,33 @@ void Comparison::split(Part part, qint64 offset, qint64 chunk, Scratch &scratch,
         wayOf[size_t(w)].members.clear();
 }
 
+std::vector<Part> Comparison::splitAll(std::vector<Part> open, qint64 offset, qint64 chunk,
+                                       bool onlyCompare, std::vector<IdenticalFiles> &done)
+{
+    std::vector<Part> next;
+    std::vector<Part> work = std::move(open);
+    while (!work.empty() && !WalkControl::stopRequested()) {
+        std::vector<Outcome> outcomes(work.size());
+        const auto splitOne = [&](qsizetype i) {
+            std::unique_ptr<Scratch> scratch = takeScratch();
+            split(std::move(work[size_t(i)]), offset, chunk, onlyCompare, *scratch,
+                  outcomes[size_t(i)]);
+            giveBack(std::move(scratch));
+        };
+        if (work.size() == 1)
+            splitOne(0);
+        else
+            parallelFor(qsizetype(work.size()), splitOne);
+        work.clear();
+        for (Outcome &outcome : outcomes) {
+            std::move(outcome.next.begin(), outcome.next.end(), std::back_inserter(next));
+            std::move(outcome.again.begin(), outcome.again.end(), std::back_inserter(work));
+            std::move(outcome.done.begin(), outcome.done.end(), std::back_inserter(done));
+        }
+    }
+    return next;
+}
+
 std::vector<IdenticalFiles> Comparison::run()
 {
     std::vector<IdenticalFiles> done;
@@ -354,33 +425,21 @@ std::vector<IdenticalFiles> Comparison::run()
             all.members.push_back(&member);
         open.push_back(std::move(all));
     }
+    if (m_length >= kEndWindowsFrom) {
+        qint64 compared = 0; // bytes at the end already compared
+        for (const qint64 window : kEndWindows)
+            for (; compared < window && !open.empty() && !WalkControl::stopRequested();) {
+                const qint64 chunk = std::min(kMaxChunk, window - compared);
+                compared += chunk;
+                open = splitAll(std::move(open), m_length - compared, chunk, true, done);
+            }
+    }
     for (qint64 offset = 0; !open.empty() && !WalkControl::stopRequested();) {
         // Large chunks, however many files are still alike: a large set is
         // read in waves (see split), so memory stays bounded and each read
         // costs few system calls per byte.
         const qint64 chunk = kMaxChunk;
-        std::vector<Part> next;
-        std::vector<Part> work = std::move(open);
-        while (!work.empty() && !WalkControl::stopRequested()) {
-            // The sets are split side by side on the cores.
-            std::vector<Outcome> outcomes(work.size());
-            const auto splitOne = [&](qsizetype i) {
-                std::unique_ptr<Scratch> scratch = takeScratch();
-                split(std::move(work[size_t(i)]), offset, chunk, *scratch, outcomes[size_t(i)]);
-                giveBack(std::move(scratch));
-            };
-            if (work.size() == 1)
-                splitOne(0);
-            else
-                parallelFor(qsizetype(work.size()), splitOne);
-            work.clear();
-            for (Outcome &outcome : outcomes) {
-                std::move(outcome.next.begin(), outcome.next.end(), std::back_inserter(next));
-                std::move(outcome.again.begin(), outcome.again.end(), std::back_inserter(work));
-                std::move(outcome.done.begin(), outcome.done.end(), std::back_inserter(done));
-            }
-        }
-        open = std::move(next);
+        open = splitAll(std::move(open), offset, chunk, false, done);
         offset += chunk;
         // Past the lag, every set hashes its oldest chunks, the sets side by
         // side on the cores.

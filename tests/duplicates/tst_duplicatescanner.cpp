@@ -10,6 +10,7 @@
 #include <QAbstractItemModelTester>
 #include <QFile>
 #include <QtTest>
+#include <mutex>
 #include <unistd.h>
 
 namespace {
@@ -104,6 +105,7 @@ private Q_SLOTS:
     void moveRebuildsGroupsAndNeverTrashesTheKeeper();
     void uniqueSizesAreNeverOpened();
     void sideBySideComparisonMatchesFullDigests();
+    void filesThatDifferNearTheEndPartThere();
     void stoppedComparisonKeepsProvenSetsAndCountsEveryRead();
     void stoppedScanPublishesOnlyProvenGroups();
 };
@@ -314,6 +316,41 @@ void TestDuplicateScanner::sideBySideComparisonMatchesFullDigests()
             QCOMPARE(member % 40, same.members.front() % 40);
         QCOMPARE(int(same.members.size()), alike / 40 + (same.members.front() % 40 < alike % 40));
     }
+}
+
+// The first offset each file was read at.
+struct FirstRead
+{
+    static inline std::mutex lock;
+    static inline QHash<QString, qint64> at;
+    static void hook(const QString &path, qint64 offset)
+    {
+        const std::lock_guard guard(lock);
+        at[path] = std::min(at.value(path, offset), offset);
+    }
+};
+
+void TestDuplicateScanner::filesThatDifferNearTheEndPartThere()
+{
+    // One class alike at both 4 KiB edges: three differ within the last MiB,
+    // one two MiB before the end, and a pair is identical.
+    Home h;
+    const qint64 size = 9 * MiB;
+    QList<QString> paths;
+    for (const qint64 patch : {size - 10 * 1024, size - 100 * 1024, size - 900 * 1024,
+                               size - 2 * MiB, qint64(-1), qint64(-1)})
+        paths << h.file(QString::number(paths.size()), size, 70, patch);
+    FirstRead::at.clear();
+    ContentComparisonTesting::setReadHook(&FirstRead::hook);
+    const auto unhook = qScopeGuard([] { ContentComparisonTesting::setReadHook(nullptr); });
+    const auto classes = ContentComparison::identicalContent(paths);
+    QCOMPARE(classes.size(), size_t(1));
+    QCOMPARE(classes[0].members, std::vector<int>({4, 5}));
+    QCOMPARE(classes[0].digest, *ContentDigest::fileHash(paths[4]));
+    // Those that differ near the end were never read from the front.
+    for (int i = 0; i < 3; ++i)
+        QVERIFY2(FirstRead::at.value(paths[i]) >= size - MiB, qPrintable(paths[i]));
+    QCOMPARE(FirstRead::at.value(paths[3]), 0);
 }
 
 void TestDuplicateScanner::stoppedComparisonKeepsProvenSetsAndCountsEveryRead()
