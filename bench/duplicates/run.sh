@@ -1,12 +1,15 @@
 #!/usr/bin/env bash
 # Duplicate finder: velmora-probe against jdupes, rmlint, fdupes and rdfind on the
 # generated corpora (same-size trap, throughput, threshold discipline, one large
-# same-size class, same-size files differing only at the ends or the middle)
+# same-size class, same-size files differing only at the ends or the middle,
+# classes alike at both edges that differ just before the end, just after the
+# start or anywhere in the last tenth)
 # and on this machine's /usr, warm cache, medians; each against its limit (see
 # limit.py), with the probe's peak RSS against a scan of an empty folder. The
 # table of every corpus ends in build/bench-results/duplicates/summary.md.
 # Usage: bench/duplicates/run.sh [CORPUS_PARENT]   (RUNS=3 by default;
-#        CORPORA="dup-trap dup-sameclass dup-middle dup-throughput dup-threshold usr")
+#        CORPORA="dup-trap dup-sameclass dup-middle dup-nearend dup-nearstart dup-lasttenth
+#                 dup-throughput dup-threshold usr")
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 PARENT="${1:-$PWD/build/bench-corpus}"
@@ -30,7 +33,8 @@ EMPTY=$(mktemp -d)
 rmdir "$EMPTY"
 echo "== peak RSS of a scan of an empty folder: $(cat "$OUT/rss-empty.txt") KB"
 
-for corpus in ${CORPORA:-dup-trap dup-sameclass dup-middle dup-throughput dup-threshold usr}; do
+ALL="dup-trap dup-sameclass dup-middle dup-nearend dup-nearstart dup-lasttenth dup-throughput"
+for corpus in ${CORPORA:-$ALL dup-threshold usr}; do
     if [ "$corpus" = usr ]; then
         ROOT=/usr
     else
