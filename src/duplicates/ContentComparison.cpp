@@ -44,15 +44,17 @@ constexpr qint64 kParallelBytes = 1024 * 1024;
 // while they are still in the processor's cache.
 constexpr qint64 kHashLag = 8 * 1024 * 1024;
 constexpr qint64 kHashTrail = 1024 * 1024;
-// Before the march from the front, the last 64 KiB and then the rest of the
-// last MiB are compared: files that share both 4 KiB edges and differ near the
-// end (a trailing index, a footer, a log's tail) part there after reading a
-// small part of each. Only what is still alike then goes from the front, where
-// the first chunks are the windows at the front; that pass reads the last MiB
-// again, from the page cache, for the digest. Files shorter than this are
-// simply read from the front.
-constexpr qint64 kEndWindows[] = {64 * 1024, 1024 * 1024};
-constexpr qint64 kEndWindowsFrom = 8 * 1024 * 1024;
+// Differences lie mostly near one end (a header, a trailing index, a footer, a
+// log's tail), so windows that grow are compared at both ends in turn before
+// the middle: the last 64 KiB, the first 64 KiB, the rest of the last MiB, the
+// rest of the first MiB; then the march from the first MiB on. The front
+// windows are the march's own first chunks, hashed as it goes; the end windows
+// are only compared, and the march reads them again from the page cache for
+// the digest of a set that is still alike there. Shorter files are simply read
+// from the front.
+constexpr qint64 kSmallWindow = 64 * 1024;
+constexpr qint64 kLargeWindow = 1024 * 1024;
+constexpr qint64 kWindowsFrom = 8 * 1024 * 1024;
 
 struct Member
 {
@@ -425,20 +427,27 @@ std::vector<IdenticalFiles> Comparison::run()
             all.members.push_back(&member);
         open.push_back(std::move(all));
     }
-    if (m_length >= kEndWindowsFrom) {
-        qint64 compared = 0; // bytes at the end already compared
-        for (const qint64 window : kEndWindows)
-            for (; compared < window && !open.empty() && !WalkControl::stopRequested();) {
-                const qint64 chunk = std::min(kMaxChunk, window - compared);
-                compared += chunk;
-                open = splitAll(std::move(open), m_length - compared, chunk, true, done);
-            }
-    }
+    const bool windows = m_length >= kWindowsFrom;
+    qint64 endCompared = 0; // bytes before the end compared so far
+    const auto compareEnd = [&](qint64 window) {
+        while (endCompared < window && !open.empty() && !WalkControl::stopRequested()) {
+            const qint64 chunk = std::min(kMaxChunk, window - endCompared);
+            endCompared += chunk;
+            open = splitAll(std::move(open), m_length - endCompared, chunk, true, done);
+        }
+    };
     for (qint64 offset = 0; !open.empty() && !WalkControl::stopRequested();) {
+        if (windows && (offset == 0 || offset == kSmallWindow)) {
+            compareEnd(offset == 0 ? kSmallWindow : kLargeWindow);
+            if (open.empty())
+                break;
+        }
         // Large chunks, however many files are still alike: a large set is
         // read in waves (see split), so memory stays bounded and each read
         // costs few system calls per byte.
-        const qint64 chunk = kMaxChunk;
+        const qint64 chunk = !windows || offset >= kLargeWindow ? kMaxChunk
+                             : offset < kSmallWindow            ? kSmallWindow
+                                                     : std::min(kMaxChunk, kLargeWindow - offset);
         open = splitAll(std::move(open), offset, chunk, false, done);
         offset += chunk;
         // Past the lag, every set hashes its oldest chunks, the sets side by
