@@ -6,9 +6,11 @@
 
 // Tells apart files of one length by reading them side by side, chunk by chunk:
 // at each chunk the files still alike are split by that chunk's content, and a
-// file stops being read as soon as it differs from every other file. Each set
-// that stays identical to the end has its digest from the chunks already read
-// for the comparison, one copy's worth, so no byte is read twice.
+// file stops being read as soon as it differs from every other file. Large
+// files are compared near both ends first, in windows that grow. Each set that
+// stays identical to the end has its digest from the chunks already read for
+// the comparison, one copy's worth; only its last MiB, compared first, is read
+// a second time, from the page cache, to be hashed in order.
 namespace ContentComparison {
 
 struct IdenticalFiles

@@ -1,0 +1,89 @@
+#pragma once
+
+#include "ChunkBuffers.h"
+#include "ContentComparison.h"
+#include "FileDigest.h"
+
+#include <QString>
+#include <deque>
+#include <vector>
+
+// The pieces a comparison works with: its files, the sets of files still
+// alike, the contents one chunk shows, and what splitting one set needs.
+namespace ContentComparison::Parts {
+
+// Distinct contents one pass over a chunk keeps apart. Files unlike all of them
+// are split again at the same place in another pass, so that a set whose files
+// all differ in one chunk never holds more than this many chunks besides its
+// wave.
+constexpr int kMaxWays = 16;
+
+struct Member
+{
+    int index;
+    QString path;
+    int fd = -1; // -1 when the set is too large to keep its files open
+};
+
+// Files whose content has been equal up to the current offset: the digest of
+// that content so far, and the chunks compared since, not yet hashed.
+struct Part
+{
+    std::vector<Member *> members;
+    FileDigest::Hasher hasher;
+    std::deque<ChunkBuffers::Chunk> pending;
+    qint64 pendingBytes = 0;
+
+    // Hashes the oldest pending chunks until at most `keep` bytes wait.
+    void hashPending(qint64 keep = 0)
+    {
+        while (!pending.empty() && pendingBytes > keep) {
+            hasher.update(pending.front()->data(), qint64(pending.front()->size()));
+            pendingBytes -= qint64(pending.front()->size());
+            pending.pop_front();
+        }
+    }
+};
+
+// One content met in a chunk, and the files that have it.
+struct Way
+{
+    ChunkBuffers::Buffer bytes; // the buffer it was read into (none until used)
+    qint64 got = 0;
+    std::vector<Member *> members;
+};
+
+// What splitting one set needs besides its files: a buffer per file of a
+// wave, the contents met, and per file what was read. Buffers are taken as
+// they are first needed: most sets are pairs, which never meet more than two
+// contents.
+struct Scratch
+{
+    std::vector<ChunkBuffers::Buffer> buffers;
+    std::vector<qint64> got;
+    std::vector<char> likeFirst;
+    std::vector<Way> ways;
+
+    Scratch() { ways.resize(kMaxWays); }
+    ~Scratch()
+    {
+        for (ChunkBuffers::Buffer &slot : buffers)
+            if (slot)
+                ChunkBuffers::put(std::move(slot));
+        for (Way &way : ways)
+            if (way.bytes)
+                ChunkBuffers::put(std::move(way.bytes));
+    }
+    Scratch(const Scratch &) = delete;
+    Scratch &operator=(const Scratch &) = delete;
+};
+
+// What splitting one set at one place gave.
+struct Outcome
+{
+    std::vector<Part> next;  // sets that go on
+    std::vector<Part> again; // files to split again at the same place
+    std::vector<IdenticalFiles> done;
+};
+
+} // namespace ContentComparison::Parts
