@@ -5,6 +5,7 @@
 #include "FileDigest.h"
 
 #include <QString>
+#include <algorithm>
 #include <deque>
 #include <vector>
 
@@ -12,11 +13,16 @@
 // alike, the contents one chunk shows, and what splitting one set needs.
 namespace ContentComparison::Parts {
 
-// Distinct contents one pass over a chunk keeps apart. Files unlike all of them
-// are split again at the same place in another pass, so that a set whose files
-// all differ in one chunk never holds more than this many chunks besides its
-// wave.
-constexpr int kMaxWays = 16;
+// Distinct contents one pass over a chunk keeps apart: as many as fit in 4 MiB,
+// from 16 of the largest chunks to 64 of the 64 KiB windows. Files unlike all of
+// them are split again at the same place in another pass, so that a set whose
+// files all differ in one chunk never holds more than that besides its wave.
+constexpr int kMaxWays = 64;
+constexpr qint64 kWaysBytes = 4 * 1024 * 1024;
+inline int waysFor(qint64 chunk)
+{
+    return int(std::clamp<qint64>(kWaysBytes / chunk, 16, kMaxWays));
+}
 
 struct Member
 {

@@ -183,7 +183,8 @@ void Comparison::split(Part part, qint64 offset, qint64 chunk, bool onlyCompare,
     std::vector<char> &likeFirst = scratch.likeFirst;
     std::vector<Way> &wayOf = scratch.ways;
     const std::vector<Member *> &members = part.members;
-    const qsizetype waveSize = std::max<qsizetype>(2, kMemoryBudget / chunk - kMaxWays);
+    const int maxWays = waysFor(chunk);
+    const qsizetype waveSize = std::max<qsizetype>(2, kMemoryBudget / chunk - maxWays);
     int ways = 0;
     std::vector<Member *> leftOver;
     for (qsizetype start = 0; start < qsizetype(members.size()); start += waveSize) {
@@ -264,7 +265,7 @@ void Comparison::split(Part part, qint64 offset, qint64 chunk, bool onlyCompare,
                 ++w;
             if (w < ways) {
                 wayOf[size_t(w)].members.push_back(member);
-            } else if (ways < kMaxWays) {
+            } else if (ways < maxWays) {
                 Way &way = wayOf[size_t(ways++)];
                 std::swap(way.bytes, buffers[size_t(i)]); // taken, not copied
                 way.got = got;
