@@ -86,6 +86,27 @@ void makeDir(const std::string &path)
     mkdir(path.c_str(), 0755);
 }
 
+// Writes `copies` files of `body` with the byte at `patch` flipped by `value`,
+// numbered on from *n across ten folders; the body is left as it was.
+void writeVariant(const std::string &root, std::vector<char> &body, int *n, long long patch,
+                  char value, int copies = 1)
+{
+    const char was = body[size_t(patch)];
+    body[size_t(patch)] = char(was ^ value);
+    for (int c = 0; c < copies; ++c) {
+        const std::string dir = root + "/d" + std::to_string(*n % 10);
+        makeDir(dir);
+        const std::string path = dir + "/f" + std::to_string((*n)++);
+        const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+        if (fd < 0 || ::write(fd, body.data(), body.size()) != (ssize_t)body.size()) {
+            std::perror(path.c_str());
+            std::exit(1);
+        }
+        close(fd);
+    }
+    body[size_t(patch)] = was;
+}
+
 } // namespace
 
 int makeDuplicateCorpus(const std::string &kind, const std::string &root)
@@ -193,18 +214,7 @@ int makeDuplicateCorpus(const std::string &kind, const std::string &root)
         }
         int n = 0;
         const auto write = [&](long long patch, char value) {
-            const char was = body[size_t(patch)];
-            body[size_t(patch)] = char(was ^ value);
-            const std::string dir = root + "/d" + std::to_string(n % 10);
-            makeDir(dir);
-            const std::string path = dir + "/f" + std::to_string(n++);
-            const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-            if (fd < 0 || ::write(fd, body.data(), body.size()) != (ssize_t)body.size()) {
-                std::perror(path.c_str());
-                std::exit(1);
-            }
-            close(fd);
-            body[size_t(patch)] = was;
+            writeVariant(root, body, &n, patch, value);
         };
         // Each variant flips its own byte, so every file is unique but the sets.
         for (int i = 0; i < 132; ++i)
@@ -233,25 +243,9 @@ int makeDuplicateCorpus(const std::string &kind, const std::string &root)
         std::vector<char> body(static_cast<size_t>(size));
         fill(body, 99);
         int n = 0;
-        const auto write = [&](long long patch, char value, int copies) {
-            const char was = body[size_t(patch)];
-            body[size_t(patch)] = char(was ^ value);
-            for (int c = 0; c < copies; ++c) {
-                const std::string dir = root + "/d" + std::to_string(n % 10);
-                makeDir(dir);
-                const std::string path = dir + "/f" + std::to_string(n++);
-                const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-                if (fd < 0 || ::write(fd, body.data(), body.size()) != (ssize_t)body.size()) {
-                    std::perror(path.c_str());
-                    std::exit(1);
-                }
-                close(fd);
-            }
-            body[size_t(patch)] = was;
-        };
         for (int i = 0; i < 450; ++i)
-            write(from + (long long)(rng.next() % (unsigned long long)span), char(1 + i % 255),
-                  i < 400 ? 1 : 2);
+            writeVariant(root, body, &n, from + (long long)(rng.next() % (unsigned long long)span),
+                         char(1 + i % 255), i < 400 ? 1 : 2);
         return 0;
     }
     std::fprintf(stderr, "unknown corpus %s\n", kind.c_str());
