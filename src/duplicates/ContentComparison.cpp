@@ -9,7 +9,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <deque>
 #include <fcntl.h>
 #include <iterator>
 #include <memory>
@@ -26,7 +25,6 @@ namespace {
 
 using namespace Parts;
 
-constexpr qint64 kPage = ChunkBuffers::kPage;
 // Large enough that a read costs little per byte, small enough that a chunk is
 // still in the processor's cache when it is compared and hashed right after.
 constexpr qint64 kMaxChunk = 256 * 1024;
