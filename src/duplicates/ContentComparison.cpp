@@ -16,6 +16,7 @@
 #include <optional>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <thread>
 #include <unistd.h>
 #include <utility>
 
@@ -69,8 +70,10 @@ private:
     void split(Part part, qint64 offset, qint64 chunk, bool onlyCompare, Scratch &scratch,
                Outcome &out) const;
     // Splits every open set at one place, side by side on the cores.
+    // A set that goes on hashes its oldest chunks until at most `keep` bytes
+    // wait, on the core that just read them (none when `keep` is negative).
     std::vector<Part> splitAll(std::vector<Part> open, qint64 offset, qint64 chunk,
-                               bool onlyCompare, std::vector<IdenticalFiles> &done);
+                               bool onlyCompare, qint64 keep, std::vector<IdenticalFiles> &done);
     std::unique_ptr<Scratch> takeScratch();
     void giveBack(std::unique_ptr<Scratch> scratch);
 
@@ -78,7 +81,9 @@ private:
     qint64 m_length = -1; // of the files, as the first one readable says
     bool m_keepOpen = true;
     std::mutex m_scratchMutex;
-    std::vector<std::unique_ptr<Scratch>> m_scratch; // one per set split at once
+    // One per set split at once, each with the thread that last used it: a
+    // thread takes back its own, whose buffers are still in its core's cache.
+    std::vector<std::pair<std::thread::id, std::unique_ptr<Scratch>>> m_scratch;
 };
 
 // How many files one comparison keeps open: a quarter of what the process may
@@ -134,15 +139,19 @@ std::unique_ptr<Scratch> Comparison::takeScratch()
     std::lock_guard lock(m_scratchMutex);
     if (m_scratch.empty())
         return std::make_unique<Scratch>();
-    std::unique_ptr<Scratch> scratch = std::move(m_scratch.back());
-    m_scratch.pop_back();
+    const auto own = std::find_if(m_scratch.begin(), m_scratch.end(), [](const auto &entry) {
+        return entry.first == std::this_thread::get_id();
+    });
+    const auto taken = own != m_scratch.end() ? own : std::prev(m_scratch.end());
+    std::unique_ptr<Scratch> scratch = std::move(taken->second);
+    m_scratch.erase(taken);
     return scratch;
 }
 
 void Comparison::giveBack(std::unique_ptr<Scratch> scratch)
 {
     std::lock_guard lock(m_scratchMutex);
-    m_scratch.push_back(std::move(scratch));
+    m_scratch.emplace_back(std::this_thread::get_id(), std::move(scratch));
 }
 
 Comparison::~Comparison()
@@ -320,7 +329,8 @@ void Comparison::split(Part part, qint64 offset, qint64 chunk, bool onlyCompare,
 }
 
 std::vector<Part> Comparison::splitAll(std::vector<Part> open, qint64 offset, qint64 chunk,
-                                       bool onlyCompare, std::vector<IdenticalFiles> &done)
+                                       bool onlyCompare, qint64 keep,
+                                       std::vector<IdenticalFiles> &done)
 {
     std::vector<Part> next;
     std::vector<Part> work = std::move(open);
@@ -328,9 +338,12 @@ std::vector<Part> Comparison::splitAll(std::vector<Part> open, qint64 offset, qi
         std::vector<Outcome> outcomes(work.size());
         const auto splitOne = [&](qsizetype i) {
             std::unique_ptr<Scratch> scratch = takeScratch();
-            split(std::move(work[size_t(i)]), offset, chunk, onlyCompare, *scratch,
-                  outcomes[size_t(i)]);
+            Outcome &outcome = outcomes[size_t(i)];
+            split(std::move(work[size_t(i)]), offset, chunk, onlyCompare, *scratch, outcome);
             giveBack(std::move(scratch));
+            if (keep >= 0)
+                for (Part &part : outcome.next)
+                    part.hashPending(keep);
         };
         if (work.size() == 1)
             splitOne(0);
@@ -362,7 +375,7 @@ std::vector<IdenticalFiles> Comparison::run()
         while (endCompared < window && !open.empty() && !WalkControl::stopRequested()) {
             const qint64 chunk = std::min(kMaxChunk, window - endCompared);
             endCompared += chunk;
-            open = splitAll(std::move(open), m_length - endCompared, chunk, true, done);
+            open = splitAll(std::move(open), m_length - endCompared, chunk, true, -1, done);
         }
     };
     for (qint64 offset = 0; !open.empty() && !WalkControl::stopRequested();) {
@@ -377,19 +390,16 @@ std::vector<IdenticalFiles> Comparison::run()
         const qint64 chunk = !windows || offset >= kLargeWindow ? kMaxChunk
                              : offset < kSmallWindow            ? kSmallWindow
                                                      : std::min(kMaxChunk, kLargeWindow - offset);
-        open = splitAll(std::move(open), offset, chunk, false, done);
-        offset += chunk;
-        // Past the lag, every set hashes its oldest chunks, the sets side by
-        // side on the cores.
+        // Past the lag, every set hashes its oldest chunks right after
+        // reading, on the core that read them.
         qint64 waiting = 0;
         for (const Part &part : open)
-            waiting += part.pendingBytes;
-        const qint64 lag = offset <= kHashLag ? kHashLag : kHashTrail;
-        if (waiting > lag) {
-            const qint64 share = lag / 2 / qint64(open.size());
-            parallelFor(qsizetype(open.size()),
-                        [&](qsizetype i) { open[size_t(i)].hashPending(share); });
-        }
+            waiting += part.pendingBytes + chunk;
+        const qint64 lag = offset + chunk <= kHashLag ? kHashLag : kHashTrail;
+        const qint64 keep =
+            waiting > lag && !open.empty() ? lag / 2 / qint64(open.size()) : qint64(-1);
+        open = splitAll(std::move(open), offset, chunk, false, keep, done);
+        offset += chunk;
     }
     // Stopped early, the sets proven to the end still count: each is whole.
     std::sort(done.begin(), done.end(), [](const IdenticalFiles &a, const IdenticalFiles &b) {
