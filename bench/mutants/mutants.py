@@ -8,5 +8,6 @@ import os
 import sys
 
 sys.path.insert(0, os.path.dirname(__file__))
-AREAS = ["platform", "quarantine", "signatures", "protection", "modules", "screens", "undo"]
+AREAS = ["platform", "quarantine", "signatures", "protection", "modules", "screens", "undo",
+         "diskmap"]
 MUTANTS = [m for area in AREAS for m in importlib.import_module("areas." + area).MUTANTS]
