@@ -1,6 +1,7 @@
 #include "ProbeDriver.h"
 
 std::unique_ptr<ProbeDriver> makeLargeFilesDriver();
+std::unique_ptr<ProbeDriver> makeDiskMapDriver();
 std::unique_ptr<ProbeDriver> makeCleanupDriver();
 std::unique_ptr<ProbeDriver> makeDuplicatesDriver();
 std::unique_ptr<ProbeDriver> makeUninstallerDriver();
@@ -13,7 +14,7 @@ std::unique_ptr<ProbeDriver> makeHistoryDriver();
 const QList<ProbeDriverFactory> &probeDrivers()
 {
     static const QList<ProbeDriverFactory> drivers = {
-        makeLargeFilesDriver, makeDuplicatesDriver, makeCleanupDriver, makeUninstallerDriver,
+        makeLargeFilesDriver, makeDiskMapDriver, makeDuplicatesDriver, makeCleanupDriver, makeUninstallerDriver,
         makeProtectionDriver, makeQuarantineDriver, makeFullDriver,    makeHistoryDriver};
     return drivers;
 }

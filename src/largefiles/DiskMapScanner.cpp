@@ -1,0 +1,164 @@
+#include "DiskMapScanner.h"
+
+#include "FileLocation.h"
+#include "Formatters.h"
+
+#include <QDir>
+#include <QVariantMap>
+
+namespace {
+
+QString folderName(const QString &path)
+{
+    const QString name = FileLocation::lastPathComponent(path);
+    return name.isEmpty() ? path : name;
+}
+
+} // namespace
+
+DiskMapScanner::DiskMapScanner(QObject *parent)
+    : ScannerBase(QStringLiteral("Selecciona una carpeta para ver su mapa."), parent)
+{}
+
+QString DiskMapScanner::rootPath() const
+{
+    return m_root ? FileLocation::decode(m_root->name) : QString();
+}
+
+QByteArray DiskMapScanner::currentBytes() const
+{
+    if (m_trail.empty())
+        return {};
+    QByteArray path = m_trail.front()->name;
+    for (size_t i = 1; i < m_trail.size(); ++i) {
+        if (!path.endsWith('/'))
+            path.append('/');
+        path.append(m_trail[i]->name);
+    }
+    return path;
+}
+
+QString DiskMapScanner::currentPath() const
+{
+    return FileLocation::decode(currentBytes());
+}
+
+QString DiskMapScanner::pathOf(const FolderTotals::Node *entry,
+                               const FolderTotals::Node *nestedIn) const
+{
+    QByteArray path = currentBytes();
+    for (const FolderTotals::Node *node : {nestedIn, entry}) {
+        if (!node)
+            continue;
+        if (!path.endsWith('/'))
+            path.append('/');
+        path.append(node->name);
+    }
+    return FileLocation::decode(path);
+}
+
+QVariantList DiskMapScanner::breadcrumb() const
+{
+    QVariantList out;
+    QByteArray path;
+    for (const FolderTotals::Node *node : m_trail) {
+        if (!path.isEmpty() && !path.endsWith('/'))
+            path.append('/');
+        path.append(node->name);
+        const QString decoded = FileLocation::decode(path);
+        out.append(QVariantMap{{QStringLiteral("name"), folderName(decoded)},
+                               {QStringLiteral("path"), decoded}});
+    }
+    return out;
+}
+
+void DiskMapScanner::scan(const QString &folder)
+{
+    // The map names every block by its whole path.
+    const QString path = FileLocation::standardizedPath(QDir::current().absoluteFilePath(folder));
+    m_root.reset();
+    m_trail.clear();
+    m_partial = false;
+    Q_EMIT mapChanged();
+    setErrorMessage(QString());
+    setScanning(true);
+    setStatusText(QStringLiteral("Midiendo %1…").arg(folderName(path)));
+    runWalk<std::shared_ptr<FolderTotals::Node>>(
+        [path, levels = m_allFilesAbove]() -> WalkOutcome<std::shared_ptr<FolderTotals::Node>> {
+            FolderTotals::Options options;
+            options.allFilesAbove = levels;
+            std::shared_ptr<FolderTotals::Node> root = FolderTotals::walk(path, options);
+            if (!root)
+                return WalkOutcome<std::shared_ptr<FolderTotals::Node>>::failure(
+                    QStringLiteral("No fue posible abrir la carpeta seleccionada."));
+            return WalkOutcome<std::shared_ptr<FolderTotals::Node>>::success(std::move(root));
+        },
+        [this, path](std::shared_ptr<FolderTotals::Node> root) {
+            m_root = std::move(root);
+            m_trail = {m_root.get()};
+            m_partial = wasStopped();
+            const QString figures = QStringLiteral("%1 en %2 archivo(s)")
+                                        .arg(Formatters::bytes(m_root->size))
+                                        .arg(m_root->files);
+            setStatusText(m_partial
+                              ? QStringLiteral("Análisis detenido: mapa parcial de %1, %2.")
+                                    .arg(folderName(path), figures)
+                              : QStringLiteral("%1 ocupa %2.").arg(folderName(path), figures));
+            Q_EMIT mapChanged();
+            countCompletedScan();
+            setScanning(false);
+        },
+        [this](const QString &error) {
+            failScan(error, QStringLiteral("No fue posible completar el análisis."));
+        });
+}
+
+void DiskMapScanner::zoomInto(const FolderTotals::Node *folder, const FolderTotals::Node *through)
+{
+    if (!folder || folder->kind != FolderTotals::Node::Kind::folder || m_trail.empty())
+        return;
+    if (through)
+        m_trail.push_back(through);
+    m_trail.push_back(folder);
+    Q_EMIT mapChanged();
+}
+
+bool DiskMapScanner::zoomIntoPath(const QString &path)
+{
+    if (!m_root)
+        return false;
+    const QByteArray rootBytes = m_root->name;
+    const QByteArray wanted = FileLocation::encode(FileLocation::standardizedPath(path));
+    if (wanted != rootBytes &&
+        !wanted.startsWith(rootBytes.endsWith('/') ? rootBytes : rootBytes + '/'))
+        return false;
+    std::vector<const FolderTotals::Node *> trail{m_root.get()};
+    const QByteArray rest = wanted.mid(rootBytes.size());
+    for (const QByteArray &name : rest.split('/')) {
+        if (name.isEmpty())
+            continue;
+        const FolderTotals::Node *next = nullptr;
+        for (const auto &child : trail.back()->children)
+            if (child->name == name && child->kind == FolderTotals::Node::Kind::folder)
+                next = child.get();
+        if (!next)
+            return false;
+        trail.push_back(next);
+    }
+    m_trail = std::move(trail);
+    Q_EMIT mapChanged();
+    return true;
+}
+
+void DiskMapScanner::zoomOut()
+{
+    zoomTo(int(m_trail.size()) - 2);
+}
+
+void DiskMapScanner::zoomTo(int level)
+{
+    if (level < 0 || level + 1 >= int(m_trail.size()))
+        return;
+    m_trail.resize(size_t(level) + 1);
+    Q_EMIT mapChanged();
+}
