@@ -49,6 +49,7 @@ const QHash<QString, char16_t> &symbolTable()
         {QStringLiteral("shippingbox.fill"), 0xe1a1},              // inventory_2
         {QStringLiteral("sparkles"), 0xe65f},                      // auto_awesome
         {QStringLiteral("speedometer"), 0xe9e4},                   // speed
+        {QStringLiteral("square.grid.2x2"), 0xe39d},               // view_quilt
         {QStringLiteral("square.on.square"), 0xe3e0},              // filter_none
         {QStringLiteral("square.stack.3d.up.fill"), 0xe53b},       // layers
         {QStringLiteral("stop.circle"), 0xe047},                   // stop

@@ -5,12 +5,50 @@ import QtQuick.Layouts
 import Velmora
 import Velmora.Core
 
-// "Resultados": the empty state or the list of large files.
+// "Resultados": the empty state or the list of large files, or the map of the
+// folder ("Lista | Mapa"). Both show the same selection.
 Card {
     id: results
 
     required property StorageScanner scanner
+    required property DiskMapScanner mapScanner
     readonly property bool hasFiles: scanner.fileCount > 0
+    property string mode: "Lista"
+    readonly property bool showsMap: mode === "Mapa"
+    // The list's scan the map was last measured for, and the folder to show
+    // again when a new measure (after a move to the Trash) is in.
+    property int mappedScan: -1
+    property string keepPath
+
+    function measure(keep) {
+        if (results.scanner.selectedFolder === "")
+            return;
+        results.mappedScan = results.scanner.completedScanCount;
+        results.keepPath = keep ? results.mapScanner.currentPath : "";
+        results.mapScanner.scan(results.scanner.selectedFolder);
+    }
+    function measureIfStale() {
+        if (results.showsMap && !results.scanner.isScanning
+                && results.mappedScan !== results.scanner.completedScanCount)
+            results.measure(false);
+    }
+    onShowsMapChanged: measureIfStale()
+    Connections {
+        target: results.scanner
+        function onCompletedScanCountChanged() { results.measureIfStale(); }
+        function onIsMovingToTrashChanged() {
+            if (!results.scanner.isMovingToTrash && results.mapScanner.rootPath !== "")
+                results.measure(true);
+        }
+    }
+    Connections {
+        target: results.mapScanner
+        function onCompletedScanCountChanged() {
+            if (results.keepPath !== "")
+                results.mapScanner.zoomIntoPath(results.keepPath);
+            results.keepPath = "";
+        }
+    }
 
     radius: 16
 
@@ -28,6 +66,14 @@ Card {
                 color: "white"
                 font.pixelSize: 15
                 font.bold: true
+            }
+            SegmentedPicker {
+                objectName: "viewPicker"
+                Layout.preferredWidth: 150
+                options: ["Lista", "Mapa"]
+                current: results.mode
+                accessibleName: "Vista"
+                onPicked: option => results.mode = option
             }
             VelmoraButton {
                 objectName: "selectAllButton"
@@ -49,7 +95,7 @@ Card {
 
         EmptyState {
             objectName: "emptyState"
-            visible: !results.hasFiles
+            visible: !results.hasFiles && !results.showsMap
             Layout.fillWidth: true
             Layout.fillHeight: true
             scanner: results.scanner
@@ -60,7 +106,7 @@ Card {
         ListView {
             id: list
             objectName: "fileList"
-            visible: results.hasFiles
+            visible: results.hasFiles && !results.showsMap
             Layout.fillWidth: true
             Layout.fillHeight: true
             clip: true
@@ -73,6 +119,14 @@ Card {
                 width: list.width
                 onToggled: results.scanner.toggleSelection(itemId)
             }
+        }
+
+        DiskMapPanel {
+            visible: results.showsMap
+            Layout.fillWidth: true
+            Layout.fillHeight: true
+            scanner: results.scanner
+            mapScanner: results.mapScanner
         }
     }
 }

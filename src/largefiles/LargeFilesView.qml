@@ -60,9 +60,16 @@ ResultScreen {
         stepSize: 100
     }
 
+    // The map's own walk: every folder's total, hidden entries and bundles included.
+    DiskMapScanner {
+        id: mapScanner
+    }
+
     LargeFilesResults {
+        objectName: "largeFilesResults"
         Layout.fillWidth: true
         Layout.fillHeight: true
         scanner: view.scanner
+        mapScanner: mapScanner
     }
 }
