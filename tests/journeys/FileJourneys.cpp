@@ -4,6 +4,7 @@
 #include "TreeBuilder.h"
 
 #include <QQuickItem>
+#include <QQuickWindow>
 #include <QtTest>
 #include <atomic>
 
@@ -14,6 +15,7 @@ class FileJourneys : public QObject
 
 private Q_SLOTS:
     void largeFilesThenDuplicatesKeepingOneCopy();
+    void mapShowsWhereTheSpaceWentAndSharesTheSelection();
     void stopShowsProgressAndKeepsOnlyProvenGroups();
 };
 
@@ -148,6 +150,104 @@ void FileJourneys::largeFilesThenDuplicatesKeepingOneCopy()
     QCOMPARE(app.trashNames(), QStringList({"b-roll.mov", "boda (1).mp4", "toma final.mov"}));
     QCOMPARE(app.trashInfoPath("boda (1).mp4"), copyA);
     QVERIFY(app.leave("Duplicados terminado."));
+}
+
+namespace {
+
+// The block of the map whose path ends so, or -1.
+int blockOf(QQuickItem *map, const QString &pathEnd)
+{
+    for (int i = 0; i < map->property("blockCount").toInt(); ++i) {
+        QString path;
+        QMetaObject::invokeMethod(map, "blockPath", Q_RETURN_ARG(QString, path), Q_ARG(int, i));
+        if (path.endsWith(pathEnd))
+            return i;
+    }
+    return -1;
+}
+
+QString blockName(QQuickItem *map, int index)
+{
+    QString name;
+    QMetaObject::invokeMethod(map, "blockName", Q_RETURN_ARG(QString, name), Q_ARG(int, index));
+    return name;
+}
+
+bool clickBlock(AppJourney &app, QQuickItem *map, const QString &pathEnd)
+{
+    const int index = blockOf(map, pathEnd);
+    QRectF rect;
+    QMetaObject::invokeMethod(map, "blockRect", Q_RETURN_ARG(QRectF, rect), Q_ARG(int, index));
+    // Near the top: the band of a folder's name, above the entries nested in it.
+    return index >= 0 && app.clickAt(map, QPointF(rect.center().x(), rect.top() + 6));
+}
+
+} // namespace
+
+void FileJourneys::mapShowsWhereTheSpaceWentAndSharesTheSelection()
+{
+    AppJourney app;
+    TreeBuilder tree(app.home());
+    const QString take = tree.allocatedFile("Proyectos/Video/toma final.mov", 150 << 20);
+    tree.allocatedFile("Proyectos/Video/b-roll.mov", 120 << 20);
+    tree.allocatedFile("Proyectos/Fotos/playa.jpg", 40 << 20);
+    tree.allocatedFile(".oculto/cache.bin", 90 << 20); // on the map, never in the list
+    tree.allocatedFile("Apps/Editor.app/Contents/Resources/data.pak", 60 << 20);
+    QVERIFY(app.start());
+    QVERIFY(app.openModule("card_largeFiles", "Archivos grandes"));
+    setMinimumTo100(app);
+    QVERIFY(app.openChooser() && app.click("chooserAccept"));
+    QVERIFY(app.waitForScans(1));
+    QCOMPARE(app.cardValue("cardFound"), "2");
+
+    QVERIFY(app.click("segment_Mapa"));
+    QQuickItem *map = app.waitForItem("diskMap");
+    QVERIFY(map && app.waitFor([&] { return map->property("blockCount").toInt() > 0; }));
+    const int hidden = blockOf(map, "/.oculto");
+    QVERIFY(hidden >= 0);
+    QCOMPARE(blockName(map, hidden), ".oculto, carpeta, 94.4 MB en 1 archivo(s)");
+    QCOMPARE(blockName(map, blockOf(map, "/Apps")), "Apps, carpeta, 62.9 MB en 1 archivo(s)");
+
+    // A click zooms into a folder, the breadcrumb goes back.
+    QVERIFY(clickBlock(app, map, "/Proyectos"));
+    QVERIFY(app.waitForItem("crumb_1"));
+    QVERIFY(clickBlock(app, map, "/Video"));
+    QVERIFY(app.waitForItem("crumb_2"));
+    QVERIFY(app.click("crumb_0"));
+    QVERIFY(!app.item("crumb_1"));
+
+    // The keyboard alone: Tab to the map, arrows between blocks, Return into a
+    // folder, Backspace out.
+    for (int i = 0; i < 40 && app.window()->activeFocusItem() != map; ++i)
+        app.key(Qt::Key_Tab);
+    QCOMPARE(app.window()->activeFocusItem(), map);
+    QCOMPARE(map->property("focusedBlock").toInt(), 0);
+    QVERIFY(blockName(map, 0).startsWith("Proyectos, carpeta, "));
+    app.key(Qt::Key_Right);
+    QVERIFY(map->property("focusedBlock").toInt() > 0);
+    app.key(Qt::Key_Left);
+    QCOMPARE(map->property("focusedBlock").toInt(), 0);
+    app.key(Qt::Key_Return);
+    QVERIFY(app.waitForItem("crumb_1"));
+    app.key(Qt::Key_Backspace);
+    QVERIFY(!app.item("crumb_1"));
+
+    // A file of the list chosen on the map is chosen in the list, and goes to
+    // the Trash from either; the map then shows the folder it was in again.
+    QVERIFY(clickBlock(app, map, "/Proyectos") && clickBlock(app, map, "/Video"));
+    QVERIFY(app.waitForItem("crumb_2"));
+    QVERIFY(!clickBlock(app, map, "/.oculto/cache.bin"));
+    QVERIFY(clickBlock(app, map, "/toma final.mov"));
+    QCOMPARE(app.text("selectionHeadline"), "1 archivo(s) seleccionados");
+    QVERIFY(blockName(map, blockOf(map, "/toma final.mov")).endsWith(", seleccionado"));
+    QVERIFY(app.click("segment_Lista"));
+    QCOMPARE(app.selectedRows("fileList", "name"), QStringList({"toma final.mov"}));
+    QVERIFY(app.click("segment_Mapa"));
+    QVERIFY(app.confirmSelectionAction(kMoveFiles));
+    QVERIFY(
+        app.waitFor([&] { return app.item("crumb_2") && blockOf(map, "/toma final.mov") == -1; }));
+    QVERIFY(blockOf(map, "/Video/b-roll.mov") >= 0);
+    QCOMPARE(app.trashInfoPath("toma final.mov"), take);
 }
 
 namespace {
