@@ -207,6 +207,7 @@ void FileJourneys::mapShowsWhereTheSpaceWentAndSharesTheSelection()
     QVERIFY(hidden >= 0);
     QCOMPARE(blockName(map, hidden), ".oculto, carpeta, 94.4 MB en 1 archivo(s)");
     QCOMPARE(blockName(map, blockOf(map, "/Apps")), "Apps, carpeta, 62.9 MB en 1 archivo(s)");
+    QVERIFY2(blockOf(map, "/Proyectos/Video") >= 0, "a folder shows its entries inside it");
 
     // A click zooms into a folder, the breadcrumb goes back.
     QVERIFY(clickBlock(app, map, "/Proyectos"));

@@ -1,6 +1,10 @@
-"""Faults in the disk map's squarified treemap layout."""
+"""Faults in the disk map: its walk, its squarified treemap layout, its blocks and screen."""
 
 LAYOUT = "src/largefiles/TreemapLayout.cpp"
+TOTALS = "src/platform/FolderTotals.cpp"
+BLOCKS = "src/largefiles/DiskMapLayout.cpp"
+VIEW = "src/largefiles/DiskMapView.cpp"
+RESULTS = "src/largefiles/LargeFilesResults.qml"
 
 MUTANTS = [
     dict(name="diskmap: rows run along the longer side", file=LAYOUT,
@@ -31,4 +35,32 @@ MUTANTS = [
     dict(name="diskmap: negative sizes take room", file=LAYOUT,
          old="            if (sizes[end] <= 0)", new="            if (sizes[end] == 0)",
          tests="tst_treemaplayout"),
+    # The walk and the map around the layout.
+    dict(name="diskmap: a file's names are settled by plain byte order", file=TOTALS,
+         old="        return walkOrder(a.path, b.path);", new="        return a.path < b.path;",
+         tests="tst_diskmap"),
+    dict(name="diskmap: every name of a file counts its bytes", file=TOTALS,
+         old="    settleLinks(walk.takeLinks());\n", new="", tests="tst_diskmap"),
+    dict(name="diskmap: hidden entries are left out", file=TOTALS,
+         old="            ++entries;\n", new="            ++entries;\n            if (name[0] == '.')\n                continue;\n",
+         tests="tst_diskmap"),
+    dict(name="diskmap: bundles are unfolded like folders", file=TOTALS,
+         old="child->kind = PosixEntries::isPackage(name) ? Kind::package : Kind::folder;",
+         new="child->kind = Kind::folder;", tests="tst_diskmap"),
+    dict(name="diskmap: links are followed", file=TOTALS,
+         old="fstatat(task.fd, name, &st, AT_SYMLINK_NOFOLLOW)", new="fstatat(task.fd, name, &st, 0)",
+         tests="tst_diskmap"),
+    dict(name="diskmap: a stopped walk reads as whole", file=TOTALS,
+         old="    node.whole = !node.broken;", new="    node.whole = true;", tests="tst_diskmap"),
+    dict(name="diskmap: deep folders keep their small files by name", file=TOTALS,
+         old="if (bytes < m_minimum || m_most == 0)", new="if (m_most == 0)", tests="tst_diskmap"),
+    dict(name="diskmap: \"Otros\" leaves out the files not kept by name", file=BLOCKS,
+         old="Kind::others, nullptr, folder.restSize, folder.restFiles, depth, parent}",
+         new="Kind::others, nullptr, 0, 0, depth, parent}", tests="tst_diskmap"),
+    dict(name="diskmap: nested blocks are named as if in the folder shown", file=VIEW,
+         old="const FolderTotals::Node *in = b->parent >= 0 ? m_blocks[size_t(b->parent)].node : nullptr;",
+         new="const FolderTotals::Node *in = nullptr;", tests="tst_journeys"),
+    dict(name="diskmap: after a move the map goes back to the scanned folder", file=RESULTS,
+         old="                results.mapScanner.zoomIntoPath(results.keepPath);\n", new="",
+         tests="tst_journeys"),
 ]
