@@ -53,6 +53,15 @@ ColumnLayout {
             }
         }
         Item { Layout.fillWidth: true }
+        VelmoraButton {
+            objectName: "remeasureButton"
+            visible: panel.mapScanner.isPartial && !panel.mapScanner.isScanning
+            kind: "borderless"
+            small: true
+            symbol: "arrow.clockwise"
+            text: "Volver a medir"
+            onClicked: panel.mapScanner.scan(panel.scanner.selectedFolder)
+        }
         Badge {
             objectName: "partialBadge"
             visible: panel.mapScanner.isPartial
@@ -76,7 +85,7 @@ ColumnLayout {
         scanner: panel.mapScanner
         symbol: "square.grid.2x2"
         title: "Aún no hay mapa"
-        message: "Selecciona una carpeta para ver dónde está su espacio."
+        message: "Selecciona una carpeta para ver su mapa."
     }
 
     DiskMapView {
@@ -93,7 +102,7 @@ ColumnLayout {
         })
         activeFocusOnTab: true
         Accessible.role: Accessible.List
-        Accessible.name: map.focusedBlock >= 0 ? map.blockName(map.focusedBlock)
+        Accessible.name: map.revision, map.focusedBlock >= 0 ? map.blockName(map.focusedBlock)
             : "Mapa de " + (panel.crumbs.length > 0 ? panel.crumbs[panel.crumbs.length - 1].name : "")
         Accessible.description: "Usa las flechas para moverte entre los bloques, Intro para abrir una "
                                 + "carpeta o seleccionar un archivo y Retroceso para volver."
@@ -131,7 +140,7 @@ ColumnLayout {
         objectName: "mapInfo"
         Layout.fillWidth: true
         visible: map.visible
-        text: panel.shownBlock >= 0
+        text: map.revision, panel.shownBlock >= 0
               ? map.blockPath(panel.shownBlock) + " · " + Formatters.formatBytes(map.blockSize(panel.shownBlock))
                 + " · " + map.blockFiles(panel.shownBlock) + " archivo(s)"
               : panel.mapScanner.currentPath + " · " + Formatters.formatBytes(panel.mapScanner.currentSize)

@@ -76,13 +76,18 @@ void DiskMapScanner::scan(const QString &folder)
 {
     // The map names every block by its whole path.
     const QString path = FileLocation::standardizedPath(QDir::current().absoluteFilePath(folder));
-    m_root.reset();
-    m_trail.clear();
-    m_partial = false;
-    Q_EMIT mapChanged();
+    // Measuring the same folder again (after a move to the Trash), the map
+    // stays as it was until the new totals are in, and then shows the same
+    // folder again; another folder's map goes at once.
+    const QByteArray showing = path == rootPath() ? currentBytes() : QByteArray();
+    if (showing.isEmpty() && m_root) {
+        m_root.reset();
+        m_trail.clear();
+        Q_EMIT mapChanged();
+    }
     setErrorMessage(QString());
     setScanning(true);
-    setStatusText(QStringLiteral("Midiendo %1…").arg(folderName(path)));
+    setStatusText(QStringLiteral("Analizando %1…").arg(folderName(path)));
     runWalk<std::shared_ptr<FolderTotals::Node>>(
         [path, levels = m_allFilesAbove]() -> WalkOutcome<std::shared_ptr<FolderTotals::Node>> {
             FolderTotals::Options options;
@@ -93,9 +98,10 @@ void DiskMapScanner::scan(const QString &folder)
                     QStringLiteral("No fue posible abrir la carpeta seleccionada."));
             return WalkOutcome<std::shared_ptr<FolderTotals::Node>>::success(std::move(root));
         },
-        [this, path](std::shared_ptr<FolderTotals::Node> root) {
+        [this, path, showing](std::shared_ptr<FolderTotals::Node> root) {
+            m_trail.clear(); // points into the tree about to go
             m_root = std::move(root);
-            m_trail = {m_root.get()};
+            m_trail = trailTo(showing);
             m_partial = wasStopped();
             const QString figures = QStringLiteral("%1 en %2 archivo(s)")
                                         .arg(Formatters::bytes(m_root->size))
@@ -109,6 +115,11 @@ void DiskMapScanner::scan(const QString &folder)
             setScanning(false);
         },
         [this](const QString &error) {
+            if (m_root) {
+                m_trail.clear();
+                m_root.reset();
+                Q_EMIT mapChanged();
+            }
             failScan(error, QStringLiteral("No fue posible completar el análisis."));
         });
 }
@@ -123,28 +134,36 @@ void DiskMapScanner::zoomInto(const FolderTotals::Node *folder, const FolderTota
     Q_EMIT mapChanged();
 }
 
-bool DiskMapScanner::zoomIntoPath(const QString &path)
+std::vector<const FolderTotals::Node *> DiskMapScanner::trailTo(const QByteArray &wanted) const
 {
-    if (!m_root)
-        return false;
-    const QByteArray rootBytes = m_root->name;
-    const QByteArray wanted = FileLocation::encode(FileLocation::standardizedPath(path));
-    if (wanted != rootBytes &&
-        !wanted.startsWith(rootBytes.endsWith('/') ? rootBytes : rootBytes + '/'))
-        return false;
     std::vector<const FolderTotals::Node *> trail{m_root.get()};
-    const QByteArray rest = wanted.mid(rootBytes.size());
-    for (const QByteArray &name : rest.split('/')) {
-        if (name.isEmpty())
-            continue;
+    const QByteArray &rootBytes = m_root->name;
+    const QByteArray prefix = rootBytes.endsWith('/') ? rootBytes : rootBytes + '/';
+    if (!wanted.startsWith(prefix))
+        return trail;
+    for (const QByteArray &name : wanted.mid(prefix.size()).split('/')) {
         const FolderTotals::Node *next = nullptr;
         for (const auto &child : trail.back()->children)
             if (child->name == name && child->kind == FolderTotals::Node::Kind::folder)
                 next = child.get();
         if (!next)
-            return false;
+            break; // gone since: as near as it still goes
         trail.push_back(next);
     }
+    return trail;
+}
+
+bool DiskMapScanner::zoomIntoPath(const QString &path)
+{
+    if (!m_root)
+        return false;
+    const QByteArray wanted = FileLocation::encode(FileLocation::standardizedPath(path));
+    std::vector<const FolderTotals::Node *> trail = trailTo(wanted);
+    QByteArray reached = m_root->name;
+    for (size_t i = 1; i < trail.size(); ++i)
+        reached += (reached.endsWith('/') ? "" : "/") + trail[i]->name;
+    if (reached != wanted)
+        return false;
     m_trail = std::move(trail);
     Q_EMIT mapChanged();
     return true;

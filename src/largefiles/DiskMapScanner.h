@@ -54,6 +54,8 @@ Q_SIGNALS:
 
 private:
     QByteArray currentBytes() const;
+    // From the root down to the folder at `path`, or as near to it as the tree goes.
+    std::vector<const FolderTotals::Node *> trailTo(const QByteArray &path) const;
 
     std::shared_ptr<FolderTotals::Node> m_root;
     std::vector<const FolderTotals::Node *> m_trail; // from the root to the folder shown

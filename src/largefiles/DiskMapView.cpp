@@ -128,8 +128,14 @@ void DiskMapView::setScanner(DiskMapScanner *scanner)
     if (m_scanner)
         disconnect(m_scanner, nullptr, this, nullptr);
     m_scanner = scanner;
-    if (m_scanner)
+    if (m_scanner) {
         connect(m_scanner, &DiskMapScanner::mapChanged, this, &DiskMapView::relayout);
+        // Its tree goes with it: no block may point into it any more.
+        connect(m_scanner, &QObject::destroyed, this, [this] {
+            m_scanner = nullptr;
+            relayout();
+        });
+    }
     relayout();
     Q_EMIT scannerChanged();
 }
@@ -203,8 +209,15 @@ void DiskMapView::relayout()
             if (m_files->rowOf(path) >= 0)
                 m_ids[i] = path;
         }
+    // A new folder starts with its first block focused (when the map has the
+    // focus); the same folder laid out again (a resize) keeps its focus.
+    const bool sameFolder = folder && folder == m_shown;
+    m_shown = folder;
     m_hovered = -1;
-    m_focused = m_blocks.empty() ? -1 : hasActiveFocus() ? 0 : -1;
+    if (m_blocks.empty())
+        m_focused = -1;
+    else if (!sameFolder || m_focused >= blockCount())
+        m_focused = hasActiveFocus() ? 0 : -1;
     refreshSelection();
     Q_EMIT layoutChanged();
     Q_EMIT hoveredBlockChanged();
@@ -217,6 +230,8 @@ void DiskMapView::refreshSelection()
     if (m_files)
         for (size_t i = 0; i < m_blocks.size(); ++i)
             m_selected[i] = !m_ids[i].isEmpty() && m_files->selection().contains(m_ids[i]);
+    ++m_revision;
+    Q_EMIT revisionChanged();
     update();
 }
 

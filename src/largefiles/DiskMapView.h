@@ -26,6 +26,9 @@ class DiskMapView : public QQuickPaintedItem
     Q_PROPERTY(int blockCount READ blockCount NOTIFY layoutChanged)
     Q_PROPERTY(int focusedBlock READ focusedBlock WRITE setFocusedBlock NOTIFY focusedBlockChanged)
     Q_PROPERTY(int hoveredBlock READ hoveredBlock WRITE setHoveredBlock NOTIFY hoveredBlockChanged)
+    // Rises whenever what a block shows may have changed (a new layout, the
+    // selection): texts about a block that depend on it are read again.
+    Q_PROPERTY(int revision READ revision NOTIFY revisionChanged)
 
 public:
     explicit DiskMapView(QQuickItem *parent = nullptr);
@@ -40,6 +43,7 @@ public:
     int focusedBlock() const { return m_focused; }
     void setFocusedBlock(int index);
     int hoveredBlock() const { return m_hovered; }
+    int revision() const { return m_revision; }
     void setHoveredBlock(int index);
 
     Q_INVOKABLE int blockAt(qreal x, qreal y) const;
@@ -72,6 +76,7 @@ Q_SIGNALS:
     void layoutChanged();
     void focusedBlockChanged();
     void hoveredBlockChanged();
+    void revisionChanged();
     void toggleRequested(const QString &id);
 
 protected:
@@ -91,4 +96,6 @@ private:
     std::vector<char> m_selected; // per block
     int m_focused = -1;
     int m_hovered = -1;
+    int m_revision = 0;
+    const FolderTotals::Node *m_shown = nullptr; // the folder laid out
 };

@@ -15,42 +15,35 @@ Card {
     readonly property bool hasFiles: scanner.fileCount > 0
     property string mode: "Lista"
     readonly property bool showsMap: mode === "Mapa"
-    // The list's scan the map was last measured for, and the folder to show
-    // again when a new measure (after a move to the Trash) is in.
-    property int mappedScan: -1
-    property string keepPath
+    // What the map was last measured for: the list's folder and scan, and the
+    // moves to the Trash since. A map that no longer matches is measured again
+    // when it is shown, keeping the folder it shows.
+    property string mappedFor: ""
+    readonly property string listState: scanner.selectedFolder + "#" + scanner.completedScanCount
+                                        + "#" + movesDone
+    property int movesDone: 0
 
-    function measure(keep) {
+    function measure() {
         if (results.scanner.selectedFolder === "")
             return;
-        results.mappedScan = results.scanner.completedScanCount;
-        results.keepPath = keep ? results.mapScanner.currentPath : "";
+        results.mappedFor = results.listState;
         results.mapScanner.scan(results.scanner.selectedFolder);
     }
     function measureIfStale() {
-        if (results.showsMap && !results.scanner.isScanning
-                && results.mappedScan !== results.scanner.completedScanCount)
-            results.measure(false);
+        if (results.showsMap && !results.scanner.isScanning && !results.scanner.isMovingToTrash
+                && results.mappedFor !== results.listState)
+            results.measure();
     }
     onShowsMapChanged: measureIfStale()
+    onListStateChanged: measureIfStale()
     Connections {
         target: results.scanner
-        function onCompletedScanCountChanged() { results.measureIfStale(); }
+        function onIsScanningChanged() { results.measureIfStale(); }
         function onIsMovingToTrashChanged() {
-            if (!results.scanner.isMovingToTrash && results.mapScanner.rootPath !== "")
-                results.measure(true);
+            if (!results.scanner.isMovingToTrash)
+                results.movesDone += 1;
         }
     }
-    Connections {
-        target: results.mapScanner
-        function onCompletedScanCountChanged() {
-            if (results.keepPath !== "")
-                results.mapScanner.zoomIntoPath(results.keepPath);
-            results.keepPath = "";
-        }
-    }
-
-    radius: 16
 
     ColumnLayout {
         anchors.fill: parent

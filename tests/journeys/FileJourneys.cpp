@@ -230,6 +230,10 @@ void FileJourneys::mapShowsWhereTheSpaceWentAndSharesTheSelection()
     QCOMPARE(map->property("focusedBlock").toInt(), 0);
     app.key(Qt::Key_Return);
     QVERIFY(app.waitForItem("crumb_1"));
+    // The line under the map names the focused block of the folder now shown.
+    QString first;
+    QMetaObject::invokeMethod(map, "blockPath", Q_RETURN_ARG(QString, first), Q_ARG(int, 0));
+    QVERIFY2(app.text("mapInfo").startsWith(first + " · "), qPrintable(app.text("mapInfo")));
     app.key(Qt::Key_Backspace);
     QVERIFY(!app.item("crumb_1"));
 

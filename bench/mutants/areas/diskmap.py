@@ -5,6 +5,8 @@ TOTALS = "src/platform/FolderTotals.cpp"
 BLOCKS = "src/largefiles/DiskMapLayout.cpp"
 VIEW = "src/largefiles/DiskMapView.cpp"
 RESULTS = "src/largefiles/LargeFilesResults.qml"
+SCANNER = "src/largefiles/DiskMapScanner.cpp"
+PANEL = "src/largefiles/DiskMapPanel.qml"
 
 MUTANTS = [
     dict(name="diskmap: rows run along the longer side", file=LAYOUT,
@@ -62,7 +64,12 @@ MUTANTS = [
     dict(name="diskmap: nested blocks are named as if in the folder shown", file=VIEW,
          old="const FolderTotals::Node *in = b->parent >= 0 ? m_blocks[size_t(b->parent)].node : nullptr;",
          new="const FolderTotals::Node *in = nullptr;", tests="tst_journeys"),
-    dict(name="diskmap: after a move the map goes back to the scanned folder", file=RESULTS,
-         old="                results.mapScanner.zoomIntoPath(results.keepPath);\n", new="",
+    dict(name="diskmap: after a move the map goes back to the scanned folder", file=SCANNER,
+         old="            m_trail = trailTo(showing);", new="            m_trail = {m_root.get()};",
+         tests="tst_journeys"),
+    dict(name="diskmap: a move to the Trash leaves the map as it was", file=RESULTS,
+         old="                results.movesDone += 1;", new="", tests="tst_journeys"),
+    dict(name="diskmap: the line under the map is not read again after a zoom", file=PANEL,
+         old="        text: map.revision, panel.shownBlock >= 0", new="        text: panel.shownBlock >= 0",
          tests="tst_journeys"),
 ]
