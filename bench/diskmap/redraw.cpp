@@ -1,8 +1,9 @@
 // velmora-bench-diskmap-redraw [BLOCKS]: what a redraw of the map costs after a
 // zoom or a resize: the layout of a folder's entries and the painting of every
 // block, at the size the window gives the map and at a large one. The folder
-// holds BLOCKS entries (5,000 by default) of sizes within a factor of eight, a tenth of them folders with entries of their own, so that nearly
-// all are large enough to be drawn. Prints the median and the worst of 60 redraws.
+// holds BLOCKS entries (5,000 by default) of sizes within a factor of eight, a tenth of them
+// folders with entries of their own, so that nearly all are large enough to be drawn. Prints the
+// median and the worst of 60 redraws.
 #include "DiskMapLayout.h"
 #include "DiskMapView.h"
 

@@ -14,7 +14,8 @@ std::unique_ptr<ProbeDriver> makeHistoryDriver();
 const QList<ProbeDriverFactory> &probeDrivers()
 {
     static const QList<ProbeDriverFactory> drivers = {
-        makeLargeFilesDriver, makeDiskMapDriver, makeDuplicatesDriver, makeCleanupDriver, makeUninstallerDriver,
-        makeProtectionDriver, makeQuarantineDriver, makeFullDriver,    makeHistoryDriver};
+        makeLargeFilesDriver, makeDiskMapDriver,     makeDuplicatesDriver,
+        makeCleanupDriver,    makeUninstallerDriver, makeProtectionDriver,
+        makeQuarantineDriver, makeFullDriver,        makeHistoryDriver};
     return drivers;
 }
