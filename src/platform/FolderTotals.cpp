@@ -162,6 +162,10 @@ private:
             const char *name = entry->d_name;
             if (name[0] == '.' && (name[1] == '\0' || (name[1] == '.' && name[2] == '\0')))
                 continue;
+            if ((entries & 4095) == 4095 && WalkControl::stopRequested()) {
+                task.target->broken = true; // a folder of 100,000 files still stops at once
+                break;
+            }
             ++entries;
             if (entry->d_type == DT_DIR) {
                 folders.emplace_back(name);
@@ -200,8 +204,13 @@ private:
             std::lock_guard lock(m_linksMutex);
             std::move(links.begin(), links.end(), std::back_inserter(m_links));
         }
-        for (const QByteArray &name : folders)
+        for (const QByteArray &name : folders) {
+            if (WalkControl::stopRequested()) {
+                task.target->broken = true; // its subfolders were never opened
+                break;
+            }
             enter(task, name);
+        }
         closedir(dir);
     }
 
