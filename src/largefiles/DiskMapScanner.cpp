@@ -30,11 +30,8 @@ QByteArray DiskMapScanner::currentBytes() const
     if (m_trail.empty())
         return {};
     QByteArray path = m_trail.front()->name;
-    for (size_t i = 1; i < m_trail.size(); ++i) {
-        if (!path.endsWith('/'))
-            path.append('/');
-        path.append(m_trail[i]->name);
-    }
+    for (size_t i = 1; i < m_trail.size(); ++i)
+        path = FolderTotals::joined(path, m_trail[i]->name);
     return path;
 }
 
@@ -47,13 +44,9 @@ QString DiskMapScanner::pathOf(const FolderTotals::Node *entry,
                                const FolderTotals::Node *nestedIn) const
 {
     QByteArray path = currentBytes();
-    for (const FolderTotals::Node *node : {nestedIn, entry}) {
-        if (!node)
-            continue;
-        if (!path.endsWith('/'))
-            path.append('/');
-        path.append(node->name);
-    }
+    for (const FolderTotals::Node *node : {nestedIn, entry})
+        if (node)
+            path = FolderTotals::joined(path, node->name);
     return FileLocation::decode(path);
 }
 
@@ -62,9 +55,7 @@ QVariantList DiskMapScanner::breadcrumb() const
     QVariantList out;
     QByteArray path;
     for (const FolderTotals::Node *node : m_trail) {
-        if (!path.isEmpty() && !path.endsWith('/'))
-            path.append('/');
-        path.append(node->name);
+        path = path.isEmpty() ? node->name : FolderTotals::joined(path, node->name);
         const QString decoded = FileLocation::decode(path);
         out.append(QVariantMap{{QStringLiteral("name"), folderName(decoded)},
                                {QStringLiteral("path"), decoded}});
@@ -138,7 +129,7 @@ std::vector<const FolderTotals::Node *> DiskMapScanner::trailTo(const QByteArray
 {
     std::vector<const FolderTotals::Node *> trail{m_root.get()};
     const QByteArray &rootBytes = m_root->name;
-    const QByteArray prefix = rootBytes.endsWith('/') ? rootBytes : rootBytes + '/';
+    const QByteArray prefix = FolderTotals::joined(rootBytes, {});
     if (!wanted.startsWith(prefix))
         return trail;
     for (const QByteArray &name : wanted.mid(prefix.size()).split('/')) {
@@ -161,7 +152,7 @@ bool DiskMapScanner::zoomIntoPath(const QString &path)
     std::vector<const FolderTotals::Node *> trail = trailTo(wanted);
     QByteArray reached = m_root->name;
     for (size_t i = 1; i < trail.size(); ++i)
-        reached += (reached.endsWith('/') ? "" : "/") + trail[i]->name;
+        reached = FolderTotals::joined(reached, trail[i]->name);
     if (reached != wanted)
         return false;
     m_trail = std::move(trail);

@@ -53,6 +53,12 @@ struct Options
     int keptFilesPerFolder = 32;
 };
 
+// `folder` + "/" + `name`, for a folder that may be "/" itself.
+inline QByteArray joined(const QByteArray &folder, const QByteArray &name)
+{
+    return folder.endsWith('/') ? folder + name : folder + '/' + name;
+}
+
 // Walks `root` on the pool (it stays on the root's file system, never follows a
 // link below the root and enters bundles without showing them). Nothing when
 // the root cannot be opened. A stopped walk returns what it finished, with the

@@ -56,12 +56,8 @@ private:
     {
         QJsonArray children;
         if (depth > 0)
-            for (const auto &child : node.children) {
-                QByteArray childPath = path;
-                if (!childPath.endsWith('/'))
-                    childPath.append('/');
-                children.append(json(*child, childPath + child->name, depth - 1));
-            }
+            for (const auto &child : node.children)
+                children.append(json(*child, FolderTotals::joined(path, child->name), depth - 1));
         return {{QStringLiteral("path"), FileLocation::decode(path)},
                 {QStringLiteral("size"), double(node.size)},
                 {QStringLiteral("files"), double(node.files)},
