@@ -56,6 +56,7 @@ struct Way
 {
     ChunkBuffers::Buffer bytes; // the buffer it was read into (none until used)
     qint64 got = 0;
+    size_t print = 0; // of its bytes, to pass over most unlike contents without comparing
     std::vector<Member *> members;
 };
 
@@ -68,6 +69,7 @@ struct Scratch
     std::vector<ChunkBuffers::Buffer> buffers;
     std::vector<qint64> got;
     std::vector<char> likeFirst;
+    std::vector<size_t> prints; // of each file's chunk, when unlike the first content
     std::vector<Way> ways;
 
     Scratch() { ways.resize(kMaxWays); }

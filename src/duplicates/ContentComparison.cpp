@@ -14,10 +14,12 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <string_view>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <thread>
 #include <unistd.h>
+#include <unordered_map>
 #include <utility>
 
 namespace ContentComparison {
@@ -52,6 +54,29 @@ constexpr qint64 kHashTrail = 1024 * 1024;
 constexpr qint64 kSmallWindow = 64 * 1024;
 constexpr qint64 kLargeWindow = 1024 * 1024;
 constexpr qint64 kWindowsFrom = 8 * 1024 * 1024;
+
+// Where two buffers first differ (`length` when they do not).
+qint64 firstDifference(const char *a, const char *b, qint64 length)
+{
+    constexpr qint64 kBlock = 256;
+    qint64 at = 0;
+    while (at + kBlock <= length && std::memcmp(a + at, b + at, kBlock) == 0)
+        at += kBlock;
+    while (at < length && a[at] == b[at])
+        ++at;
+    return at;
+}
+
+// A print of a chunk unlike the first content: where it leaves that content and
+// the bytes there. Equal chunks have equal prints; chunks that differ from each
+// other nearly always differ in where they leave the first content or just
+// after, so a print is taken in a few hundred bytes, not the whole chunk.
+size_t printAt(const char *bytes, qint64 got, qint64 at)
+{
+    const qint64 length = std::min<qint64>(256, got - at);
+    const size_t hash = std::hash<std::string_view>{}(std::string_view(bytes + at, size_t(length)));
+    return hash ^ (size_t(at) * 0x9e3779b97f4a7c15ULL) ^ (size_t(got) << 1);
+}
 
 class Comparison
 {
@@ -189,11 +214,21 @@ void Comparison::split(Part part, qint64 offset, qint64 chunk, bool onlyCompare,
     std::vector<qint64> &gotOf = scratch.got;
     std::vector<char> &likeFirst = scratch.likeFirst;
     std::vector<Way> &wayOf = scratch.ways;
+    std::vector<size_t> &printOf = scratch.prints;
     const std::vector<Member *> &members = part.members;
     const int maxWays = waysFor(chunk);
     const qsizetype waveSize = std::max<qsizetype>(2, kMemoryBudget / chunk - maxWays);
     int ways = 0;
     std::vector<Member *> leftOver;
+    struct Lone
+    {
+        Member *member;
+        qint64 got;
+        bool leftOver;   // it and every later file with its print are split again
+        qsizetype wave;  // the wave it was read in, and its place there: within
+        qsizetype index; // that wave its bytes are still at hand
+    };
+    std::unordered_map<size_t, Lone> lone;
     for (qsizetype start = 0; start < qsizetype(members.size()); start += waveSize) {
         if (WalkControl::stopRequested())
             return;
@@ -215,6 +250,7 @@ void Comparison::split(Part part, qint64 offset, qint64 chunk, bool onlyCompare,
         };
         gotOf.assign(size_t(n), -1);
         likeFirst.assign(size_t(n), 0);
+        printOf.assign(size_t(n), 0);
 
         // The first content of the part: that of its first readable file.
         qsizetype readAlready = 0;
@@ -243,8 +279,14 @@ void Comparison::split(Part part, qint64 offset, qint64 chunk, bool onlyCompare,
             char *slot = slotOf(i);
             const qint64 got = read(*members[size_t(start + i)], slot, chunk, offset);
             gotOf[size_t(i)] = got;
+            if (got < 0)
+                return;
             likeFirst[size_t(i)] =
                 got == first.got && std::memcmp(slot, first.bytes->data(), size_t(got)) == 0;
+            if (!likeFirst[size_t(i)])
+                printOf[size_t(i)] =
+                    printAt(slot, got,
+                            firstDifference(slot, first.bytes->data(), std::min(got, first.got)));
         };
         if ((n - readAlready) * chunk >= kParallelBytes) {
             parallelFor(n, unit);
@@ -265,20 +307,57 @@ void Comparison::split(Part part, qint64 offset, qint64 chunk, bool onlyCompare,
                 continue;
             }
             const char *slot = buffers[size_t(i)]->data();
+            const size_t print = printOf[size_t(i)];
             int w = 1;
             while (w < ways &&
-                   !(wayOf[size_t(w)].got == got &&
+                   !(wayOf[size_t(w)].print == print && wayOf[size_t(w)].got == got &&
                      std::memcmp(slot, wayOf[size_t(w)].bytes->data(), size_t(got)) == 0))
                 ++w;
             if (w < ways) {
                 wayOf[size_t(w)].members.push_back(member);
-            } else if (ways < maxWays) {
-                Way &way = wayOf[size_t(ways++)];
-                std::swap(way.bytes, buffers[size_t(i)]); // taken, not copied
-                way.got = got;
-                way.members.assign(1, member);
-            } else {
+                continue;
+            }
+            // A content met once is only remembered by its print: most are
+            // unlike every other file and never need their bytes again. The
+            // second file with that print reads the first one's chunk again,
+            // and the two become a content of this pass once found equal.
+            const auto [seen, fresh] = lone.try_emplace(print, Lone{member, got, false, start, i});
+            if (fresh)
+                continue;
+            Lone &met = seen->second;
+            if (met.leftOver || ways == maxWays) {
+                if (!met.leftOver)
+                    leftOver.push_back(met.member);
+                met.leftOver = true;
                 leftOver.push_back(member);
+                continue;
+            }
+            bool same = false;
+            if (met.got == got && met.wave == start) {
+                same = std::memcmp(buffers[size_t(met.index)]->data(), slot, size_t(got)) == 0;
+            } else if (met.got == got) {
+                ChunkBuffers::Buffer again = ChunkBuffers::get();
+                if (qint64(again->size()) < chunk)
+                    again->resize(size_t(chunk));
+                same = read(*met.member, again->data(), chunk, offset) == got &&
+                       std::memcmp(again->data(), slot, size_t(got)) == 0;
+                ChunkBuffers::put(std::move(again));
+            }
+            // Two contents with one print (or the first file changed): this
+            // one's content is kept with its bytes, as any content the pass
+            // holds; the first stays remembered by its print.
+            if (!same && ways == maxWays) {
+                leftOver.push_back(member);
+                continue;
+            }
+            Way &way = wayOf[size_t(ways++)];
+            std::swap(way.bytes, buffers[size_t(i)]); // taken, not copied
+            way.got = got;
+            way.print = print;
+            way.members.assign(1, member);
+            if (same) {
+                way.members.insert(way.members.begin(), met.member);
+                lone.erase(seen);
             }
         }
     }

@@ -108,6 +108,7 @@ private Q_SLOTS:
     void sideBySideComparisonMatchesFullDigests();
     void filesThatDifferNearTheEndPartThere();
     void stoppedComparisonKeepsProvenSetsAndCountsEveryRead();
+    void aClassOfManyContentsPartsWhateverTheWaves();
     void stoppedScanPublishesOnlyProvenGroups();
 };
 
@@ -361,6 +362,26 @@ void TestDuplicateScanner::filesThatDifferNearTheEndPartThere()
     for (int i = 0; i < 3; ++i)
         QVERIFY2(!Reads::middleRead(paths[i], size), qPrintable(paths[i]));
     QVERIFY(Reads::middleRead(paths[3], size));
+}
+
+void TestDuplicateScanner::aClassOfManyContentsPartsWhateverTheWaves()
+{
+    // 300 files of one size: 130 contents twice each, the second copy 130 files
+    // later (in a later wave of reads), and 40 alone; far more contents than
+    // one pass keeps by their bytes.
+    Home h;
+    QList<QString> paths;
+    for (int j = 0; j < 300; ++j)
+        paths << h.file(QStringLiteral("f%1").arg(j), 64 * 1024,
+                        quint32(j < 260 ? 1 + j % 130 : 1000 + j));
+    const std::vector<ContentComparison::IdenticalFiles> classes =
+        ContentComparison::identicalContent(paths);
+    QCOMPARE(classes.size(), size_t(130));
+    for (const ContentComparison::IdenticalFiles &same : classes) {
+        QCOMPARE(same.members.size(), size_t(2));
+        QCOMPARE(same.members[1], same.members[0] + 130);
+        QCOMPARE(same.digest, *ContentDigest::fileHash(paths[same.members[0]]));
+    }
 }
 
 void TestDuplicateScanner::stoppedComparisonKeepsProvenSetsAndCountsEveryRead()
