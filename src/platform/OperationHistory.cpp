@@ -62,6 +62,9 @@ QList<HistoryOperation> readHistory(QString *error)
         if (!shown.items.isEmpty())
             out.append(shown);
     }
+    // Newest first, also between operations written within the same moment
+    // (the journal's times can tie): the later in the journal comes first.
+    std::reverse(out.begin(), out.end());
     std::stable_sort(
         out.begin(), out.end(),
         [](const HistoryOperation &a, const HistoryOperation &b) { return a.date > b.date; });

@@ -147,10 +147,17 @@ void UndoJourneys::historyAfterRestartPutsBackOneItem()
     const QObject *history = app.window()->findChild<QObject *>("operationHistory");
     QVERIFY(history);
     const auto *model = history->property("operationsModel").value<QAbstractItemModel *>();
-    QStringList states;
-    for (int row = 0; row < model->rowCount(); ++row)
-        states << model->index(row, 0).data(model->roleNames().key("stateText")).toString();
-    QCOMPARE(states, QStringList({"En la Papelera", "Deshecha en parte"}));
+    const auto states = [&] {
+        QStringList out;
+        for (int row = 0; row < model->rowCount(); ++row)
+            out << model->index(row, 0).data(model->roleNames().key("stateText")).toString();
+        return out;
+    };
+    // The list is read again after the put-back; wait for that, not a moment.
+    QVERIFY2(app.waitFor([&] {
+        return states() == QStringList({"En la Papelera", "Deshecha en parte"});
+    }),
+             qPrintable(states().join(", ")));
 }
 
 #include "UndoJourneys.moc"
