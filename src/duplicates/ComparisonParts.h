@@ -6,7 +6,11 @@
 
 #include <QString>
 #include <algorithm>
+#include <cstring>
 #include <deque>
+#include <functional>
+#include <string_view>
+#include <sys/resource.h>
 #include <vector>
 
 // The pieces a comparison works with: its files, the sets of files still
@@ -93,5 +97,51 @@ struct Outcome
     std::vector<Part> again; // files to split again at the same place
     std::vector<IdenticalFiles> done;
 };
+
+// Where two buffers first differ (`length` when they do not).
+inline qint64 firstDifference(const char *a, const char *b, qint64 length)
+{
+    constexpr qint64 kBlock = 256;
+    qint64 at = 0;
+    while (at + kBlock <= length && std::memcmp(a + at, b + at, kBlock) == 0)
+        at += kBlock;
+    while (at < length && a[at] == b[at])
+        ++at;
+    return at;
+}
+
+// A print of a chunk unlike the first content: where it leaves that content and
+// the bytes there. Equal chunks have equal prints; chunks that differ from each
+// other nearly always differ in where they leave the first content or just
+// after, so a print is taken in a few hundred bytes, not the whole chunk.
+inline size_t printAt(const char *bytes, qint64 got, qint64 at)
+{
+    const qint64 length = std::min<qint64>(256, got - at);
+    const size_t hash = std::hash<std::string_view>{}(std::string_view(bytes + at, size_t(length)));
+    return hash ^ (size_t(at) * 0x9e3779b97f4a7c15ULL) ^ (size_t(got) << 1);
+}
+
+// How many files one comparison keeps open: a quarter of what the process may
+// open, so that two comparisons side by side leave plenty for the rest.
+inline int openFileAllowance()
+{
+    // Once: the soft limit goes up to the hard one (within reason), so that a
+    // large class keeps its files open instead of opening one per chunk read.
+    static const bool raised = [] {
+        rlimit limit{};
+        if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
+            return false;
+        const rlim_t wanted = std::min<rlim_t>(limit.rlim_max, 65536);
+        if (limit.rlim_cur >= wanted)
+            return false;
+        limit.rlim_cur = wanted;
+        return setrlimit(RLIMIT_NOFILE, &limit) == 0;
+    }();
+    Q_UNUSED(raised);
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur == RLIM_INFINITY)
+        return kMaxOpenFiles;
+    return int(std::clamp<rlim_t>(limit.rlim_cur / 4, 16, kMaxOpenFiles));
+}
 
 } // namespace ContentComparison::Parts
