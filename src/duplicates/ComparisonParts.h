@@ -6,10 +6,10 @@
 
 #include <QString>
 #include <algorithm>
+#include <bit>
+#include <cstdint>
 #include <cstring>
 #include <deque>
-#include <functional>
-#include <string_view>
 #include <sys/resource.h>
 #include <vector>
 
@@ -111,14 +111,36 @@ inline qint64 firstDifference(const char *a, const char *b, qint64 length)
 }
 
 // A print of a chunk unlike the first content: where it leaves that content and
-// the bytes there. Equal chunks have equal prints; chunks that differ from each
-// other nearly always differ in where they leave the first content or just
-// after, so a print is taken in a few hundred bytes, not the whole chunk.
+// every byte from there to the chunk's end (the bytes before are the first
+// content's). Equal chunks have equal prints; two different chunks have equal
+// prints only by chance, and are then still told apart byte for byte. Files that
+// differ from the first content beyond its own difference all leave it at that
+// same place, so the print must reach past it. Four independent lanes keep the
+// multiplier busy: a print costs about what a comparison of the same bytes does.
 inline size_t printAt(const char *bytes, qint64 got, qint64 at)
 {
-    const qint64 length = std::min<qint64>(256, got - at);
-    const size_t hash = std::hash<std::string_view>{}(std::string_view(bytes + at, size_t(length)));
-    return hash ^ (size_t(at) * 0x9e3779b97f4a7c15ULL) ^ (size_t(got) << 1);
+    constexpr std::uint64_t kMul = 0x9e3779b97f4a7c15ULL;
+    std::uint64_t lane[4] = {std::uint64_t(at) + 1, std::uint64_t(got) + 2, 3, 4};
+    const char *p = bytes + at;
+    qint64 left = got - at;
+    for (; left >= 32; p += 32, left -= 32) {
+        for (int k = 0; k < 4; ++k) {
+            std::uint64_t word;
+            std::memcpy(&word, p + 8 * k, 8);
+            lane[k] = std::rotl((lane[k] ^ word) * kMul, 31);
+        }
+    }
+    for (int k = 0; left > 0; ++k, p += 8, left -= 8) {
+        std::uint64_t word = 0;
+        std::memcpy(&word, p, size_t(std::min<qint64>(8, left)));
+        lane[k] = std::rotl((lane[k] ^ word) * kMul, 31);
+    }
+    std::uint64_t print = 0;
+    for (const std::uint64_t value : lane) {
+        print = (print ^ value) * kMul;
+        print ^= print >> 32;
+    }
+    return size_t(print);
 }
 
 // How many files one comparison keeps open: a quarter of what the process may
