@@ -100,12 +100,9 @@ WalkOutcome<QList<DuplicateGroup>> findDuplicates(const QString &inside, qint64 
         if (list.size() >= 2)
             sameSize.append(std::move(list));
 
-    // Cheap first: length and both ends.
+    // Cheap first: both ends, within each length.
     const auto edges = computeKeys<QByteArray>(sameSize, [](const Candidate &c) {
-        std::optional<QByteArray> fp = ContentDigest::edgeFingerprint(c.item.url, c.logicalSize);
-        if (fp)
-            fp->prepend(QByteArray::number(c.logicalSize) + ':');
-        return fp;
+        return ContentDigest::edgeFingerprint(c.item.url, c.logicalSize);
     });
     QList<QList<Candidate>> sameEdges;
     for (auto &[fingerprint, list] : splitBy(sameSize, edges))
